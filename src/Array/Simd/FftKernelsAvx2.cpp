@@ -1,0 +1,3 @@
+#define TZM_LANES 8
+#define TZM_KERNEL_TABLE fftKernelsAvx2
+#include "Array/Simd/FftKernels.inl"

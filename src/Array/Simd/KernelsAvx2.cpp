@@ -1,0 +1,2 @@
+#define TZM_KERNEL_TABLE kernelsAvx2
+#include "Array/Simd/Kernels.inl"

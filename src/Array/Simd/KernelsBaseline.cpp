@@ -1,0 +1,2 @@
+#define TZM_KERNEL_TABLE kernelsBaseline
+#include "Array/Simd/Kernels.inl"
