@@ -1,0 +1,126 @@
+#include "support/SimdLevels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "support/Near.h"
+#include "support/Noise.h"
+
+using namespace IPP;
+
+namespace {
+
+constexpr int kLengths[] = {1, 7, 8, 9, 63, 64, 65, 1000};
+
+// Runs an operation on every length from an unaligned start, on noise with a NaN and an infinity in it, against its
+// formula per element; the elements around the range must stay.
+void ExpectPerElement(const std::function<void(const float*, float*, int)>& kernel,
+                      const std::function<float(float, float)>& formula) {
+    for (const int len : kLengths) {
+        std::vector<float> src = Noise(3).Floats(len + 2);
+        std::vector<float> dst = Noise(4).Floats(len + 2);
+        if (len > 8) {
+            src[4] = NAN;
+            src[7] = INFINITY;
+            dst[9] = -INFINITY;
+        }
+        std::vector<float> expected = dst;
+        for (int i = 1; i <= len; ++i) expected[i] = formula(src[i], dst[i]);
+        kernel(src.data() + 1, dst.data() + 1, len);
+        for (int i = 0; i < len + 2; ++i) {
+            if (std::isnan(expected[i]))
+                EXPECT_TRUE(std::isnan(dst[i])) << "length " << len << ", element " << i;
+            else
+                EXPECT_FLOAT_EQ(dst[i], expected[i]) << "length " << len << ", element " << i;
+        }
+    }
+}
+
+class Kernels : public AtSimdLevel {
+protected:
+    const Simd::Kernels& k = Simd::Of(GetParam());
+};
+
+} // namespace
+
+TEST_P(Kernels, ElementOperationsFollowTheirFormula) {
+    ExpectPerElement([&](const float* s, float* d, int n) { k.mul(s, d, n); }, [](float s, float d) { return s * d; });
+    ExpectPerElement([&](const float*, float* d, int n) { k.set(2.5f, d, n); }, [](float, float) { return 2.5f; });
+    ExpectPerElement([&](const float*, float* d, int n) { k.addC(2.5f, d, n); },
+                     [](float, float d) { return d + 2.5f; });
+    ExpectPerElement([&](const float*, float* d, int n) { k.mulC(0.3, d, n); },
+                     [](float, float d) { return static_cast<float>(d * 0.3); });
+    ExpectPerElement([&](const float*, float* d, int n) { k.sqr(d, n); }, [](float, float d) { return d * d; });
+    ExpectPerElement([&](const float* s, float* d, int n) { k.sub(s, 0.25f, d, n); },
+                     [](float s, float) { return s - 0.25f; });
+    ExpectPerElement([&](const float*, float* d, int n) { k.thresholdAbove(d, n, 0.125f); },
+                     [](float, float d) { return d > 0.125f ? 0.125f : d; });
+    ExpectPerElement([&](const float* s, float* d, int n) { k.maxEvery(s, d, n); },
+                     [](float s, float d) { return s > d ? s : d; });
+    ExpectPerElement([&](const float* s, float* d, int n) { k.minEvery(s, d, n); },
+                     [](float s, float d) { return s < d ? s : d; });
+}
+
+TEST_P(Kernels, ComplexOperationsFollowTheirFormula) {
+    for (const int len : kLengths) {
+        std::vector<float> a = Noise(5).Floats(2 * len);
+        std::vector<float> b = Noise(6).Floats(2 * len);
+        std::vector<float> product = b;
+        auto complex = [](std::vector<float>& v) { return reinterpret_cast<Ipp32fc*>(v.data()); };
+        k.mulComplex(complex(a), complex(product), len);
+        std::vector<float> moduli(len);
+        k.magnitude(complex(a), moduli.data(), len);
+        std::vector<float> conjugate = a;
+        k.conj(complex(conjugate), len);
+        for (int i = 0; i < len; ++i) {
+            const double re = double(a[2 * i]) * b[2 * i] - double(a[2 * i + 1]) * b[2 * i + 1];
+            const double im = double(a[2 * i]) * b[2 * i + 1] + double(a[2 * i + 1]) * b[2 * i];
+            EXPECT_NEAR(product[2 * i], re, 2 * 2 * kFloatEpsilon); // two products below 1, three roundings
+            EXPECT_NEAR(product[2 * i + 1], im, 2 * 2 * kFloatEpsilon);
+            EXPECT_FLOAT_EQ(moduli[i], static_cast<float>(std::hypot(double(a[2 * i]), double(a[2 * i + 1]))));
+            EXPECT_EQ(conjugate[2 * i], a[2 * i]);
+            EXPECT_EQ(conjugate[2 * i + 1], -a[2 * i + 1]);
+        }
+    }
+}
+
+TEST_P(Kernels, ReductionsSeeEveryElement) {
+    for (const int len : kLengths) {
+        std::vector<float> v = Noise(7).Floats(len + 1);
+        std::vector<int> n(len + 1);
+        double sum = 0;
+        for (int i = 1; i <= len; ++i) sum += v[i];
+        EXPECT_NEAR(k.sum(v.data() + 1, len), sum, len * 1e-16 * len);
+        for (int at = 1; at <= len; at += 1 + len / 9) {
+            const float kept = v[at];
+            float min = 0;
+            float max = 0;
+            v[at] = 2;
+            k.minMax(v.data() + 1, len, &min, &max);
+            EXPECT_EQ(max, 2.f);
+            v[at] = -2;
+            k.minMax(v.data() + 1, len, &min, &max);
+            EXPECT_EQ(min, -2.f);
+            v[at] = kept;
+            n.assign(len + 1, -5);
+            n[0] = 9;
+            n[at] = -4;
+            EXPECT_EQ(k.maxInt(n.data() + 1, len), -4);
+        }
+    }
+}
+
+TEST_P(Kernels, FlipReversesEvenAndOddLengths) {
+    for (const int len : kLengths) {
+        std::vector<float> v = Noise(8).Floats(len + 2);
+        std::vector<float> expected = v;
+        std::reverse(expected.begin() + 1, expected.end() - 1);
+        k.flip(v.data() + 1, len);
+        EXPECT_EQ(v, expected) << "length " << len;
+    }
+}
+
+TZM_INSTANTIATE_AT_SIMD_LEVELS(Kernels);

@@ -4,9 +4,26 @@
 
 namespace IPP::Simd {
 
-/// The vector kernels of one instruction set. They check nothing: lengths are at least 1, pointers valid.
+/// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
+/// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
+/// it counts or not as the processor's instruction has it.
 struct Kernels {
-    void (*zero)(float* dst, int len);
+    void (*set)(float value, float* dst, int len);
+    void (*mul)(const float* src, float* srcDst, int len);
+    void (*mulComplex)(const Ipp32fc* src, Ipp32fc* srcDst, int len);
+    void (*addC)(float value, float* srcDst, int len);
+    void (*mulC)(double value, float* srcDst, int len); ///< the product is taken in 64 bits
+    void (*sqr)(float* srcDst, int len);
+    void (*magnitude)(const Ipp32fc* src, float* dst, int len);
+    void (*conj)(Ipp32fc* srcDst, int len);
+    void (*maxEvery)(const float* src, float* srcDst, int len);
+    void (*minEvery)(const float* src, float* srcDst, int len);
+    void (*thresholdAbove)(float* srcDst, int len, float level);
+    void (*flip)(float* srcDst, int len);
+    void (*minMax)(const float* src, int len, float* min, float* max);
+    int (*maxInt)(const int* src, int len);
+    double (*sum)(const float* src, int len);
+    void (*sub)(const float* src, float value, float* dst, int len); ///< dst = src - value
 };
 
 extern const Kernels kernelsBaseline;
