@@ -1,0 +1,20 @@
+# The Debian packages that the scripts need, and how they are had. Read by the other scripts.
+TZM_BUILD_PACKAGES="g++ cmake make pkg-config libvtk9-dev libjsoncpp-dev libcli11-dev libcairo2-dev"
+TZM_TEST_PACKAGES="libgtest-dev"
+
+# Installs those of the named packages that are missing; asks for root only then.
+need_packages() {
+    missing=""
+    for package in "$@"; do
+        case "$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null)" in
+        *" installed") ;;
+        *) missing="$missing $package" ;;
+        esac
+    done
+    [ -z "$missing" ] && return 0
+    root=""
+    [ "$(id -u)" -eq 0 ] || root="sudo"
+    echo "Installing:$missing"
+    $root apt-get update -qq
+    $root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}
