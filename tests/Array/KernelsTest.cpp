@@ -123,4 +123,32 @@ TEST_P(Kernels, FlipReversesEvenAndOddLengths) {
     }
 }
 
+TEST_P(Kernels, TapReadsWeighTwelveNeighboursAndTurnTheSum) {
+    const std::vector<float> re = Noise(9).Floats(100);
+    const std::vector<float> im = Noise(10).Floats(100);
+    for (const int count : {1, 3, 4, 5, 30}) {
+        const std::vector<float> taps = Noise(11).Floats(12 * count);
+        const std::vector<float> a = Noise(12).Floats(count);
+        const std::vector<float> b = Noise(13).Floats(count);
+        std::vector<int> bins(count);
+        for (int i = 0; i < count; ++i) bins[i] = (37 * i) % 89;
+        std::vector<float> dstRe(count + 1, 9.f);
+        std::vector<float> dstIm(count + 1, 9.f);
+        k.tapReads(bins.data(), taps.data(), a.data(), b.data(), count, re.data(), im.data(), dstRe.data(), dstIm.data());
+        for (int i = 0; i < count; ++i) {
+            double sumRe = 0;
+            double sumIm = 0;
+            for (int t = 0; t < 12; ++t) {
+                sumRe += double(taps[12 * i + t]) * re[bins[i] + t];
+                sumIm += double(taps[12 * i + t]) * im[bins[i] + t];
+            }
+            const double limit = 2 * 14 * 12 * kFloatEpsilon; // two sums of 12 terms below 1
+            EXPECT_NEAR(dstRe[i], a[i] * sumRe - b[i] * sumIm, limit);
+            EXPECT_NEAR(dstIm[i], a[i] * sumIm + b[i] * sumRe, limit);
+        }
+        EXPECT_EQ(dstRe[count], 9.f);
+        EXPECT_EQ(dstIm[count], 9.f);
+    }
+}
+
 TZM_INSTANTIATE_AT_SIMD_LEVELS(Kernels);

@@ -24,6 +24,11 @@ struct Kernels {
     int (*maxInt)(const int* src, int len);
     double (*sum)(const float* src, int len);
     void (*sub)(const float* src, float value, float* dst, int len); ///< dst = src - value
+
+    /// Weighted reads between the bins of a split-complex spectrum, twelve taps (three vectors of four) per result:
+    /// dst[i] = (factorRe[i] + i factorIm[i]) * sum over t < 12 of taps[12 i + t] * src[bins[i] + t].
+    void (*tapReads)(const int* bins, const float* taps, const float* factorRe, const float* factorIm, int count,
+                     const float* srcRe, const float* srcIm, float* dstRe, float* dstIm);
 };
 
 extern const Kernels kernelsBaseline;

@@ -128,10 +128,58 @@ void Sub(const float* src, float value, float* dst, int len) {
     for (int i = 0; i < len; ++i) dst[i] = src[i] - value;
 }
 
+typedef float Four __attribute__((vector_size(16), aligned(4), may_alias));
+
+Four Load(const float* p) {
+    return *reinterpret_cast<const Four*>(p);
+}
+
+// The sums of the elements of a, b, c and d.
+Four Sums(Four a, Four b, Four c, Four d) {
+    const Four ab = __builtin_shufflevector(a, b, 0, 4, 1, 5) + __builtin_shufflevector(a, b, 2, 6, 3, 7);
+    const Four cd = __builtin_shufflevector(c, d, 0, 4, 1, 5) + __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    return __builtin_shufflevector(ab, cd, 0, 1, 4, 5) + __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
+}
+
+Four TapProducts(const float* taps, const float* src) {
+    return Load(taps) * Load(src) + Load(taps + 4) * Load(src + 4) + Load(taps + 8) * Load(src + 8);
+}
+
+void TapReads(const int* bins, const float* taps, const float* factorRe, const float* factorIm, int count,
+              const float* srcRe, const float* srcIm, float* dstRe, float* dstIm) {
+    int i = 0;
+    for (; i + 4 <= count; i += 4, taps += 48) {
+        const float* re[4];
+        const float* im[4];
+        for (int k = 0; k < 4; ++k) {
+            re[k] = srcRe + bins[i + k];
+            im[k] = srcIm + bins[i + k];
+        }
+        const Four sumRe = Sums(TapProducts(taps, re[0]), TapProducts(taps + 12, re[1]), TapProducts(taps + 24, re[2]),
+                                TapProducts(taps + 36, re[3]));
+        const Four sumIm = Sums(TapProducts(taps, im[0]), TapProducts(taps + 12, im[1]), TapProducts(taps + 24, im[2]),
+                                TapProducts(taps + 36, im[3]));
+        const Four a = Load(factorRe + i);
+        const Four b = Load(factorIm + i);
+        *reinterpret_cast<Four*>(dstRe + i) = a * sumRe - b * sumIm;
+        *reinterpret_cast<Four*>(dstIm + i) = a * sumIm + b * sumRe;
+    }
+    for (; i < count; ++i, taps += 12) {
+        float sumRe = 0.f;
+        float sumIm = 0.f;
+        for (int t = 0; t < 12; ++t) {
+            sumRe += taps[t] * srcRe[bins[i] + t];
+            sumIm += taps[t] * srcIm[bins[i] + t];
+        }
+        dstRe[i] = factorRe[i] * sumRe - factorIm[i] * sumIm;
+        dstIm[i] = factorRe[i] * sumIm + factorIm[i] * sumRe;
+    }
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {&Set,       &Mul,    &MulComplex, &AddC,     &MulC,           &Sqr,
                                          &Magnitude, &Conj,   &MaxEvery,   &MinEvery, &ThresholdAbove, &Flip,
-                                         &MinMax,    &MaxInt, &Sum,        &Sub};
+                                         &MinMax,    &MaxInt, &Sum,        &Sub,      &TapReads};
 
 } // namespace IPP::Simd
