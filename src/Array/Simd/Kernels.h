@@ -4,6 +4,9 @@
 
 namespace IPP::Simd {
 
+/// The sums of a correlation come in multiples of this many.
+constexpr int kCorrelateBlock = 32;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -24,6 +27,10 @@ struct Kernels {
     int (*maxInt)(const int* src, int len);
     double (*sum)(const float* src, int len);
     void (*sub)(const float* src, float value, float* dst, int len); ///< dst = src - value
+
+    /// sums[i] += sum over j of taps[j] * signal[i + j], j below tapCount, i below count, a multiple of
+    /// kCorrelateBlock.
+    void (*correlate)(const double* signal, const double* taps, int tapCount, double* sums, int count);
 };
 
 extern const Kernels kernelsBaseline;
