@@ -78,7 +78,8 @@ public:
 class CommaLocale {
 public:
     CommaLocale() : before(std::locale::global(std::locale(std::locale(), new Comma))) {
-        std::setlocale(LC_NUMERIC, "de_DE.UTF-8"); // where the machine has it
+        // Where the machine lacks the first, the second at least has another name than the classic one.
+        if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8")) std::setlocale(LC_NUMERIC, "C.UTF-8");
     }
     ~CommaLocale() {
         std::locale::global(before);
