@@ -1,0 +1,116 @@
+#include "support/SimdLevels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "Array/Array.h"
+#include "Array/Primitives/Checked.h"
+#include "support/Failure.h"
+#include "support/Near.h"
+#include "support/Noise.h"
+
+using namespace IPP;
+
+namespace {
+
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+
+Doubles SlowConvolution(const Floats& a, const Floats& b) {
+    Doubles sums(a.size() + b.size() - 1);
+    for (std::size_t i = 0; i < a.size(); ++i)
+        for (std::size_t k = 0; k < b.size(); ++k) sums[i + k] += static_cast<double>(a[i]) * b[k];
+    return sums;
+}
+
+Doubles SlowAutoCorrelation(const Floats& x, int lags) {
+    Doubles sums(lags);
+    for (int k = 0; k < lags; ++k)
+        for (int i = 0; i + k < static_cast<int>(x.size()); ++i) sums[k] += static_cast<double>(x[i]) * x[i + k];
+    return sums;
+}
+
+Floats Convolve(const Floats& a, const Floats& b) {
+    Floats dst(a.size() + b.size(), 77.f);
+    EXPECT_EQ(ippsConv_32f(a.data(), static_cast<int>(a.size()), b.data(), static_cast<int>(b.size()), dst.data()), 0);
+    EXPECT_EQ(dst.back(), 77.f);
+    dst.pop_back();
+    return dst;
+}
+
+class Convolution : public AtSimdLevel {};
+
+} // namespace
+
+TEST_P(Convolution, IsTheSumOfShiftedProducts) {
+    for (const auto& [len1, len2] :
+         {std::pair{1, 1}, {7, 1}, {3, 9}, {31, 33}, {32, 1}, {300, 17}, {513, 256}, {257, 700}}) {
+        const Floats a = Noise(len1).Floats(len1);
+        const Floats b = Noise(len2 + 1).Floats(len2);
+        const Doubles expected = SlowConvolution(a, b);
+        const Floats actual = Convolve(a, b);
+        for (std::size_t n = 0; n < actual.size(); ++n) // 64-bit sums, one narrowing
+            ASSERT_TRUE(std::fabs(actual[n] - expected[n]) <= kFloatEpsilon * std::fabs(expected[n]) + 1e-13)
+                << len1 << " by " << len2 << ", element " << n;
+    }
+}
+
+TEST_P(Convolution, AutoCorrelationSumsTheProductsOfEveryLag) {
+    for (const auto& [len, lags] : {std::pair{1, 1}, {1, 5}, {33, 33}, {40, 7}, {300, 300}, {600, 900}}) {
+        const Floats x = Noise(len).Floats(len);
+        const Doubles expected = SlowAutoCorrelation(x, lags);
+        Floats plain(lags), byLength(lags), byProducts(lags);
+        Checked::ippsAutoCorr_32f(x.data(), len, plain.data(), lags, 0);
+        Checked::ippsAutoCorr_32f(x.data(), len, byLength.data(), lags, 1);
+        Checked::ippsAutoCorr_32f(x.data(), len, byProducts.data(), lags, 2);
+        const double limit = kFloatEpsilon;
+        for (int k = 0; k < lags; ++k) {
+            const int products = std::max(1, len - k); // beyond the length every form is 0
+            ASSERT_NEAR(plain[k], expected[k], limit * std::fabs(expected[k]) + 1e-13) << len << ", lag " << k;
+            ASSERT_NEAR(byLength[k], expected[k] / len, limit * std::fabs(expected[k]) / len + 1e-13);
+            ASSERT_NEAR(byProducts[k], expected[k] / products, limit * std::fabs(expected[k]) / products + 1e-13);
+        }
+    }
+}
+
+TZM_INSTANTIATE_AT_SIMD_LEVELS(Convolution);
+
+TEST(ConvolutionContract, GivesNaNAndInfinityToTheirOwnSums) {
+    Floats a(50, 1.f);
+    Floats b(20, 1.f);
+    a[30] = NAN;
+    b[10] = INFINITY;
+    const Floats y = Convolve(a, b);
+    for (int n = 0; n < 69; ++n) {
+        const bool seesNaN = n >= 30 && n < 50;
+        const bool seesInfinity = n >= 10 && n < 60;
+        EXPECT_EQ(std::isnan(y[n]), seesNaN) << n;
+        EXPECT_EQ(std::isinf(y[n]), seesInfinity && !seesNaN) << n;
+    }
+}
+
+TEST(ConvolutionContract, RefusesBadRangesBeforeWriting) {
+    constexpr int kMost = std::numeric_limits<int>::max();
+    float x[2] = {1, 2};
+    float y[4] = {7, 7, 7, 7};
+    EXPECT_EQ(ippsConv_32f(x, 0, x, 2, y), -6);
+    EXPECT_EQ(ippsConv_32f(x, 2, x, 0, y), -6);
+    EXPECT_EQ(ippsConv_32f(x, kMost, x, 2, y), -6); // more sums than int counts
+    EXPECT_EQ(ippsConv_32f(x, 2, nullptr, 0, y), -8);
+    EXPECT_EQ(ippsConv_32f(x, 2, x, 2, nullptr), -8);
+    for (const auto correlate : {ippsAutoCorr_32f, ippsAutoCorr_NormA_32f, ippsAutoCorr_NormB_32f}) {
+        EXPECT_EQ(correlate(x, 0, y, 2), -6);
+        EXPECT_EQ(correlate(x, 2, y, 0), -6);
+        EXPECT_EQ(correlate(nullptr, 0, y, 2), -8);
+    }
+    EXPECT_EQ(Failure([&] { Checked::ippsAutoCorr_32f(x, 0, y, 2, 1); }), "-6 IPP::Exception::ippsAutoCorr_xxx");
+    const Array<float> a(x, 2);
+    EXPECT_EQ(Failure([&] { Array<float>(y, 2).Convolute(a, a); }),
+              "-2 IPP::Array::Convolute - Target dimension is too small");
+    EXPECT_EQ(Floats(y, y + 4), Floats(4, 7.f));
+    Array<float>(y, 4).Convolute(a, a);
+    EXPECT_EQ(Floats(y, y + 4), (Floats{1, 4, 4, 7})); // what follows the sums stays
+    Array<float>(y, 3).Convolute(a, a);
+}

@@ -114,4 +114,28 @@ inline void ippsDFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFT
     Check(IPP::ippsDFTInv_CToC_32fc(src, dst, state, buffer), "IPP::Exception::ippsDFTInv_CToC_32fc");
 }
 
+/// Mode 1 divides by the length, mode 2 by the number of products of the lag, any other value not at all.
+inline void ippsAutoCorr_32f(const Ipp32f* src, int srcLen, Ipp32f* dst, int dstLen, int mode) {
+    const auto primitive = mode == 1   ? IPP::ippsAutoCorr_NormA_32f
+                           : mode == 2 ? IPP::ippsAutoCorr_NormB_32f
+                                       : IPP::ippsAutoCorr_32f;
+    Check(primitive(src, srcLen, dst, dstLen), "IPP::Exception::ippsAutoCorr_xxx");
+}
+
+/// The taps of a high-pass or a low-pass.
+inline void IirGen(bool highpass, Ipp64f frequency, Ipp64f ripple, int order, Ipp64f* taps, int type) {
+    highpass ? ippsIIRGenHighpass_64f(frequency, ripple, order, taps, type)
+             : ippsIIRGenLowpass_64f(frequency, ripple, order, taps, type);
+}
+
+/// Makes a state with a delay line of zeros, runs the filter in place and releases the state, whatever the run gave.
+inline void IirFilter(Ipp32f* srcDst, int len, const Ipp64f* taps, int order) {
+    IppsIIRState64f_32f* state = nullptr;
+    Check(ippsIIRInitAlloc64f_32f(&state, taps, order, nullptr), "IPP::Exception::ippsIIRInitAlloc64f_32f");
+    const IppStatus run = ippsIIR64f_32f_I(srcDst, len, state);
+    const IppStatus release = ippsIIRFree64f_32f(state);
+    Check(release, "IPP::Exception::ippsIIRFree64f_32f");
+    Check(run, "IPP::Exception::ippsIIR64f_32f_I");
+}
+
 } // namespace IPP::Checked

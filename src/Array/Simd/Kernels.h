@@ -4,6 +4,9 @@
 
 namespace IPP::Simd {
 
+/// The sums of a correlation come in multiples of this many.
+constexpr int kCorrelateBlock = 32;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -29,6 +32,10 @@ struct Kernels {
     /// dst[i] = (factorRe[i] + i factorIm[i]) * sum over t < 12 of taps[12 i + t] * src[bins[i] + t].
     void (*tapReads)(const int* bins, const float* taps, const float* factorRe, const float* factorIm, int count,
                      const float* srcRe, const float* srcIm, float* dstRe, float* dstIm);
+
+    /// sums[i] += sum over j of taps[j] * signal[i + j], j below tapCount, i below count, a multiple of
+    /// kCorrelateBlock.
+    void (*correlate)(const double* signal, const double* taps, int tapCount, double* sums, int count);
 };
 
 extern const Kernels kernelsBaseline;

@@ -176,10 +176,38 @@ void TapReads(const int* bins, const float* taps, const float* factorRe, const f
     }
 }
 
+#if defined __AVX512F__
+constexpr int kLanes = 8;
+#elif defined __AVX2__
+constexpr int kLanes = 4;
+#else
+constexpr int kLanes = 2;
+#endif
+
+// A vector register of doubles, loaded from anywhere.
+typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_alias));
+
+// A run of neighbouring sums stays in registers for all taps, which the compiler doesn't find in the plain loops.
+// Enough of them to hide the latency of an addition.
+void Correlate(const double* signal, const double* taps, int tapCount, double* sums, int count) {
+    constexpr int kRegisters = kLanes == 8 ? 4 : 8;
+    constexpr int kRun = kRegisters * kLanes;
+    static_assert(kCorrelateBlock % kRun == 0, "whole runs only");
+    for (int i = 0; i < count; i += kRun) {
+        Doubles run[kRegisters];
+        for (int r = 0; r < kRegisters; ++r) run[r] = *reinterpret_cast<const Doubles*>(sums + i + r * kLanes);
+        const double* window = signal + i;
+        for (int j = 0; j < tapCount; ++j, ++window)
+            for (int r = 0; r < kRegisters; ++r)
+                run[r] += taps[j] * *reinterpret_cast<const Doubles*>(window + r * kLanes);
+        for (int r = 0; r < kRegisters; ++r) *reinterpret_cast<Doubles*>(sums + i + r * kLanes) = run[r];
+    }
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {&Set,       &Mul,    &MulComplex, &AddC,     &MulC,           &Sqr,
                                          &Magnitude, &Conj,   &MaxEvery,   &MinEvery, &ThresholdAbove, &Flip,
-                                         &MinMax,    &MaxInt, &Sum,        &Sub,      &TapReads};
+                                         &MinMax,    &MaxInt, &Sum,        &Sub,      &TapReads,       &Correlate};
 
 } // namespace IPP::Simd
