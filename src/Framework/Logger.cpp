@@ -1,0 +1,62 @@
+#include "Framework/Logger.h"
+
+#include <ctime>
+#include <iterator>
+#include <locale>
+#include <sstream>
+#include <stdexcept>
+
+#include <vtkOutputWindow.h>
+
+namespace TZM {
+
+namespace {
+
+/// The locale of the user's environment; the classic one if that names one that doesn't exist.
+std::locale UserLocale() {
+    try {
+        return std::locale("");
+    } catch (const std::runtime_error&) {
+        return std::locale::classic();
+    }
+}
+
+std::string LogLine(const char* text) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    const std::locale locale = UserLocale();
+    std::ostringstream line;
+    line << "Log (";
+    std::use_facet<std::time_put<char>>(locale).put(std::ostreambuf_iterator<char>(line), line, ' ', &local, 'X');
+    line << "): " << text;
+    return line.str();
+}
+
+} // namespace
+
+Logger* Logger::GetInstance() {
+    static Logger instance;
+    return &instance;
+}
+
+void Logger::LogText(const char* text) {
+    try {
+        vtkOutputWindowDisplayText(LogLine(text ? text : "").c_str());
+    } catch (...) { // a line that can't be written is no reason for a computation to fail
+    }
+}
+
+void Logger::LogError(const char* text) {
+    try {
+        errorList.emplace_back(text ? text : "");
+    } catch (...) { // out of memory: the line below may still come through
+    }
+    LogText(text);
+}
+
+void Logger::ClearErrorList() {
+    std::deque<std::string>().swap(errorList);
+}
+
+} // namespace TZM

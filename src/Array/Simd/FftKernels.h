@@ -2,11 +2,85 @@
 
 #include "Array/Primitives/IppTypes.h"
 
+/// The transform kernels. Everything rides in lanes: W neighbouring transforms, one per lane of a vector, real and
+/// imaginary parts in separate vectors ("lane form": element k is W real parts at re + k * stride and W imaginary
+/// parts at im + k * stride, strides in floats). Only forward transforms exist: swapping the real and the imaginary
+/// pointers of source and target makes the inverse one.
+
 namespace IPP::Simd {
 
-/// The transform kernels of one instruction set.
+using Index = __PTRDIFF_TYPE__;
+
+constexpr int kMaxLanes = 16;    ///< of the widest level
+constexpr int kMaxRadix = 16;    ///< of the unrolled butterflies
+constexpr int kMaxOddRadix = 97; ///< of the odd radices that are computed from their definition
+
+/// A run of `count` butterflies of one radix. Leg j of butterfly i is read at src + i * srcNext + j * srcLeg and
+/// written at dst + i * dstNext + j * dstLeg. All legs are read before the first is written.
+struct FftPass {
+    const float* srcRe;
+    const float* srcIm;
+    Index srcLeg, srcNext;
+    float* dstRe;
+    float* dstIm;
+    Index dstLeg, dstNext;
+    Index count;
+    const float* twiddles; ///< radix - 1 complex factors of a butterfly, onto legs 1, 2 .., then the next butterfly's
+    // Read by the general leaves alone:
+    float scale;            ///< factor of the source
+    Index reLimit, imLimit; ///< offsets from src at and above these read as 0
+    // Read by the odd radices alone:
+    int radix;
+    const float* circle; ///< cos and sin of 2 pi j k / radix, for k = 1 .. (radix - 1) / 2, j = 1 .. (radix - 1) / 2
+};
+
+/// The transform kernels of one instruction set. They check nothing: counts are at least 1, pointers valid.
 struct FftKernels {
-    int lanes; ///< 32-bit floats in a vector
+    using Pass = void (*)(const FftPass&);
+
+    int lanes; ///< 32-bit floats in a vector, the W of the comments here
+
+    // Butterflies by radix; null where there is none of that radix.
+    Pass leaf[kMaxRadix + 1];        ///< without twiddles
+    Pass generalLeaf[kMaxRadix + 1]; ///< without twiddles, with scale and limits
+    Pass twiddled[kMaxRadix + 1];
+    Pass oddLeaf; ///< any odd radix up to kMaxOddRadix, with scale and limits
+    Pass oddTwiddled;
+
+    /// dst[k] = src[k] * table[k], complex, for lane forms of `count` elements; the table's factors serve all lanes.
+    void (*multiply)(const float* srcRe, const float* srcIm, Index srcStride, float* dstRe, float* dstIm,
+                     Index dstStride, const float* table, Index count);
+    /// Lane blocks (im = re + W, stride 2 W) times a table with a factor for every lane, in place.
+    void (*multiplyLanes)(float* srcDst, const float* tableRe, const float* tableIm, Index tableStride, Index count);
+    /// Copies lane form, element order[k] of the source to element k (gather) or k to order[k] (scatter), scaled;
+    /// the source reads as 0 at and above the limits.
+    void (*gather)(const float* srcRe, const float* srcIm, Index srcStride, Index reLimit, Index imLimit, float scale,
+                   const int* order, float* dst, Index count);
+    void (*scatter)(const float* src, const int* order, float* dstRe, float* dstIm, Index dstStride, Index count);
+
+    /// Rows of contiguous floats to lane form: dst[k * dstStride + row] = src[row][k] for k < count. Rows lie
+    /// `srcStep` bytes apart; there are `rows` <= W of them, the lanes of the missing ones become 0. A complex row of n
+    /// interleaved elements is one of 2 n floats, and comes out as lane blocks (im = re + W, stride 2 W) with dstStride
+    /// W.
+    void (*loadRows)(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride);
+    /// Lane form back to rows. Groups of W floats of a row lie `groupStride` floats apart, W for plain rows.
+    void (*storeRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep,
+                      Index groupStride);
+
+    /// Between neighbouring complex columns and lane form: row y at src + y * srcStep bytes holds `columns` <= W
+    /// interleaved complex numbers, one per lane; missing lanes become 0, and are not written back.
+    void (*loadColumns)(const void* src, Index srcStep, int columns, Index count, float* dst);
+    void (*storeColumns)(const float* src, int columns, Index count, void* dst, Index dstStep);
+
+    // The steps of an envelope, all on lane blocks of n elements, two real rows in a lane.
+    /// Scales every row by its own power of two to a magnitude near 1; a row with a NaN or infinity is zeroed.
+    /// `undo` (2 W floats) receives the factor back, NaN for such a row.
+    void (*levelRows)(float* srcDst, Index n, float* undo);
+    /// The spectrum of the Hilbert transform from the spectrum, times `scale`: -i sgn(frequency) X, 0 at the mean and
+    /// at the Nyquist frequency.
+    void (*hilbertSpectrum)(float* srcDst, Index n, float scale);
+    /// dst = sqrt(signal^2 + hilbert^2) * undo; dst may be hilbert.
+    void (*magnitude)(const float* signal, const float* hilbert, const float* undo, float* dst, Index n);
 };
 
 extern const FftKernels fftKernelsBaseline;

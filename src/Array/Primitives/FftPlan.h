@@ -1,0 +1,141 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "Array/Simd/FftKernels.h"
+
+namespace IPP {
+
+using Simd::Index;
+
+/// Where a transform reads: element k of W neighbouring transforms is W real parts at re + k * stride and W imaginary
+/// parts at im + k * stride, the stride in floats and at least W. A null im is a real signal. Only the first `present`
+/// elements are read if it isn't negative, the others count as 0.
+struct LaneSource {
+    const float* re;
+    const float* im;
+    Index stride;
+    Index present = -1;
+};
+
+/// Where it writes.
+struct LaneTarget {
+    float* re;
+    float* im;
+    Index stride;
+};
+
+/// Complex transforms of one length n >= 1, W of them at a time, one per lane of a vector; W is the `lanes` of
+/// Simd::ActiveFft(). Forward: X[k] = scale * sum over j of x[j] exp(-2 pi i j k / n); inverse the same with +.
+/// "Lane blocks" have im = re + W and stride 2 W; the columns of an array of split parts have the row length as stride.
+///
+/// Mixed radix, decimation in time (Cooley and Tukey): the leaves read the source with its stride and write
+/// contiguous work memory, every later pass works there in place, sub-transform by sub-transform so that it stays in
+/// the first cache, and the last pass writes the target. Larger primes go by definition, by Rader's convolution or by
+/// Bluestein's. Tables are made in double precision. A plan is read-only and serves any number of threads and every
+/// instruction set.
+class FftPlan {
+public:
+    /// The plan of length n, from a bounded cache of the process. Throws std::bad_alloc.
+    static std::shared_ptr<const FftPlan> Get(Index n);
+
+    /// An estimate of the time of a transform, in vector operations.
+    static double Cost(Index n);
+
+    explicit FftPlan(Index n);
+    ~FftPlan();
+    FftPlan(const FftPlan&) = delete;
+    FftPlan& operator=(const FftPlan&) = delete;
+
+    Index Length() const { return length; }
+
+    /// Floats of work memory of a transform, best aligned to 64 bytes; each thread needs its own.
+    Index WorkSize() const { return workElements * 2 * Simd::kMaxLanes; }
+
+    /// Source and target may be the same area with the same stride; otherwise they don't overlap.
+    void Forward(const LaneSource& src, const LaneTarget& dst, float* work, float scale = 1.f) const;
+    void Inverse(const LaneSource& src, const LaneTarget& dst, float* work, float scale = 1.f) const;
+
+private:
+    enum class Leaf { Butterfly, Odd, Rader, Bluestein };
+    struct Stage;
+    struct Run;
+
+    void MakeRader();
+    void MakeBluestein();
+
+    void Transform(const Run& run, std::size_t stage, Index offset, Index step, const LaneTarget& dst) const;
+    void Leaves(const Run& run, Index offset, Index next, Index step, Index count, const LaneTarget& dst) const;
+    void RaderLeaf(const Run& run, Index offset, Index step, const LaneTarget& dst) const;
+    void BluesteinLeaf(const Run& run, Index offset, Index step, const LaneTarget& dst) const;
+
+    Index length;
+    Index workElements = 0;
+    Leaf leaf = Leaf::Butterfly;
+    Index leafLength = 1;
+    std::vector<Stage> stages; ///< from the last pass down to the one above the leaves
+    std::vector<float> circle; ///< of an odd leaf
+    std::vector<int> gather;   ///< order in which a convolution leaf takes its source
+    std::vector<int> scatter;  ///< Rader: where its results go
+    std::vector<float> chirp;  ///< Bluestein: exp(-pi i k^2 / leafLength)
+    std::vector<float> kernel; ///< spectrum of what is convolved with, divided by its length
+    std::shared_ptr<const FftPlan> convolution;
+};
+
+/// One complex transform of any length n >= 1 of interleaved numbers. Where it pays, n is split in two factors: the
+/// columns of the signal written as a matrix ride in the lanes, then its rows, so that the lanes are full and the
+/// tables of a long transform stay near the square root of n.
+class SingleTransform {
+public:
+    /// Throws std::bad_alloc, also where a length beyond any use would need tables of gigabytes.
+    explicit SingleTransform(Index n);
+
+    Index Length() const { return length; }
+    Index WorkSize() const; ///< floats
+    /// src may equal dst.
+    void Forward(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale = 1.f) const;
+    void Inverse(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale = 1.f) const;
+
+private:
+    void Transform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const;
+    void SplitTransform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const;
+    void ChirpTransform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const;
+    void MakeTurns(Index firstColumn, Index count, float* re, float* im, Index stride) const;
+
+    Index length;
+    std::shared_ptr<const FftPlan> columns; ///< of the columns' length; of the whole length if `rows` is null
+    std::shared_ptr<const FftPlan> rows;
+    std::vector<double> fineTurns,
+        coarseTurns;                     ///< exp(-2 pi i k / length) for the lower bits of k and for its upper ones
+    std::vector<float> turnsRe, turnsIm; ///< all turns of a short transform, [row][column] with padded rows
+    std::vector<Ipp32fc> chirp, kernel;  ///< Bluestein, for long lengths without good factors
+    std::unique_ptr<SingleTransform> convolution;
+};
+
+/// Work memory of the calling thread: its kept block if that is free and the need is moderate, else an area of its
+/// own. First touch of fresh memory costs more than a transform, therefore a thread keeps a block of at most 64 MiB
+/// until it ends.
+class ThreadWork {
+public:
+    explicit ThreadWork(Index floats);
+    ~ThreadWork();
+    ThreadWork(const ThreadWork&) = delete;
+    ThreadWork& operator=(const ThreadWork&) = delete;
+
+    float* Get() const { return data; } ///< null when memory is out
+
+private:
+    float* data = nullptr;
+    bool kept = false;
+};
+
+/// The factors that a transform flag gives to both directions, for length n.
+struct FlagScale {
+    float forward = 0.f, inverse = 0.f;
+};
+/// False if the flag doesn't exist.
+bool ScaleOfFlag(int flag, double n, FlagScale& scale);
+
+} // namespace IPP

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "Array/Array3D.h"
+#include "Framework/CalcError.h"
+#include "Framework/ImageProps.h"
+
+namespace TZM {
+
+/// A block of traces as the algorithms see it: samples, A-scans, B-scans.
+using BlockView = IPP::Array3D<float, int>;
+
+/// Runs the body of an Execute: a failure of the array layer leaves as CalcError 99, everything else as it is.
+template <class Body>
+void RunExecute(const Body& body) {
+    try {
+        body();
+    } catch (const IPP::Exception& failure) {
+        throw Exception::CalcError(failure);
+    }
+}
+
+/// Throws IPP::Exception (status -2) if a dimension is negative or if the block has more elements than an index counts.
+/// A block with a dimension of 0 passes.
+inline void RequireIndexable(const ImageProps& props) {
+    const std::int64_t samples = props.samplesPerAscan, ascans = props.ascansPerBscan, bscans = props.bscanCount;
+    IPP::Require(samples >= 0 && ascans >= 0 && bscans >= 0, "A dimension of the block is negative");
+    if (samples == 0 || ascans == 0 || bscans == 0) return;
+    constexpr std::int64_t most = std::numeric_limits<int>::max();
+    IPP::Require(samples * ascans <= most && samples * ascans <= most / bscans,
+                 "The block has too many elements for its index");
+}
+
+/// View of the caller's output block. Throws like RequireIndexable.
+inline BlockView OutputView(float* out, const ImageProps& props) {
+    RequireIndexable(props);
+    return BlockView(out, props.samplesPerAscan, props.ascansPerBscan, props.bscanCount);
+}
+
+/// View of the caller's input block, which nobody may write through it. Throws like RequireIndexable.
+inline const BlockView InputView(const float* in, const ImageProps& props) {
+    return OutputView(const_cast<float*>(in), props);
+}
+
+/// Fails as the first primitive over the whole block would: status -6 if it is empty, -8 if it has no memory.
+/// \param message "IPP::Exception::" and the name of that primitive, of static storage.
+inline void RefuseEmpty(const BlockView& block, const char* message) {
+    constexpr int lengthTooSmall = -6, nullPointer = -8;
+    if (block.size < 1) throw IPP::Exception(lengthTooSmall, message);
+    if (!block.data) throw IPP::Exception(nullPointer, message);
+}
+
+/// An entry limited to a B-scan of that many A-scans: first within 0 .. ascans - 1, first + length at most ascans.
+inline BscanInfo LimitValidRange(const BscanInfo& given, int ascans) {
+    BscanInfo limited;
+    limited.firstValidIdx = std::clamp(given.firstValidIdx, 0, std::max(ascans - 1, 0));
+    limited.validLen = std::clamp(given.validLen, 0, std::max(ascans - limited.firstValidIdx, 0));
+    return limited;
+}
+
+/// The valid A-scans of a B-scan, within the block whatever its entry says; none if it has no entry.
+inline BscanInfo ValidRange(const ImageProps& props, int bscan) {
+    const bool told = bscan >= 0 && static_cast<std::size_t>(bscan) < props.bscanInfo.size();
+    return LimitValidRange(told ? props.bscanInfo[static_cast<std::size_t>(bscan)] : BscanInfo(), props.ascansPerBscan);
+}
+
+} // namespace TZM

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "Framework/Logger.h"
+
+namespace TZM {
+
+/// Keeps the failure of the lowest index of a parallel loop, which is the one that a serial loop would have met.
+class EarliestFailure {
+public:
+    explicit EarliestFailure(int count) : index(count) {}
+
+    /// Runs body(i), unless a lower index has failed already. Nothing is allocated to keep a failure.
+    template <class Body>
+    void Run(int i, Body& body) noexcept {
+        if (i > index.load(std::memory_order_relaxed)) return;
+        try {
+            body(i);
+        } catch (...) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (i >= index.load(std::memory_order_relaxed)) return;
+            index.store(i, std::memory_order_relaxed);
+            failure = std::current_exception();
+        }
+    }
+
+    void Rethrow() {
+        if (failure) std::rethrow_exception(std::move(failure));
+    }
+
+private:
+    std::atomic<int> index; ///< lowest failed one; the count as long as there is none
+    std::mutex mutex;
+    std::exception_ptr failure;
+};
+
+/// The one parallel region: makeBody gives each thread a body of its own, and must not throw.
+template <class MakeBody>
+void ParallelRegion(int count, const MakeBody& makeBody) {
+    EarliestFailure failure(count);
+#pragma omp parallel if (count > 1)
+    {
+        auto body = makeBody();
+#pragma omp for schedule(static)
+        for (int i = 0; i < count; ++i) failure.Run(i, body);
+    }
+    failure.Rethrow();
+}
+
+/// Calls body(i) for i = 0 .. count - 1 on the runtime's threads, statically scheduled, and waits for all of them. A
+/// failure of the lowest index leaves as the same exception, on any number of threads; indices above it may be left
+/// out.
+template <class Body>
+void ParallelFor(int count, Body&& body) {
+    ParallelRegion(count, [&] { return [&](int i) { body(i); }; });
+}
+
+/// The same with work data of a thread's own, body(i, work). A thread makes them once, before its first index, and a
+/// failure of the maker counts as one of that index. The work data need neither be copied nor moved.
+template <class Maker, class Body>
+void ParallelFor(int count, Maker&& maker, Body&& body) {
+    struct Holder {
+        decltype(maker()) work;
+    };
+    ParallelRegion(count, [&] {
+        return [&, holder = std::unique_ptr<Holder>()](int i) mutable {
+            if (!holder) holder.reset(new Holder{maker()});
+            body(i, holder->work);
+        };
+    });
+}
+
+/// Writes a log line from within a parallel loop.
+inline void LogFromRegion(const std::string& text) {
+#pragma omp critical(TZMLogFromRegion)
+    Logger::GetInstance()->LogText(text.c_str());
+}
+
+} // namespace TZM
