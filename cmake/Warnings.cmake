@@ -1,7 +1,9 @@
 # Warnings of the project's own targets; errors for its developers, so that none is committed.
 function(tzm_warnings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wno-sign-conversion
     -Wno-unknown-pragmas)
+  # A constructor's argument may bear the name of the field that it goes to.
+  target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
   if(TZM_DEVELOPER_MODE)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

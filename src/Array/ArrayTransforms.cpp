@@ -1,0 +1,29 @@
+#include <limits>
+
+#include "Array/Envelopes.h"
+#include "Array/Primitives/Checked.h"
+#include "Array/Primitives/Hilbert.h"
+
+namespace IPP {
+
+template <class T, class I>
+void Array<T, I>::Hilbert(const Array<float, I>& src, HilbertState& state) {
+    Require(size == src.size, "IPP::Array::Hilbert - Dimensions are not equal");
+    Checked::ippsHilbert_32f32fc(src.data, data, state.Get(), size);
+}
+
+template void Array<Ipp32fc, int>::Hilbert(const Array<float, int>&, HilbertState&);
+
+Array<float> EnvelopeWork(const HilbertState& state) {
+    const auto floats = HilbertEnvelopesWorkSize(state.Get());
+    if (floats > std::numeric_limits<int>::max()) throw std::bad_alloc();
+    return Array<float>(static_cast<int>(floats));
+}
+
+void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work) {
+    for (int y = 0; y < src.dim1; ++y) Checked::CheckHilbertRange(src.Row(y).data, src.dim0);
+    Checked::Check(HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data),
+                   "IPP::Exception::ippsHilbert_32f32fc");
+}
+
+} // namespace IPP

@@ -1,0 +1,112 @@
+#include "Algorithms/Migration/AlgoFkMigration.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include "Algorithms/Migration/HalfSpectrum.h"
+#include "Algorithms/Migration/StoltTables.h"
+#include "Algorithms/Migration/TransformSize.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/JsonKeys.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+const int AlgoFkMigration::defDepthSpectrumSizeExtension = 0;
+const float AlgoFkMigration::defDipMax = 85.0f;
+const float AlgoFkMigration::defDipWidth = 5.0f;
+const int AlgoFkMigration::defInterpolationMethod = 1;
+const float AlgoFkMigration::defMaxMigFreqRel = 0.6f;
+const float AlgoFkMigration::defHarlanThreshold = 0.1f;
+
+AlgoFkMigration::AlgoFkMigration(const std::string& name) : Algo(name) {
+}
+
+AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner, const std::string& config)
+    : AlgoJsonParamsBase(owner, config) {
+    Parse();
+}
+
+void AlgoFkMigration::InternalAlgoParams::Parse() {
+    using P = InternalAlgoParams;
+    static const JsonKey<P> keys[] = {
+        Integer("DepthSpectrumSizeExtension", &P::depthSpectrumSizeExtension),
+        Boolean("UseFrequencyMask", &P::useFrequencyMask),
+        Boolean("UseDipMask", &P::useDipMask),
+        Real("DipMax", &P::dipMax),
+        Real("DipWidth", &P::dipWidth),
+        Integer("InterpolationMethod", &P::interpolationMethod),
+        Real("MaxMigFreqRel", &P::maxMigFreqRel),
+        Real("HarlanThreshold", &P::harlanThreshold),
+    };
+    ReadDocument("AlgoFkMigration::InternalAlgoParams::Parse",
+                 [&](const Json::Value& root) { ReadKeys(Member(root, algo->name), keys, *this); });
+}
+
+void AlgoFkMigration::RefreshInternalAlgoParams() const {
+    internalAlgoParams = std::make_shared<InternalAlgoParams>(this, jsonConfig);
+}
+
+ImageProps AlgoFkMigration::GetAdjustedImageDimensions(const ImageProps& props) const {
+    return MigratedProps(props, params.timeZero);
+}
+
+namespace {
+
+// The order of nt comes from all samples, time zero included. A plan that can't be made is std::bad_alloc, and so is a
+// spectrum of more elements than the index type counts.
+StoltSettings Settings(const AlgoFkMigration::InternalAlgoParams& internal, const AlgoGlobalSettings& sampling,
+                       float permittivity, const ImageProps& props) {
+    const std::int64_t orderX = CeilLog2(props.ascansPerBscan);
+    const std::int64_t orderT = std::int64_t{CeilLog2(props.samplesPerAscan)} + internal.depthSpectrumSizeExtension;
+    if (orderT < 0 || orderX + orderT > 30) throw std::bad_alloc();
+    StoltSettings s;
+    s.nx = 1 << orderX;
+    s.nt = 1 << orderT;
+    s.deltaT = sampling.delta_t;
+    s.deltaX = sampling.delta_x;
+    s.permittivity = permittivity;
+    s.useFrequencyMask = internal.useFrequencyMask;
+    s.useDipMask = internal.useDipMask;
+    s.dipMax = std::clamp(internal.dipMax, 0.f, 90.f);
+    s.dipWidth = internal.dipWidth;
+    s.harlan = internal.interpolationMethod == 1;
+    s.maxMigFreqRel = std::clamp(internal.maxMigFreqRel, 0.01f, 1.f);
+    s.harlanThreshold = std::clamp(internal.harlanThreshold, 0.01f, 10.f);
+    return s;
+}
+
+} // namespace
+
+void AlgoFkMigration::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+    RunExecute([&] {
+        const float permittivity = params.permittivity;
+        if (!(permittivity > 0.f)) throw Exception::CalcError(-10, "TZM::Exception::permittivitySmallerEqualZero");
+        RefreshInternalAlgoParams();
+
+        const auto src = InputView(in, inProps);
+        const int timeZero = params.timeZero;
+        IPP::Require(timeZero >= 0, "Index exceeds IPP::Array3D bounds");
+        src.At(timeZero, 0, 0); // the first sample that is read: fails for a timeZero or a block without one
+        const auto dst = OutputView(out, MigratedProps(inProps, timeZero));
+
+        const StoltSettings settings = Settings(*internalAlgoParams, globalSettings, permittivity, inProps);
+        IPP::Require(settings.nt >= dst.dim0, "Index exceeds IPP::Array2D bounds");
+        const StoltTables tables(settings);
+        struct Work {
+            HalfSpectrum spectrum;
+            std::vector<float> column;
+        };
+        const auto makeWork = [&] { return Work{HalfSpectrum(dst.dim0, dst.dim1, settings.nt, settings.nx), {}}; };
+        ParallelFor(dst.dim2, makeWork, [&](int z, Work& work) {
+            work.spectrum.Forward(src.Slice(z), timeZero, tables.LastRecordBin());
+            for (int h = 0; h < settings.nx; ++h)
+                tables.MapColumn(h, work.spectrum.ColumnRe(h), work.spectrum.ColumnIm(h), work.column);
+            work.spectrum.InverseRealPart(tables.LastImageBin(), dst.Slice(z));
+        });
+    });
+}
+
+} // namespace TZM

@@ -1,0 +1,174 @@
+#include "Algorithms/Migration/StoltTables.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Algorithms/Migration/TaperWindow.h"
+#include "Array/Simd/Dispatch.h"
+
+namespace TZM {
+
+namespace {
+
+constexpr double kSpeedOfLight = 3e8; // metres per second
+constexpr float kPi = 3.14159274f;
+
+// Truncates towards zero into 0 .. limit; what isn't a number gives 0.
+int TruncatedIndex(double value, int limit) {
+    if (!(value >= 1.)) return 0;
+    return value >= limit ? limit : static_cast<int>(value);
+}
+
+// Frequencies are in bins of df = Nyquist / (nt / 2), so that Nyquist is bin nt / 2.
+struct FrequencyBand {
+    explicit FrequencyBand(const StoltSettings& s)
+        : nyquist(s.nt / 2), whole(nyquist * s.maxMigFreqRel), taper((nyquist - whole) * 0.2f), end(whole + taper),
+          last(TruncatedIndex(end + 0.5, s.nt)) {}
+    double nyquist;
+    double whole; // all passes up to here
+    double taper; // width of the fade behind it
+    double end;
+    int last; // the last bin that can pass
+};
+
+// Weights of the bins 0 .. nt / 2: 1 up to the taper, the falling half of a Hamming window along it, 0 behind it.
+std::vector<float> FrequencyMask(const StoltSettings& s, const FrequencyBand& band) {
+    std::vector<float> mask(s.nt / 2 + 1, s.useFrequencyMask ? 0.f : 1.f);
+    if (!s.useFrequencyMask) return mask;
+    IPP::Array<float> taper(2 * (band.last + 1));
+    TaperWindow{TruncatedIndex(band.taper / band.end * (band.last + 1), taper.size), TaperWindow::Hamming, 1.f}.Apply(
+        taper);
+    for (int k = 0; k <= std::min(band.last, s.nt / 2); ++k) mask[k] = taper[band.last - k];
+    return mask;
+}
+
+// Weights of the bins 0 .. nt / 2 by the dip asin(columnBin / k) at bin k: 0 beyond dipEnd, 1 below dipStart, half a
+// cosine between. columnBin is vh kx in bins: below it the wave is evanescent.
+std::vector<float> DipMask(const StoltSettings& s, double columnBin, int lastPass) {
+    const int last = s.nt - 1;
+    std::vector<float> mask(s.nt / 2 + 1, 1.f);
+    const float dipStart = s.dipMax * kPi / 180.f;
+    const float dipEnd = (s.dipMax + std::max(0.f, std::min(s.dipWidth, 90.f - s.dipMax))) * kPi / 180.f;
+    if (!s.useDipMask || dipStart == dipEnd) return mask;
+
+    std::fill(mask.begin(), mask.end(), 0.f);
+    const auto set = [&mask](int k, float weight) {
+        if (k < static_cast<int>(mask.size())) mask[k] = weight;
+    };
+    const int kMin = std::max(1, TruncatedIndex(columnBin, s.nt));
+    if (kMin == lastPass) {
+        set(kMin, 1.f);
+        return mask;
+    }
+    const auto binAtDip = [&](float dip) { // a sine of 0 gives infinity, hence the last bin
+        return std::min(std::max(kMin, TruncatedIndex(columnBin / std::sin(dip), s.nt)), last);
+    };
+    const int kHigh = columnBin > 0. ? binAtDip(dipStart) : std::min(kMin, last);
+    const int kLow = columnBin > 0. ? binAtDip(dipEnd) : std::min(kMin, last);
+    for (int k = kLow; k < kHigh; ++k) {
+        // In single precision, in which the cosine reaches -1 at dipEnd and the weight there is exactly 0.
+        const float dip = std::asin(static_cast<float>(std::min(1., columnBin / k)));
+        set(k, 0.5f + 0.5f * std::cos((dip - dipStart) * kPi / (dipEnd - dipStart)));
+    }
+    for (int k = kHigh; k <= last; ++k) set(k, 1.f);
+    return mask;
+}
+
+} // namespace
+
+StoltTables::StoltTables(const StoltSettings& s) : nx(s.nx), nyquist(s.nt / 2) {
+    const FrequencyBand band(s);
+    const std::vector<float> frequencyMask = FrequencyMask(s, band);
+    const double halfSpeed = kSpeedOfLight / std::sqrt(static_cast<double>(s.permittivity)) * 0.5;
+    const double df = 0.5 / s.deltaT / (s.nt / 2); // hertz
+    Reserve(static_cast<std::size_t>(nx / 2 + 1) * std::min(band.last, s.nt / 2));
+    for (int h = 0; h <= nx / 2; ++h) {
+        const double kx = static_cast<double>(h) / nx / s.deltaX; // cycles per metre
+        const double columnBin = halfSpeed * kx / df;
+        std::vector<float> pass = DipMask(s, columnBin, band.last);
+        for (std::size_t j = 0; j < pass.size(); ++j) pass[j] *= frequencyMask[j];
+        AddColumn(s, columnBin, pass);
+    }
+}
+
+// The most reads there can be, so that the arrays don't move while they grow; what isn't used is never touched.
+void StoltTables::Reserve(std::size_t reads) {
+    bins.reserve(reads);
+    taps.reserve(reads * kTapStride);
+    factorRe.reserve(reads);
+    factorIm.reserve(reads);
+}
+
+void StoltTables::AddColumn(const StoltSettings& s, double columnBin, const std::vector<float>& pass) {
+    const auto position = [columnBin](int j) { return std::sqrt(static_cast<double>(j) * j + columnBin * columnBin); };
+    Column column;
+    column.offset = bins.size();
+    column.first = 1;
+    int end = nyquist + 1; // first bin that isn't filled
+    while (column.first < end && pass[column.first] == 0.f) ++column.first;
+    while (end > column.first && (pass[end - 1] == 0.f || !(position(end - 1) <= nyquist))) --end;
+    column.count = end - column.first;
+    for (int j = column.first; j < end; ++j) {
+        const double r = position(j);
+        const int bin = std::min(nyquist, static_cast<int>(std::floor(r + 0.00005)));
+        AddRead(s, bin, static_cast<float>(std::abs(r - bin)), pass[j]);
+        lastRecordBin = std::max(lastRecordBin, std::min(nyquist, bin + kTaps - 1 - kTapsBelow));
+    }
+    if (column.count > 0) lastImageBin = std::max(lastImageBin, end - 1);
+    columns.push_back(column);
+}
+
+void StoltTables::AddRead(const StoltSettings& s, int bin, float fraction, float pass) {
+    bins.push_back(bin - 1); // where the first tap's bin i0 - 4 stands in the copy of MapColumn
+    taps.resize(taps.size() + kTapStride, 0.f);
+    float* tap = taps.data() + taps.size() - kTapStride;
+    float re = 1.f;
+    float im = 0.f;
+    if (pass == 0.f) {
+        re = 0.f;
+    } else if (!s.harlan) {
+        tap[kTapsBelow] = pass * (1.f - fraction);
+        tap[kTapsBelow + 1] = pass * fraction;
+    } else if (fraction <= s.harlanThreshold) {
+        tap[kTapsBelow] = 1.f;
+    } else {
+        // n runs -4 .. 5: ten terms, one more above the bin than below it (Harlan's windowed sinc, for the mapping of
+        // Stolt, Geophysics 43 (1978), 23-48). The mask is a gate only.
+        for (int t = 0; t < kTaps; ++t) {
+            const float u = fraction - static_cast<float>(t - kTapsBelow);
+            tap[t] = (6.f - std::abs(u)) / u;
+        }
+        constexpr float kScale = 0.053051647f; // 1 / (6 pi)
+        const float sine = std::sin(kPi * fraction);
+        re = sine * std::cos(kPi * fraction) * kScale;
+        im = -sine * sine * kScale;
+    }
+    factorRe.push_back(re);
+    factorIm.push_back(im);
+}
+
+void StoltTables::MapColumn(int h, float* re, float* im, std::vector<float>& record) const {
+    // The record's bins i0 - 4 .. i0 + 5 are limited to 1 .. nyquist: in the copy bin 1 is repeated ahead of the column
+    // and the Nyquist bin behind it, where a read that ends earlier meets zeros. A read takes kTapStride elements.
+    const std::size_t length = static_cast<std::size_t>(nyquist) + kTapStride;
+    record.resize(2 * length);
+    const auto load = [&](const float* bins, float* copy) {
+        std::fill_n(copy, kTapsBelow, bins[0]);
+        std::copy_n(bins, lastRecordBin, copy + kTapsBelow);
+        std::fill(copy + kTapsBelow + lastRecordBin, copy + length, lastRecordBin == nyquist ? bins[nyquist - 1] : 0.f);
+    };
+    const Column& column = columns[h <= nx / 2 ? h : nx - h];
+    if (column.count > 0) {
+        load(re, record.data());
+        load(im, record.data() + length);
+    }
+    std::fill_n(re, lastImageBin, 0.f);
+    std::fill_n(im, lastImageBin, 0.f);
+    if (column.count > 0)
+        IPP::Simd::Active().tapReads(bins.data() + column.offset, taps.data() + column.offset * kTapStride,
+                                     factorRe.data() + column.offset, factorIm.data() + column.offset, column.count,
+                                     record.data(), record.data() + length, re + column.first - 1,
+                                     im + column.first - 1);
+}
+
+} // namespace TZM

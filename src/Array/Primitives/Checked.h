@@ -94,10 +94,15 @@ inline void CheckTransformRange(const Ipp32f* src, int len, const char* message)
     Require(!(min < -kTransformRange || max > kTransformRange), message);
 }
 
-/// Analytic signal of len floats; refuses a len above 1024 and values out of range with status -2.
-inline void ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_32f32fc* state, int len) {
+/// Refuses a len above 1024 and values out of range with status -2.
+inline void CheckHilbertRange(const Ipp32f* src, int len) {
     CheckTransformRange(src, len, "IPP::Exception::ippsHilbert_outOfRange32f");
     Require(len <= kLongestHilbert, "IPP::Exception::ippsHilbert_outOfRange32f");
+}
+
+/// Analytic signal of len floats, within the range above.
+inline void ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_32f32fc* state, int len) {
+    CheckHilbertRange(src, len);
     Check(IPP::ippsHilbert_32f32fc(src, dst, state), "IPP::Exception::ippsHilbert_32f32fc");
 }
 

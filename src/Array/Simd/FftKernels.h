@@ -72,6 +72,14 @@ struct FftKernels {
     void (*loadColumns)(const void* src, Index srcStep, int columns, Index count, float* dst);
     void (*storeColumns)(const float* src, int columns, Index count, void* dst, Index dstStep);
 
+    // Two real signals per lane as one complex signal z = a + i b; z in lane blocks of n elements, the spectra of a and b
+    // as frequencies 1 .. last, element j - 1 at 4 W (j - 1): real and imaginary part of a, then of b.
+    /// Twice the spectra from that of z; last is at most n / 2.
+    void (*separatePair)(const float* z, Index n, Index last, float* halves);
+    /// Twice the spectrum of z whose inverse has the real parts of what the halves alone would give: the frequencies -j
+    /// become the conjugates, all others 0.
+    void (*joinPair)(const float* halves, Index last, Index n, float* z);
+
     // The steps of an envelope, all on lane blocks of n elements, two real rows in a lane.
     /// Scales every row by its own power of two to a magnitude near 1; a row with a NaN or infinity is zeroed.
     /// `undo` (2 W floats) receives the factor back, NaN for such a row.

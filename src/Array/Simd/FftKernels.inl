@@ -491,6 +491,31 @@ void LevelRows(float* srcDst, Index n, float* undo) {
     }
 }
 
+void SeparatePair(const float* z, Index n, Index last, float* halves) {
+    for (Index j = 1; j <= last; ++j, halves += 4 * W) {
+        const V re = Load(z + 2 * W * j), im = Load(z + 2 * W * j + W);
+        const V mirrorRe = Load(z + 2 * W * (n - j)), mirrorIm = Load(z + 2 * W * (n - j) + W);
+        Store(halves, re + mirrorRe), Store(halves + W, im - mirrorIm);
+        Store(halves + 2 * W, im + mirrorIm), Store(halves + 3 * W, mirrorRe - re);
+    }
+}
+
+void JoinPair(const float* halves, Index last, Index n, float* z) {
+    const auto put = [&](Index k, V re, V im)
+                         __attribute__((always_inline)) { Store(z + 2 * W * k, re), Store(z + 2 * W * k + W, im); };
+    put(0, V{}, V{});
+    for (Index k = last + 1; k < n - last; ++k) put(k, V{}, V{});
+    for (Index j = 1; j <= last; ++j, halves += 4 * W) {
+        const V re0 = Load(halves), im0 = Load(halves + W), re1 = Load(halves + 2 * W), im1 = Load(halves + 3 * W);
+        if (2 * j == n) {
+            put(j, re0 + re0, re1 + re1);
+        } else {
+            put(j, re0 - im1, im0 + re1);
+            put(n - j, re0 + im1, re1 - im0);
+        }
+    }
+}
+
 void HilbertSpectrum(float* srcDst, Index n, float scale) {
     const Index positive = (n - 1) / 2; // frequencies 1 .. positive, and as many negative ones at the end
     const auto turn = [&](Index k, float s) __attribute__((always_inline)) {
@@ -541,6 +566,8 @@ extern const FftKernels TZM_KERNEL_TABLE = {TZM_LANES,
                                             &StoreRows,
                                             &LoadColumns,
                                             &StoreColumns,
+                                            &SeparatePair,
+                                            &JoinPair,
                                             &LevelRows,
                                             &HilbertSpectrum,
                                             &Magnitude};
