@@ -25,8 +25,8 @@ public:
     /// One layer above the surveyed medium.
     struct TZM_EXPORT Overlay {
         std::string Name;
-        float Thickness;    ///< metres
-        float Permittivity; ///< relative
+        float Thickness = 0;    ///< metres
+        float Permittivity = 0; ///< relative
     };
 
     AlgoBase() = default;

@@ -1,0 +1,119 @@
+#include <limits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Framework/Algo.h"
+
+namespace TZM {
+namespace {
+
+struct TwoParams : AlgoParamBase {
+    TwoParams() : TwoParams(true, 1, 30, 0.5f) {}
+    TwoParams(bool logs, int level, int height_, float width_)
+        : AlgoParamBase(logs, level), height(height_, &prmListener), width(width_, &prmListener) {}
+    Prm<int> height;
+    Prm<float> width;
+};
+
+/// Keeps what the struct held each time it was told.
+struct Observer : AlgoParamBase::Listener {
+    explicit Observer(const TwoParams& params) : observed(&params) {}
+    void Notify() override { seen.emplace_back(observed->height, observed->width); }
+    const TwoParams* observed;
+    std::vector<std::pair<int, float>> seen;
+};
+
+TEST(Params, NotifyOfAValueThatDiffers) {
+    TwoParams params;
+    Observer observer(params);
+    params.AddListener(&observer);
+    params.AddListener(&observer);
+    params.AddListener(nullptr);
+    params.height = 30;
+    EXPECT_TRUE(observer.seen.empty());
+    params.height = 31;
+    params.width = std::numeric_limits<float>::quiet_NaN(); // differs from everything, itself included
+    params.width = params.width.value;
+    EXPECT_EQ(observer.seen.size(), 3u);
+    EXPECT_EQ(observer.seen.front().first, 31);
+    params.height = Prm<int>(31, nullptr); // from another Prm: told even if it is the same
+    EXPECT_EQ(observer.seen.size(), 4u);
+    params.RemoveListener(&observer);
+    params.height = 5;
+    EXPECT_EQ(observer.seen.size(), 4u);
+}
+
+TEST(Params, ACopyKeepsValuesAndObserversButNotifiesNobody) {
+    TwoParams source(false, 3, 10, 2.f);
+    Observer observer(source);
+    source.AddListener(&observer);
+    TwoParams copy = source;
+    EXPECT_FALSE(copy.enableLogging);
+    EXPECT_EQ(copy.loggingLevel, 3);
+    EXPECT_EQ(copy.height, 10);
+    EXPECT_EQ(copy.width, 2.f);
+    EXPECT_EQ(copy.listeners.count(&observer), 1u);
+    copy.height = 11;
+    EXPECT_TRUE(observer.seen.empty());
+    copy.prmListener.Notify(); // bound to the copy and its set
+    EXPECT_EQ(observer.seen.size(), 1u);
+    copy.listeners.clear();
+    copy.prmListener.Notify();
+    EXPECT_EQ(observer.seen.size(), 1u);
+}
+
+TEST(Params, AnAssignmentTakesTheObserversAndNotifiesPerParameterInOrder) {
+    TwoParams source(false, 7, 1, 2.f), target;
+    Observer old(target), taken(target);
+    target.AddListener(&old);
+    source.AddListener(&taken);
+    target = source;
+    EXPECT_TRUE(old.seen.empty());
+    EXPECT_EQ(target.loggingLevel, 7);
+    const std::vector<std::pair<int, float>> inOrder = {{1, 0.5f}, {1, 2.f}};
+    EXPECT_EQ(taken.seen, inOrder);
+    source = *&source; // to itself: both Prm of the source notify, the observers stay
+    EXPECT_EQ(taken.seen.size(), 4u);
+    EXPECT_EQ(source.listeners.size(), 1u);
+}
+
+TEST(Params, SetupWithEqualValuesStillNotifiesOncePerParameter) {
+    Algo<TwoParams> algo("Any");
+    TwoParams params;
+    Observer observer(algo.GetParams());
+    params.AddListener(&observer);
+    algo.Setup(params);
+    EXPECT_EQ(observer.seen.size(), 2u);
+    algo.GetParams().height = 4;
+    EXPECT_EQ(observer.seen.size(), 3u);
+    EXPECT_EQ(algo.GetLogPrefix(), "Any");
+}
+
+TEST(Params, ObserversAreToldInTheOrderOfTheirPointersAndMayLeaveMeanwhile) {
+    struct Leaving : AlgoParamBase::Listener {
+        void Notify() override {
+            order->push_back(this);
+            params->RemoveListener(this);
+            if (other) params->RemoveListener(other);
+        }
+        TwoParams* params;
+        std::vector<const void*>* order;
+        Listener* other = nullptr;
+    };
+    TwoParams params;
+    std::vector<const void*> order;
+    Leaving observers[3];
+    for (Leaving& observer : observers) {
+        observer.params = &params;
+        observer.order = &order;
+        params.AddListener(&observer);
+    }
+    observers[0].other = &observers[1];
+    params.height = 1;
+    EXPECT_EQ(order, (std::vector<const void*>{&observers[0], &observers[2]}));
+    EXPECT_TRUE(params.listeners.empty());
+}
+
+} // namespace
+} // namespace TZM

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -51,14 +50,10 @@ Prototype ChebyshevPrototype(int order, double ripple) {
     return {std::sinh(v), std::cosh(v)};
 }
 
-/// product *= factor, both as polynomials; `degree` is that of the product before.
-void MultiplyBy(Polynomial& product, int degree, double c0, double c1, double c2) {
-    for (int k = std::min(degree + 2, kLargestOrder); k >= 0; --k) {
-        double sum = c0 * product[k];
-        if (k >= 1) sum += c1 * product[k - 1];
-        if (k >= 2) sum += c2 * product[k - 2];
-        product[k] = sum;
-    }
+/// product *= 1 + c1 z^-1 + c2 z^-2
+void MultiplyBy(Polynomial& product, double c1, double c2) {
+    for (int k = kLargestOrder; k >= 2; --k) product[k] += c1 * product[k - 1] + c2 * product[k - 2];
+    product[1] += c1 * product[0];
 }
 
 /// The sum of the coefficients, compensated (Neumaier): at a low cut-off they cancel almost wholly.
@@ -77,19 +72,17 @@ double ValueAtOne(const Polynomial& a, int order) {
 /// The tangent comes as sine and cosine, so that both ends of the band are treated alike.
 void LowpassTaps(double sine, double cosine, const Prototype& prototype, double gain, int order, double* taps) {
     Polynomial a{1.0};
-    int degree = 0;
     if (order % 2 != 0) {
         const double p = prototype.RealPole() * sine;
-        MultiplyBy(a, degree, 1.0, (p - cosine) / (p + cosine), 0.0);
-        ++degree;
+        MultiplyBy(a, (p - cosine) / (p + cosine), 0.0);
     }
-    for (int k = 1; k <= order / 2; ++k, degree += 2) {
+    for (int k = 1; k <= order / 2; ++k) {
         const double angle = kPi * (2 * k - 1) / (2 * order);
         const double outer = cosine * cosine;
         const double middle = prototype.Damping(angle) * sine * cosine;
         const double inner = prototype.Norm(angle) * sine * sine;
         const double lead = outer + middle + inner;
-        MultiplyBy(a, degree, 1.0, 2 * (inner - outer) / lead, (outer - middle + inner) / lead);
+        MultiplyBy(a, 2 * (inner - outer) / lead, (outer - middle + inner) / lead);
     }
     // All zeros lie at the Nyquist frequency: the numerator is a multiple of (1 + z^-1)^order, whose value at frequency
     // 0 is 2^order.

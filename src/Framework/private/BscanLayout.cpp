@@ -7,8 +7,9 @@ namespace TZM {
 
 namespace {
 
-// A tile of 32 x 32 floats: 32 lines of either side, which stay in the first cache while both are walked.
-constexpr int kTile = 32;
+// Sixteen floats are a cache line, and sixteen lines stay in the first cache even where their distance is a power of
+// two.
+constexpr int kTile = 16;
 
 /// dst[y * dstStep + x] = src[x * srcStep + y], x below width, y below height.
 void Transpose(const float* src, std::ptrdiff_t srcStep, float* dst, std::ptrdiff_t dstStep, int width, int height) {

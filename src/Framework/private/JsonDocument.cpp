@@ -2,9 +2,11 @@
 
 #include <charconv>
 #include <clocale>
+#include <cstring>
 #include <limits>
 #include <locale>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <stdexcept>
 
@@ -21,26 +23,30 @@ namespace {
 
 /// Decimal points and no grouping for as long as it lives. jsoncpp reads numbers through a stream, which follows the
 /// global locale of C++, and writes them through printf, which follows LC_NUMERIC. Both belong to the process, so only
-/// one thread at a time changes them, and they aren't touched where they do already.
+/// one thread at a time changes them, and only where they aren't plain already.
 class PlainNumbers {
 public:
     PlainNumbers() : lock(Mutex()) {
-        if (std::string(std::setlocale(LC_NUMERIC, nullptr)) != "C") {
-            // All categories are kept: making the old C++ locale global again may set them from its name.
-            cLocale = std::setlocale(LC_ALL, nullptr);
-            std::setlocale(LC_NUMERIC, "C");
-        }
         const std::locale global;
         const auto& numbers = std::use_facet<std::numpunct<char>>(global);
-        if (numbers.decimal_point() == '.' && numbers.grouping().empty()) return;
-        if (!cLocale) cLocale = std::setlocale(LC_ALL, nullptr);
-        // A locale with a facet of our own has no name, so that the C locale isn't set along with it.
-        cppLocale = std::locale::global(std::locale(global, new std::numpunct<char>));
+        const bool cppIsPlain = numbers.decimal_point() == '.' && numbers.grouping().empty();
+        if (cppIsPlain && std::strcmp(std::setlocale(LC_NUMERIC, nullptr), "C") == 0) return;
+        // Whatever may fail comes before the first change. All categories of the C locale are kept, since making a
+        // named C++ locale global again sets them from its name.
+        cLocale = std::setlocale(LC_ALL, nullptr);
+        const std::locale plain(global, new std::numpunct<char>); // has no name: leaves the C locale alone
+        cppLocale = global;
+        std::setlocale(LC_NUMERIC, "C");
+        std::locale::global(plain);
     }
 
     ~PlainNumbers() {
-        if (cppLocale) std::locale::global(*cppLocale);
-        if (cLocale) std::setlocale(LC_ALL, cLocale->c_str());
+        if (!cppLocale) return;
+        try {
+            std::locale::global(*cppLocale);
+        } catch (const std::bad_alloc&) { // it is global all the same; the C locale is set below
+        }
+        std::setlocale(LC_ALL, cLocale.c_str());
     }
 
     PlainNumbers(const PlainNumbers&) = delete;
@@ -53,7 +59,7 @@ private:
     }
 
     std::lock_guard<std::mutex> lock;
-    std::optional<std::string> cLocale;
+    std::string cLocale;
     std::optional<std::locale> cppLocale;
 };
 
@@ -93,10 +99,15 @@ bool ParseJsonDocument(const std::string& text, Json::Value& root) {
 void ReadDocument(const char* operation, const std::function<void(const Json::Value& root)>& read) {
     Json::Value root;
     if (!ParseJsonDocument(AlgoBase::GetConfigString(), root)) return;
+    const auto log = [&](const std::exception& failure) {
+        Logger::GetInstance()->LogError((std::string(operation) + ": JSON Exception - " + failure.what()).c_str());
+    };
     try {
         read(root);
     } catch (const std::runtime_error& failure) {
-        Logger::GetInstance()->LogError((std::string(operation) + ": JSON Exception - " + failure.what()).c_str());
+        log(failure);
+    } catch (const Json::Exception& failure) { // of a row that takes a value apart by itself
+        log(failure);
     }
 }
 
