@@ -81,9 +81,9 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
         kernels.hilbertSpectrum(hilbert, len, 1.f / float(len));
         plan->Inverse({hilbert, hilbert + lanes, 2 * lanes}, {hilbert, hilbert + lanes, 2 * lanes}, planWork);
         kernels.magnitude(signal, hilbert, undo, hilbert, len);
-        kernels.storeRows(hilbert, 2 * lanes, first, len, out, dstStep * Index(sizeof(float)), lanes);
+        kernels.storeRows(hilbert, 2 * lanes, first, len, out, dstStep * Index(sizeof(float)));
         kernels.storeRows(hilbert + lanes, 2 * lanes, second, len, out + lanes * dstStep,
-                          dstStep * Index(sizeof(float)), lanes);
+                          dstStep * Index(sizeof(float)));
     }
     return ippStsNoErr;
 }

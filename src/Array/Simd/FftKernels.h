@@ -40,11 +40,12 @@ struct FftKernels {
 
     int lanes; ///< 32-bit floats in a vector, the W of the comments here
 
-    // Butterflies by radix; null where there is none of that radix.
-    Pass leaf[kMaxRadix + 1];        ///< without twiddles
+    // Butterflies by radix; null where there is none of that radix. Lane blocks are what stands in work memory.
+    Pass leaf[kMaxRadix + 1];        ///< without twiddles, to lane blocks whose legs stand side by side
     Pass generalLeaf[kMaxRadix + 1]; ///< without twiddles, with scale and limits
-    Pass twiddled[kMaxRadix + 1];
-    Pass oddLeaf; ///< any odd radix up to kMaxOddRadix, with scale and limits
+    Pass inner[kMaxRadix + 1];       ///< on lane blocks in place, butterflies side by side
+    Pass last[kMaxRadix + 1];        ///< from lane blocks, butterflies side by side
+    Pass oddLeaf;                    ///< any odd radix up to kMaxOddRadix, with scale and limits
     Pass oddTwiddled;
 
     /// dst[k] = src[k] * table[k], complex, for lane forms of `count` elements; the table's factors serve all lanes.
@@ -63,9 +64,8 @@ struct FftKernels {
     /// interleaved elements is one of 2 n floats, and comes out as lane blocks (im = re + W, stride 2 W) with dstStride
     /// W.
     void (*loadRows)(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride);
-    /// Lane form back to rows. Groups of W floats of a row lie `groupStride` floats apart, W for plain rows.
-    void (*storeRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep,
-                      Index groupStride);
+    /// Lane form back to rows: src[k * srcStride + row] to dst[row][k].
+    void (*storeRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep);
 
     /// Between neighbouring complex columns and lane form: row y at src + y * srcStep bytes holds `columns` <= W
     /// interleaved complex numbers, one per lane; missing lanes become 0, and are not written back.
