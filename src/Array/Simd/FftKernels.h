@@ -72,15 +72,17 @@ struct FftKernels {
     void (*loadColumns)(const void* src, Index srcStep, int columns, Index count, float* dst);
     void (*storeColumns)(const float* src, int columns, Index count, void* dst, Index dstStep);
 
-    // The steps of an envelope, all on lane blocks of n elements, two real rows in a lane.
-    /// Scales every row by its own power of two to a magnitude near 1; a row with a NaN or infinity is zeroed.
-    /// `undo` (2 W floats) receives the factor back, NaN for such a row.
-    void (*levelRows)(float* srcDst, Index n, float* undo);
-    /// The spectrum of the Hilbert transform from the spectrum, times `scale`: -i sgn(frequency) X, 0 at the mean and
-    /// at the Nyquist frequency.
-    void (*hilbertSpectrum)(float* srcDst, Index n, float scale);
-    /// dst = sqrt(signal^2 + hilbert^2) * undo; dst may be hilbert.
-    void (*magnitude)(const float* signal, const float* hilbert, const float* undo, float* dst, Index n);
+    /// The magnitude of a row as a power of two, its reciprocal in `factors` and itself in `undo`; rows as for
+    /// loadRows, W values each. A row of zeros gets undo 0, a row with a NaN or an infinity undo NaN.
+    void (*levels)(const void* src, Index srcStep, int rows, Index count, float* factors, float* undo);
+    /// loadRows, each row times its factor.
+    void (*loadScaledRows)(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
+                           Index dstStride);
+    /// Envelopes of W rows x, which ride as one part of complex signals and have h as the other part of
+    /// the analytic signals: sqrt(x^2 + (h - other + offset)^2) * undo to rows, `other` the signals' other part, the
+    /// offset W values for even k and W for odd ones. x, other and h are lane form with stride 2 W.
+    void (*storeEnvelopes)(const float* x, const float* other, const float* h, const float* offsets, const float* undo,
+                           int rows, Index count, void* dst, Index dstStep);
 };
 
 extern const FftKernels fftKernelsBaseline;

@@ -403,54 +403,70 @@ TZM_INLINE float* At(void* base, Index bytes) {
     return reinterpret_cast<float*>(static_cast<char*>(base) + bytes);
 }
 
-/// A run of tiles of T rows, and what stands out at the edges: fewer than T rows or columns.
-TZM_INLINE void LoadTiles(const float* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
+/// A run of tiles of T rows, and what stands out at the edges: fewer than T rows or columns. `scaled` is what becomes
+/// of the vector of a row.
+template <class Scaled>
+TZM_INLINE void LoadTiles(const float* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
+                          const Scaled& scaled) {
     Row tile[T];
     Index k = 0;
     for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto r) TZM_UNROLLED { tile[r.value] = LoadRow(At(src, r.value * srcStep) + k); });
+        Unroll<0, T>([&](auto r)
+                         TZM_UNROLLED { tile[r.value] = scaled(LoadRow(At(src, r.value * srcStep) + k), r.value); });
         Transpose(tile);
         Unroll<0, T>([&](auto c) TZM_UNROLLED { StoreRow(dst + (k + c.value) * dstStride, tile[c.value]); });
     }
     for (; k < count; k += T) {
         const Index width = Least(count - k, T);
-        for (int r = 0; r < T; ++r) tile[r] = r < rows ? LoadFirst(At(src, r * srcStep) + k, width) : Row{};
+        for (int r = 0; r < T; ++r) tile[r] = r < rows ? scaled(LoadFirst(At(src, r * srcStep) + k, width), r) : Row{};
         Transpose(tile);
         for (Index c = 0; c < width; ++c) StoreRow(dst + (k + c) * dstStride, tile[c]);
     }
 }
 
-TZM_INLINE void StoreTiles(const float* src, Index srcStride, int rows, Index count, float* dst, Index dstStep) {
+/// The way back; `column` gives the T lanes of element k, its second argument the element's place in the tile.
+template <class Column>
+TZM_INLINE void StoreTiles(int rows, Index count, float* dst, Index dstStep, const Column& column) {
     Row tile[T];
     Index k = 0;
     for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto c) TZM_UNROLLED { tile[c.value] = LoadRow(src + (k + c.value) * srcStride); });
+        Unroll<0, T>([&](auto c) TZM_UNROLLED { tile[c.value] = column(k + c.value, c.value); });
         Transpose(tile);
         Unroll<0, T>([&](auto r) TZM_UNROLLED { StoreRow(At(dst, r.value * dstStep) + k, tile[r.value]); });
     }
     for (; k < count; k += T) {
         const Index width = Least(count - k, T);
-        for (Index c = 0; c < T; ++c) tile[c] = c < width ? LoadRow(src + (k + c) * srcStride) : Row{};
+        for (int c = 0; c < T; ++c) tile[c] = c < width ? column(k + c, c) : Row{};
         Transpose(tile);
         for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, tile[r], width);
     }
 }
 
-constexpr Index kRun =
-    256; ///< floats of a row after which the other rows of the lanes follow, while lane form is in the cache
+/// Floats of a row after which the other rows of the lanes follow, while their lane form is in the cache.
+constexpr Index kRun = 256;
 
 void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
     for (Index k = 0; k < count; k += kRun)
         for (int r = 0; r < W; r += T)
             LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
-                      dst + k * dstStride + r, dstStride);
+                      dst + k * dstStride + r, dstStride, [](Row row, int) TZM_UNROLLED { return row; });
+}
+
+void LoadScaledRows(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
+                    Index dstStride) {
+    for (Index k = 0; k < count; k += kRun)
+        for (int r = 0; r < W; r += T)
+            LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
+                      dst + k * dstStride + r, dstStride,
+                      [f = factors + r](Row row, int at) TZM_UNROLLED { return row * f[at]; });
 }
 
 void StoreRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
-    for (Index k = 0; k < count; k += kRun)
+    for (Index first = 0; first < count; first += kRun)
         for (int r = 0; r < rows; r += T)
-            StoreTiles(src + k * srcStride + r, srcStride, int(Least(rows - r, T)), Least(count - k, kRun),
-                       At(dst, r * dstStep) + k, dstStep);
+            StoreTiles(int(Least(rows - r, T)), Least(count - first, kRun), At(dst, r * dstStep) + first, dstStep,
+                       [from = src + first * srcStride + r, srcStride](Index k, int)
+                           TZM_UNROLLED { return LoadRow(from + k * srcStride); });
 }
 
 void LoadColumns(const void* src, Index srcStep, int columns, Index count, float* dst) {
@@ -486,61 +502,52 @@ void StoreColumns(const float* src, int columns, Index count, void* dst, Index d
 
 // --- Envelopes ----------------------------------------------------------------------------------------------------
 
-TZM_INLINE VI Bits(V v) {
-    return reinterpret_cast<VI>(v);
-}
-TZM_INLINE V Float(VI v) {
-    return reinterpret_cast<V>(v);
-}
-
-void LevelRows(float* srcDst, Index n, float* undo) {
-    // The exponent bits of the largest magnitude are a power of two, and 254 less the exponent is its reciprocal. The
-    // ends are clamped to what has both: rows near the largest float come out below 4, subnormal ones as they can.
-    constexpr int exponent = 0x7f800000, lowest = 0x00800000, highest = 0x7e800000;
-    for (int part = 0; part < 2 * W; part += W) {
-        VI largest = VI{}; // as bits: for magnitudes their order is that of the floats, infinity and NaN at the top
-        for (Index k = 0; k < n; ++k) {
-            const VI bits = Bits(Load(srcDst + 2 * W * k + part)) & 0x7fffffff;
-            largest = bits > largest ? bits : largest;
+void Levels(const void* src, Index srcStep, int rows, Index count, float* factors, float* undo) {
+    // Of a float, the exponent bits are a power of two, and 254 less the exponent is its reciprocal. The ends are
+    // clamped to what has both: rows near the largest float come out below 4, subnormal ones as they can.
+    constexpr int exponent = 0x7f800000, magnitude = 0x7fffffff, lowest = 0x00800000, highest = 0x7e800000;
+    for (int r = 0; r < W; ++r) {
+        const float* row = At(src, r * srcStep);
+        VI most = VI{}; // magnitudes as bits have the order of floats, infinity and NaN at the top
+        Index k = 0;
+        for (; r < rows && k + W <= count; k += W) {
+            const VI bits = reinterpret_cast<VI>(Load(row + k)) & magnitude;
+            most = bits > most ? bits : most;
         }
-        const VI broken = largest >= exponent;
-        VI power = largest & exponent;
-        power = power < lowest ? VI{} + lowest : power;
-        power = power > highest ? VI{} + highest : power;
-        const V factor = Float(0x7f000000 - power);
-        const VI back = largest == 0 ? VI{} : power; // a row of zeros stays one, whatever its partner rounds to
-        Store(undo + part, Float(broken ? VI{} + 0x7fc00000 : back));
-        for (Index k = 0; k < n; ++k) {
-            const V scaled = Load(srcDst + 2 * W * k + part) * factor;
-            Store(srcDst + 2 * W * k + part, Float(Bits(scaled) & ~broken));
+        int largest = 0;
+        for (int l = 0; l < W; ++l) largest = most[l] > largest ? most[l] : largest;
+        for (; r < rows && k < count; ++k) {
+            int bits;
+            __builtin_memcpy(&bits, row + k, sizeof bits);
+            largest = (bits & magnitude) > largest ? bits & magnitude : largest;
         }
+        int power = largest & exponent;
+        power = power < lowest ? lowest : power > highest ? highest : power;
+        const int factor = 0x7f000000 - power, quietNan = 0x7fc00000;
+        const int back = largest >= exponent ? quietNan : largest == 0 ? 0 : power;
+        __builtin_memcpy(factors + r, &factor, sizeof factor);
+        __builtin_memcpy(undo + r, &back, sizeof back);
     }
 }
 
-void HilbertSpectrum(float* srcDst, Index n, float scale) {
-    const Index positive = (n - 1) / 2; // frequencies 1 .. positive, and as many negative ones at the end
-    const auto turn = [&](Index k, float s) TZM_UNROLLED {
-        const V re = Load(srcDst + 2 * W * k), im = Load(srcDst + 2 * W * k + W);
-        Store(srcDst + 2 * W * k, im * s), Store(srcDst + 2 * W * k + W, re * -s);
-    };
-    Store(srcDst, V{}), Store(srcDst + W, V{});
-    for (Index k = 1; k <= positive; ++k) turn(k, scale);
-    if (n % 2 == 0) Store(srcDst + W * n, V{}), Store(srcDst + W * n + W, V{});
-    for (Index k = n - positive; k < n; ++k) turn(k, -scale);
-}
-
-void Magnitude(const float* signal, const float* hilbert, const float* undo, float* dst, Index n) {
-    const V undoRe = Load(undo), undoIm = Load(undo + W);
-    const auto root = [](V v) TZM_UNROLLED {
-        for (int l = 0; l < W; ++l) v[l] = __builtin_sqrtf(v[l]);
+void StoreEnvelopes(const float* x, const float* other, const float* h, const float* offsets, const float* undo,
+                    int rows, Index count, void* dst, Index dstStep) {
+    const auto root = [](Row v) TZM_UNROLLED {
+        for (int l = 0; l < T; ++l) v[l] = __builtin_sqrtf(v[l]);
         return v;
     };
-    for (Index at = 0; at < 2 * W * n; at += 2 * W) {
-        const V x0 = Load(signal + at), h0 = Load(hilbert + at), x1 = Load(signal + at + W),
-                h1 = Load(hilbert + at + W);
-        Store(dst + at, root(x0 * x0 + h0 * h0) * undoRe);
-        Store(dst + at + W, root(x1 * x1 + h1 * h1) * undoIm);
-    }
+    for (Index first = 0; first < count; first += kRun)
+        for (int r = 0; r < rows; r += T) {
+            const Index from = 2 * W * first + r;
+            const Row even = LoadRow(offsets + r), odd = LoadRow(offsets + W + r), back = LoadRow(undo + r);
+            StoreTiles(int(Least(rows - r, T)), Least(count - first, kRun), At(dst, r * dstStep) + first, dstStep,
+                       [&](Index k, int place) TZM_UNROLLED {
+                           const Index at = from + 2 * W * k;
+                           const Row re = LoadRow(x + at);
+                           const Row im = LoadRow(h + at) - LoadRow(other + at) + (place % 2 ? odd : even);
+                           return root(re * re + im * im) * back;
+                       });
+        }
 }
 
 #define TZM_RADICES(kind)                                                                                              \
@@ -568,8 +575,8 @@ extern const FftKernels TZM_KERNEL_TABLE = {TZM_LANES,
                                             &StoreRows,
                                             &LoadColumns,
                                             &StoreColumns,
-                                            &LevelRows,
-                                            &HilbertSpectrum,
-                                            &Magnitude};
+                                            &Levels,
+                                            &LoadScaledRows,
+                                            &StoreEnvelopes};
 
 } // namespace IPP::Simd
