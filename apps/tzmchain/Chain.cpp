@@ -20,10 +20,10 @@ namespace {
 // How a value of each type looks in JSON, and what it is called.
 
 const char* TypeName(int) {
-    return "whole number";
+    return "a whole number";
 }
 const char* TypeName(float) {
-    return "number";
+    return "a number";
 }
 const char* TypeName(bool) {
     return "true or false";
@@ -151,8 +151,8 @@ const std::vector<AlgorithmRow>& Algorithms() {
     using namespace TZM;
     using Fk = AlgoFkMigration;
     static const std::vector<AlgorithmRow> rows = {
-        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 1, {}, {}),
-        Row<Fk>("moves energy back to its reflector with one speed (Stolt)", 20,
+        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4, {}, {}),
+        Row<Fk>("moves energy back to its reflector with one speed (Stolt)", 6,
                 {{"timeZero", &AlgoParamFkMigration::timeZero},
                  {"permittivity", &AlgoParamFkMigration::permittivity},
                  {"overlays", &AlgoParamFkMigration::overlays}},
@@ -164,7 +164,7 @@ const std::vector<AlgorithmRow>& Algorithms() {
                  {"InterpolationMethod", Fk::defInterpolationMethod, "1 windowed sinc, other values linear"},
                  {"MaxMigFreqRel", Shortest(Fk::defMaxMigFreqRel), "0.01 to 1"},
                  {"HarlanThreshold", Shortest(Fk::defHarlanThreshold), "0.01 to 10"}}),
-        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 5, {}, {}),
+        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, {}, {}),
     };
     return rows;
 }
@@ -223,7 +223,7 @@ Chain Chain::FromDocument(const Json::Value& document, const std::string& name) 
                 refuse(algorithm + ": unknown parameter \"" + OneLine(member) + "\"; known are " + Joined(known));
             }
             if (!parameter->set(parameters[member]))
-                refuse(algorithm + ": parameter \"" + member + "\" must be a " + parameter->type);
+                refuse(algorithm + ": parameter \"" + member + "\" must be " + parameter->type);
             step.given.insert(member);
         }
         chain.steps.push_back(std::move(step));
@@ -235,7 +235,7 @@ void Chain::Set(const std::string& parameter, const Json::Value& value, bool ove
     for (Step& step : steps) {
         Parameter* found = step.Find(parameter);
         if (!found || (!overrule && step.given.count(parameter))) continue;
-        if (!found->set(value)) throw Refusal(step.row->name + ": \"" + parameter + "\" must be a " + found->type);
+        if (!found->set(value)) throw Refusal(step.row->name + ": \"" + parameter + "\" must be " + found->type);
         step.given.insert(parameter);
     }
 }

@@ -29,7 +29,7 @@ namespace {
 constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene";
 
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
-constexpr double kReadCost = 8, kWriteCost = 2, kPictureCost = 2;
+constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
 
 /// Sends what the library logs, and what VTK itself has to say, through the program's own lines.
 class LogWindow : public vtkOutputWindow {
@@ -137,6 +137,14 @@ Recording WithoutSamples(const Recording& recording) {
     return bare;
 }
 
+/// "after OffsetRemoval, FkMigration, Mig2Post"
+std::string ResultTitle(const Chain& chain) {
+    std::string title = "after ";
+    for (const Step& step : chain.steps) title += (&step == &chain.steps.front() ? "" : ", ") + step.row->name;
+    constexpr std::size_t kFits = 120;
+    return title.size() <= kFits ? title : "after " + std::to_string(chain.steps.size()) + " algorithms";
+}
+
 /// The job after the recording was told how to come: `read` gives it and may put files into the output folder.
 void Work(const JobOptions& options, const std::string& readTask, double bytesHint,
           const std::function<Recording(OutputFolder&)>& read) {
@@ -168,8 +176,8 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     recipe.imageRange = RangeOf(image);
     recipe.image = WithoutSamples(image);
     recipe.seconds.emplace_back("pictures", progress.Do("pictures", "", [&] {
-        recipe.outputs = DrawBscans(excerpt, image, folder.Path(), options.colours);
-        const auto slices = DrawDepthSlices(image, folder.Path(), options.colours);
+        recipe.outputs = DrawBscans(excerpt, image, ResultTitle(chain), folder.Path(), options.style);
+        const auto slices = DrawDepthSlices(image, folder.Path(), options.style);
         recipe.outputs.insert(recipe.outputs.end(), slices.begin(), slices.end());
     }));
     recipe.seconds.emplace_back(
