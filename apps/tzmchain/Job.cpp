@@ -66,9 +66,9 @@ private:
 /// Refusal with what the library put into its error list while it took over a document.
 void RequireAccepted(bool accepted, const fs::path& file) {
     std::string told;
-    for (const std::string& error : TZM::Logger::GetInstance()->GetErrorList()) told += " " + error;
+    for (const std::string& error : TZM::Logger::GetInstance()->GetErrorList()) told += error + " ";
     TZM::Logger::GetInstance()->ClearErrorList();
-    if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ":" + OneLine(told)));
+    if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ": " + OneLine(told)));
 }
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.

@@ -2,6 +2,7 @@
 
 #include "Progress.h"
 #include "Refusal.h"
+#include "Scene.h"
 #include "Text.h"
 
 #include <gtest/gtest.h>
@@ -107,6 +108,25 @@ TEST(Chain, ReckonsDroppedSamplesIntoTheStartOfTheImage) {
     EXPECT_DOUBLE_EQ(image.startTime, 1e-9 + 10 * 5e-11);
     ASSERT_EQ(chain.reports.size(), 3u);
     EXPECT_TRUE((chain.reports[2].output == Dimensions{54, 16, 5}));
+}
+
+TEST(Chain, ImagesABarOfTheSceneAtItsPlaceAndDepth) {
+    Scene scene;
+    scene.lanes = 1;
+    scene.permittivity = 9; // 0.005 m of depth per two samples
+    scene.bars = {{true, 0.30, 0.75, 100, 1}};
+    scene.directAmplitude = scene.ringingAmplitude = scene.backWallReflectance = 0;
+    const Recording recording = Record(scene);
+    Chain chain = Chain::Standard();
+    chain.Set("timeZero", *recording.timeZero, true);
+    chain.Set("permittivity", *recording.permittivity, true);
+    const Recording image = RunQuietly(chain, recording);
+    for (const int monostatic : {0, 2, 4}) {
+        const float* begin = image.Bscan(monostatic);
+        const float* peak = std::max_element(begin, begin + std::int64_t{image.size.samples} * image.size.ascans);
+        EXPECT_NEAR(static_cast<double>((peak - begin) / image.size.samples), 150, 1);
+        EXPECT_NEAR(static_cast<double>((peak - begin) % image.size.samples), 120, 1);
+    }
 }
 
 TEST(Chain, GivesASingleLineTheImageOfOneOfFive) {
