@@ -19,31 +19,15 @@ namespace {
 
 // How a value of each type looks in JSON, and what it is called.
 
-const char* TypeName(int) {
-    return "a whole number";
-}
-const char* TypeName(float) {
-    return "a number";
-}
-const char* TypeName(bool) {
-    return "true or false";
-}
-const char* TypeName(const std::string&) {
-    return "text";
-}
+const char* TypeName(int) { return "a whole number"; }
+const char* TypeName(float) { return "a number"; }
+const char* TypeName(bool) { return "true or false"; }
+const char* TypeName(const std::string&) { return "text"; }
 
-Json::Value ToJson(int value) {
-    return value;
-}
-Json::Value ToJson(float value) {
-    return Shortest(value);
-}
-Json::Value ToJson(bool value) {
-    return value;
-}
-Json::Value ToJson(const std::string& value) {
-    return value;
-}
+Json::Value ToJson(int value) { return value; }
+Json::Value ToJson(float value) { return Shortest(value); }
+Json::Value ToJson(bool value) { return value; }
+Json::Value ToJson(const std::string& value) { return value; }
 
 std::optional<int> FromJson(const Json::Value& value, int) {
     return value.type() != Json::realValue && value.isInt() ? std::optional(value.asInt()) : std::nullopt;
@@ -124,9 +108,7 @@ std::string Joined(const std::vector<std::string>& words) {
     return text;
 }
 
-TZM::ImageProps Props(const Dimensions& size) {
-    return {size.samples, size.ascans, size.bscans};
-}
+TZM::ImageProps Props(const Dimensions& size) { return {size.samples, size.ascans, size.bscans}; }
 
 /// What a failure of an algorithm means to the user.
 std::string Explain(const TZM::Exception::CalcError& error, const Dimensions& size) {
@@ -176,8 +158,7 @@ const char* Key::TypeName() const {
     return standard.type() == Json::realValue ? "real" : "integer";
 }
 
-Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {
-}
+Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {}
 
 Parameter* Step::Find(const std::string& parameterName) {
     for (Parameter& parameter : parameters)

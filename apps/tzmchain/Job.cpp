@@ -8,13 +8,12 @@
 #include "Text.h"
 #include "Views.h"
 #include "VtkFile.h"
+#include "VtkLog.h"
 
 #include "Framework/Logger.h"
 
 #include <omp.h>
 #include <unistd.h>
-#include <vtkOutputWindow.h>
-#include <vtkSmartPointer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -31,38 +30,6 @@ constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "sc
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
 constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
 
-/// Sends what the library logs, and what VTK itself has to say, through the program's own lines.
-class LogWindow : public vtkOutputWindow {
-public:
-    static vtkSmartPointer<LogWindow> Make(std::function<void(const std::string&)> sink) {
-        const auto window = vtkSmartPointer<LogWindow>::Take(new LogWindow);
-        window->InitializeObjectBase();
-        window->write = std::move(sink);
-        return window;
-    }
-    void DisplayText(const char* text) override {
-        if (const std::string line = OneLine(text); !line.empty()) write(line);
-    }
-
-private:
-    LogWindow() = default;
-    std::function<void(const std::string&)> write;
-};
-
-/// Puts a window of ours in the place of VTK's while it lives.
-class LogRedirection {
-public:
-    explicit LogRedirection(std::function<void(const std::string&)> sink) : before(vtkOutputWindow::GetInstance()) {
-        vtkOutputWindow::SetInstance(LogWindow::Make(std::move(sink)));
-    }
-    ~LogRedirection() { vtkOutputWindow::SetInstance(before); }
-    LogRedirection(const LogRedirection&) = delete;
-    LogRedirection& operator=(const LogRedirection&) = delete;
-
-private:
-    vtkSmartPointer<vtkOutputWindow> before;
-};
-
 /// Refusal with what the library put into its error list while it took over a document.
 void RequireAccepted(bool accepted, const fs::path& file) {
     std::string told;
@@ -73,7 +40,7 @@ void RequireAccepted(bool accepted, const fs::path& file) {
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.
 void LoadDocuments(const JobOptions& options, Progress& progress) {
-    const LogRedirection silence([](const std::string&) {}); // what is told is told in one line
+    const VtkLog silence([](const std::string&) {}); // what is told is told in one line
     if (!options.configuration.empty()) {
         ReadText(options.configuration); // tells a folder or a missing file apart
         RequireAccepted(TZM::AlgoBase::LoadConfigFile(options.configuration.string()), options.configuration);
@@ -121,9 +88,7 @@ void Settle(Chain& chain, Recording& recording, const JobOptions& options, Progr
                       " is taken; give it with --permittivity");
 }
 
-void WriteText(const fs::path& file, const std::string& text) {
-    WriteBytes(file, text.data(), text.size());
-}
+void WriteText(const fs::path& file, const std::string& text) { WriteBytes(file, text.data(), text.size()); }
 
 std::pair<float, float> RangeOf(const Recording& recording) {
     const float* begin = recording.data.get();
@@ -161,7 +126,7 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     progress.Plan("pictures", samples * kPictureCost);
     progress.Plan("image", samples * kWriteCost);
 
-    const LogRedirection log([&progress](const std::string& line) { progress.Note(line); });
+    const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
     Recipe recipe;
     Recording recording;
     recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] { recording = read(folder); }));

@@ -82,9 +82,7 @@ Surface MakeSurface(int width, int height) {
     return {cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), &cairo_surface_destroy};
 }
 
-bool UsesDecibels(const ColourRange& range, const Style& style) {
-    return style.decibels > 0 && !range.isSigned;
-}
+bool UsesDecibels(const ColourRange& range, const Style& style) { return style.decibels > 0 && !range.isSigned; }
 
 /// The map of a panel without its axes.
 Surface Map(const Panel& panel, const ColourRange& range, const Style& style, int width, int height) {

@@ -19,14 +19,10 @@ Axis TimeAxis(const Recording& recording) {
             (recording.startTime - zero) / kNanosecond, recording.deltaT / kNanosecond};
 }
 
-Axis ScanAxis(const Recording& recording) {
-    return {"distance (m)", "m", recording.startX, recording.deltaX};
-}
+Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
 
 /// Metres of depth per ns of two-way time.
-double DepthPerNanosecond(double permittivity) {
-    return 0.3 / std::sqrt(permittivity) / 2;
-}
+double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
 
 Panel BscanPanel(const Recording& recording, int bscan, const std::string& title) {
     Panel panel;

@@ -15,9 +15,7 @@ using namespace tzmchain;
 
 namespace {
 
-Chain Parse(const std::string& text) {
-    return Chain::FromDocument(ParseJson(text, "chain.json"), "chain.json");
-}
+Chain Parse(const std::string& text) { return Chain::FromDocument(ParseJson(text, "chain.json"), "chain.json"); }
 
 template <class Action>
 std::string RefusalOf(const Action& action) {
