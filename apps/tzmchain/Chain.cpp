@@ -19,31 +19,15 @@ namespace {
 
 // How a value of each type looks in JSON, and what it is called.
 
-const char* TypeName(int) {
-    return "whole number";
-}
-const char* TypeName(float) {
-    return "number";
-}
-const char* TypeName(bool) {
-    return "true or false";
-}
-const char* TypeName(const std::string&) {
-    return "text";
-}
+const char* TypeName(int) { return "a whole number"; }
+const char* TypeName(float) { return "a number"; }
+const char* TypeName(bool) { return "true or false"; }
+const char* TypeName(const std::string&) { return "text"; }
 
-Json::Value ToJson(int value) {
-    return value;
-}
-Json::Value ToJson(float value) {
-    return Shortest(value);
-}
-Json::Value ToJson(bool value) {
-    return value;
-}
-Json::Value ToJson(const std::string& value) {
-    return value;
-}
+Json::Value ToJson(int value) { return value; }
+Json::Value ToJson(float value) { return Shortest(value); }
+Json::Value ToJson(bool value) { return value; }
+Json::Value ToJson(const std::string& value) { return value; }
 
 std::optional<int> FromJson(const Json::Value& value, int) {
     return value.type() != Json::realValue && value.isInt() ? std::optional(value.asInt()) : std::nullopt;
@@ -124,9 +108,7 @@ std::string Joined(const std::vector<std::string>& words) {
     return text;
 }
 
-TZM::ImageProps Props(const Dimensions& size) {
-    return {size.samples, size.ascans, size.bscans};
-}
+TZM::ImageProps Props(const Dimensions& size) { return {size.samples, size.ascans, size.bscans}; }
 
 /// What a failure of an algorithm means to the user.
 std::string Explain(const TZM::Exception::CalcError& error, const Dimensions& size) {
@@ -151,8 +133,8 @@ const std::vector<AlgorithmRow>& Algorithms() {
     using namespace TZM;
     using Fk = AlgoFkMigration;
     static const std::vector<AlgorithmRow> rows = {
-        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 1, {}, {}),
-        Row<Fk>("moves energy back to its reflector with one speed (Stolt)", 20,
+        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4, {}, {}),
+        Row<Fk>("moves energy back to its reflector with one speed (Stolt)", 6,
                 {{"timeZero", &AlgoParamFkMigration::timeZero},
                  {"permittivity", &AlgoParamFkMigration::permittivity},
                  {"overlays", &AlgoParamFkMigration::overlays}},
@@ -164,7 +146,7 @@ const std::vector<AlgorithmRow>& Algorithms() {
                  {"InterpolationMethod", Fk::defInterpolationMethod, "1 windowed sinc, other values linear"},
                  {"MaxMigFreqRel", Shortest(Fk::defMaxMigFreqRel), "0.01 to 1"},
                  {"HarlanThreshold", Shortest(Fk::defHarlanThreshold), "0.01 to 10"}}),
-        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 5, {}, {}),
+        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, {}, {}),
     };
     return rows;
 }
@@ -176,8 +158,7 @@ const char* Key::TypeName() const {
     return standard.type() == Json::realValue ? "real" : "integer";
 }
 
-Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {
-}
+Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {}
 
 Parameter* Step::Find(const std::string& parameterName) {
     for (Parameter& parameter : parameters)
@@ -223,7 +204,7 @@ Chain Chain::FromDocument(const Json::Value& document, const std::string& name) 
                 refuse(algorithm + ": unknown parameter \"" + OneLine(member) + "\"; known are " + Joined(known));
             }
             if (!parameter->set(parameters[member]))
-                refuse(algorithm + ": parameter \"" + member + "\" must be a " + parameter->type);
+                refuse(algorithm + ": parameter \"" + member + "\" must be " + parameter->type);
             step.given.insert(member);
         }
         chain.steps.push_back(std::move(step));
@@ -235,7 +216,7 @@ void Chain::Set(const std::string& parameter, const Json::Value& value, bool ove
     for (Step& step : steps) {
         Parameter* found = step.Find(parameter);
         if (!found || (!overrule && step.given.count(parameter))) continue;
-        if (!found->set(value)) throw Refusal(step.row->name + ": \"" + parameter + "\" must be a " + found->type);
+        if (!found->set(value)) throw Refusal(step.row->name + ": \"" + parameter + "\" must be " + found->type);
         step.given.insert(parameter);
     }
 }

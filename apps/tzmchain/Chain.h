@@ -20,7 +20,7 @@ class Progress;
 /// A parameter of one algorithm object.
 struct Parameter {
     std::string name;
-    std::string type; ///< what a value must be: "whole number", "number", "true or false", "text"
+    std::string type; ///< what a value must be: "a whole number", "a number", "true or false", "text"
     std::function<Json::Value()> get;
     std::function<bool(const Json::Value&)> set; ///< false, with nothing changed, for a value of another type or range
 };

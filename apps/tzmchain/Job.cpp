@@ -8,13 +8,12 @@
 #include "Text.h"
 #include "Views.h"
 #include "VtkFile.h"
+#include "VtkLog.h"
 
 #include "Framework/Logger.h"
 
 #include <omp.h>
 #include <unistd.h>
-#include <vtkOutputWindow.h>
-#include <vtkSmartPointer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -29,51 +28,19 @@ namespace {
 constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene";
 
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
-constexpr double kReadCost = 8, kWriteCost = 2, kPictureCost = 2;
-
-/// Sends what the library logs, and what VTK itself has to say, through the program's own lines.
-class LogWindow : public vtkOutputWindow {
-public:
-    static vtkSmartPointer<LogWindow> Make(std::function<void(const std::string&)> sink) {
-        const auto window = vtkSmartPointer<LogWindow>::Take(new LogWindow);
-        window->InitializeObjectBase();
-        window->write = std::move(sink);
-        return window;
-    }
-    void DisplayText(const char* text) override {
-        if (const std::string line = OneLine(text); !line.empty()) write(line);
-    }
-
-private:
-    LogWindow() = default;
-    std::function<void(const std::string&)> write;
-};
-
-/// Puts a window of ours in the place of VTK's while it lives.
-class LogRedirection {
-public:
-    explicit LogRedirection(std::function<void(const std::string&)> sink) : before(vtkOutputWindow::GetInstance()) {
-        vtkOutputWindow::SetInstance(LogWindow::Make(std::move(sink)));
-    }
-    ~LogRedirection() { vtkOutputWindow::SetInstance(before); }
-    LogRedirection(const LogRedirection&) = delete;
-    LogRedirection& operator=(const LogRedirection&) = delete;
-
-private:
-    vtkSmartPointer<vtkOutputWindow> before;
-};
+constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
 
 /// Refusal with what the library put into its error list while it took over a document.
 void RequireAccepted(bool accepted, const fs::path& file) {
     std::string told;
-    for (const std::string& error : TZM::Logger::GetInstance()->GetErrorList()) told += " " + error;
+    for (const std::string& error : TZM::Logger::GetInstance()->GetErrorList()) told += error + " ";
     TZM::Logger::GetInstance()->ClearErrorList();
-    if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ":" + OneLine(told)));
+    if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ": " + OneLine(told)));
 }
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.
 void LoadDocuments(const JobOptions& options, Progress& progress) {
-    const LogRedirection silence([](const std::string&) {}); // what is told is told in one line
+    const VtkLog silence([](const std::string&) {}); // what is told is told in one line
     if (!options.configuration.empty()) {
         ReadText(options.configuration); // tells a folder or a missing file apart
         RequireAccepted(TZM::AlgoBase::LoadConfigFile(options.configuration.string()), options.configuration);
@@ -121,9 +88,7 @@ void Settle(Chain& chain, Recording& recording, const JobOptions& options, Progr
                       " is taken; give it with --permittivity");
 }
 
-void WriteText(const fs::path& file, const std::string& text) {
-    WriteBytes(file, text.data(), text.size());
-}
+void WriteText(const fs::path& file, const std::string& text) { WriteBytes(file, text.data(), text.size()); }
 
 std::pair<float, float> RangeOf(const Recording& recording) {
     const float* begin = recording.data.get();
@@ -135,6 +100,14 @@ Recording WithoutSamples(const Recording& recording) {
     Recording bare = recording;
     bare.data.reset();
     return bare;
+}
+
+/// "after OffsetRemoval, FkMigration, Mig2Post"
+std::string ResultTitle(const Chain& chain) {
+    std::string title = "after ";
+    for (const Step& step : chain.steps) title += (&step == &chain.steps.front() ? "" : ", ") + step.row->name;
+    constexpr std::size_t kFits = 120;
+    return title.size() <= kFits ? title : "after " + std::to_string(chain.steps.size()) + " algorithms";
 }
 
 /// The job after the recording was told how to come: `read` gives it and may put files into the output folder.
@@ -153,7 +126,7 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     progress.Plan("pictures", samples * kPictureCost);
     progress.Plan("image", samples * kWriteCost);
 
-    const LogRedirection log([&progress](const std::string& line) { progress.Note(line); });
+    const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
     Recipe recipe;
     Recording recording;
     recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] { recording = read(folder); }));
@@ -168,8 +141,8 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     recipe.imageRange = RangeOf(image);
     recipe.image = WithoutSamples(image);
     recipe.seconds.emplace_back("pictures", progress.Do("pictures", "", [&] {
-        recipe.outputs = DrawBscans(excerpt, image, folder.Path(), options.colours);
-        const auto slices = DrawDepthSlices(image, folder.Path(), options.colours);
+        recipe.outputs = DrawBscans(excerpt, image, ResultTitle(chain), folder.Path(), options.style);
+        const auto slices = DrawDepthSlices(image, folder.Path(), options.style);
         recipe.outputs.insert(recipe.outputs.end(), slices.begin(), slices.end());
     }));
     recipe.seconds.emplace_back(

@@ -19,7 +19,7 @@ struct JobOptions {
     std::optional<int> timeZero;
     std::optional<double> permittivity;
     int threads = 0; ///< 0: as many as the OpenMP runtime takes
-    Colours colours = Colours::Grey;
+    Style style;
     bool quiet = false;
 };
 

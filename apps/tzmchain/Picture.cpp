@@ -82,20 +82,23 @@ Surface MakeSurface(int width, int height) {
     return {cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), &cairo_surface_destroy};
 }
 
+bool UsesDecibels(const ColourRange& range, const Style& style) { return style.decibels > 0 && !range.isSigned; }
+
 /// The map of a panel without its axes.
-Surface Map(const Panel& panel, const ColourRange& range, Colours colours, int width, int height) {
+Surface Map(const Panel& panel, const ColourRange& range, const Style& style, int width, int height) {
     Surface map = MakeSurface(width, height);
     unsigned char* pixels = cairo_image_surface_get_data(map.get());
     if (!pixels) throw std::bad_alloc();
     const int stride = cairo_image_surface_get_stride(map.get());
     std::array<std::uint32_t, 256> table;
     for (int i = 0; i < 256; ++i) {
-        const Rgb c = Colour(i / 255.0, range.isSigned, colours);
+        const Rgb c = Colour(i / 255.0, range.isSigned, style.colours);
         const auto byte = [](double x) { return static_cast<std::uint32_t>(std::lround(255 * x)); };
         table[i] = byte(c.r) << 16 | byte(c.g) << 8 | byte(c.b);
     }
     const std::vector<Tap> columns = Taps(panel.columns, width), rows = Taps(panel.rows, height);
-    const float scale = 255 / (range.high - range.low);
+    const bool logarithmic = UsesDecibels(range, style);
+    const float scale = 255 / (range.high - range.low), decibels = static_cast<float>(style.decibels);
     for (int x = 0; x < width; ++x) {
         for (int y = 0; y < height; ++y) {
             float value = 0;
@@ -106,7 +109,9 @@ Surface Map(const Panel& panel, const ColourRange& range, Colours colours, int w
                     sum += rows[y].weights[r] * column[(rows[y].first + static_cast<int>(r)) * panel.rowStep];
                 value += columns[x].weights[c] * sum;
             }
-            const float shade = std::clamp((value - range.low) * scale, 0.0f, 255.0f);
+            const float linear = (value - range.low) * scale; // shades
+            const float shade =
+                std::clamp(logarithmic ? 255 + 255 / decibels * 20 * std::log10(linear / 255) : linear, 0.0f, 255.0f);
             reinterpret_cast<std::uint32_t*>(pixels + std::ptrdiff_t{y} * stride)[x] =
                 table[static_cast<std::size_t>(shade + 0.5f)];
         }
@@ -202,23 +207,32 @@ void ForEachTick(const Scale& scale, double factor, int parts, Body&& body) {
         body(scale(i * step / factor), Number(i * step == 0 ? 0.0 : i * step, 6));
 }
 
-/// Bars of round lengths along both axes, in the lower left corner of the plot.
+/// Bars of round lengths: along both axes in the lower left corner of the plot, or, where one scale holds for both and
+/// plots are small, along one of them below the plot.
 void DrawScaleBars(Sheet& sheet, const Panel& panel, const Scale& across, const Scale& down, double x, double y) {
-    const double width = RoundStep(across.length, 12), height = RoundStep(down.length, 8);
-    const bool vertical = !panel.down.unit.empty() && !panel.equalScales;
-    const double w = width / across.length * across.size, h = vertical ? height / down.length * down.size : 0;
+    const double width = RoundStep(across.length, 12), w = width / across.length * across.size;
+    const std::string widthText = Number(width) + " " + panel.across.unit;
+    const auto thick = [&](double x0, double y0, double x1, double y1) {
+        cairo_set_line_width(sheet.cr(), 3);
+        sheet.Line(x0, y0, x1, y1);
+        cairo_set_line_width(sheet.cr(), 1);
+    };
+    if (panel.equalScales || panel.down.unit.empty()) {
+        const double right = x + across.size, middle = y + down.size + 36;
+        thick(right - w, middle, right, middle);
+        sheet.Text(widthText, right - w - 6, middle, 13, 1, 0.5);
+        return;
+    }
+    const double height = RoundStep(down.length, 10), h = height / down.length * down.size;
     const double left = x + 16, bottom = y + down.size - 14;
     cairo_set_source_rgba(sheet.cr(), 1, 1, 1, 0.8);
-    cairo_rectangle(sheet.cr(), left - 8, bottom - std::max(h, 18.0) - 8, std::max(w, 58.0) + 18,
-                    std::max(h, 18.0) + 16);
+    cairo_rectangle(sheet.cr(), left - 8, bottom - h - 8, std::max(w, 58.0) + 18, h + 16);
     cairo_fill(sheet.cr());
     sheet.Black();
-    cairo_set_line_width(sheet.cr(), 3);
-    sheet.Line(left, bottom, left + w, bottom);
-    if (vertical) sheet.Line(left, bottom + 1, left, bottom - h);
-    cairo_set_line_width(sheet.cr(), 1);
-    sheet.Text(Number(width) + " " + panel.across.unit, left + 7, bottom - 3, 13, 0, 1);
-    if (vertical) sheet.Text(Number(height) + " " + panel.down.unit, left + 7, bottom - h - 4, 13, 0, 0);
+    thick(left, bottom, left + w, bottom);
+    thick(left, bottom + 1, left, bottom - h);
+    sheet.Text(widthText, left + 7, bottom - 3, 13, 0, 1);
+    sheet.Text(Number(height) + " " + panel.down.unit, left + 7, bottom - h - 4, 13, 0, 0);
 }
 
 /// Three digits, and no exponent for the counts of a 32-bit converter.
@@ -227,25 +241,28 @@ std::string RoundNumber(double value) {
     return Number(std::round(value / unit) * unit, 10);
 }
 
-void DrawColourBar(Sheet& sheet, const ColourRange& range, Colours colours, double x, double y, double height) {
+void DrawColourBar(Sheet& sheet, const ColourRange& range, const Style& style, double x, double y, double height) {
+    const bool decibels = UsesDecibels(range, style);
+    const ColourRange shown = decibels ? ColourRange{static_cast<float>(-style.decibels), 0, false} : range;
     std::array<float, 256> values;
-    for (int i = 0; i < 256; ++i) values[i] = range.high + (range.low - range.high) * static_cast<float>(i) / 255;
+    for (int i = 0; i < 256; ++i) values[i] = shown.high + (shown.low - shown.high) * static_cast<float>(i) / 255;
     Panel ramp;
     ramp.data = values.data();
     ramp.columns = 1;
     ramp.rows = 256;
     constexpr int width = 14;
-    sheet.Image(Map(ramp, range, colours, width, static_cast<int>(height)).get(), x, y);
+    sheet.Image(Map(ramp, shown, {style.colours, 0}, width, static_cast<int>(height)).get(), x, y);
     sheet.Frame(x, y, width, height);
-    const float middle = (range.low + range.high) / 2;
-    sheet.Text(RoundNumber(range.high), x + width + 5, y + 4, 12, 0, 0.5);
-    sheet.Text(RoundNumber(middle), x + width + 5, y + height / 2, 12, 0, 0.5);
-    sheet.Text(RoundNumber(range.low), x + width + 5, y + height - 4, 12, 0, 0.5);
+    const float middle = (shown.low + shown.high) / 2;
+    const std::string unit = decibels ? " dB" : "";
+    sheet.Text(RoundNumber(shown.high) + unit, x + width + 5, y + 4, 12, 0, 0.5);
+    sheet.Text(RoundNumber(middle) + unit, x + width + 5, y + height / 2, 12, 0, 0.5);
+    sheet.Text(RoundNumber(shown.low) + unit, x + width + 5, y + height - 4, 12, 0, 0.5);
 }
 
-void DrawPanel(Sheet& sheet, const Panel& panel, Colours colours, double x, double y, PlotSize size) {
+void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, double y, PlotSize size) {
     const ColourRange range = RobustRange(panel);
-    sheet.Image(Map(panel, range, colours, size.width, size.height).get(), x, y);
+    sheet.Image(Map(panel, range, style, size.width, size.height).get(), x, y);
     const Scale across(panel.across, panel.columns, size.width), down(panel.down, panel.rows, size.height);
     const double right = x + size.width, bottom = y + size.height;
 
@@ -278,7 +295,7 @@ void DrawPanel(Sheet& sheet, const Panel& panel, Colours colours, double x, doub
         });
         sheet.Text(panel.secondLabel, right + 52, y + size.height / 2.0, 14, 0.5, 0, true);
     }
-    DrawColourBar(sheet, range, colours, right + (second ? 92 : 18), y, size.height);
+    DrawColourBar(sheet, range, style, right + (second ? 92 : 18), y, size.height);
     DrawScaleBars(sheet, panel, across, down, x, y);
 }
 
@@ -315,7 +332,7 @@ ColourRange RobustRange(const Panel& panel) {
 }
 
 void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
-                 int panelsPerRow, Colours colours) {
+                 int panelsPerRow, const Style& style) {
     PlotSize plot{0, 0};
     bool second = false;
     for (const Panel& panel : panels) {
@@ -330,7 +347,7 @@ void DrawPicture(const std::filesystem::path& file, const std::string& title, co
                 static_cast<int>(kTitle + (count + columns - 1) / columns * cellHeight));
     sheet.Text(title, kLeft, 12, 18, 0, 0);
     for (int i = 0; i < count; ++i)
-        DrawPanel(sheet, panels[i], colours, i % columns * cellWidth + kLeft, kTitle + i / columns * cellHeight + kTop,
+        DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, kTitle + i / columns * cellHeight + kTop,
                   SizeOf(panels[i]));
     sheet.Write(file);
 }

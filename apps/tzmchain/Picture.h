@@ -10,6 +10,12 @@ namespace tzmchain {
 /// Colours of signed values; values that are never negative always get a sequential map.
 enum class Colours { Grey, Seismic };
 
+/// How values become colours.
+struct Style {
+    Colours colours = Colours::Grey;
+    double decibels = 0; ///< values that are never negative: range below the brightest on a dB scale; 0: a linear scale
+};
+
 /// An axis of evenly spaced values; the first is `origin`.
 struct Axis {
     std::string label; ///< with the unit in brackets
@@ -38,7 +44,7 @@ struct Panel {
 /// signed values at the 97th percentile of their distance from the median, others at the 99.5th. Refusal if the file
 /// can't be written.
 void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
-                 int panelsPerRow, Colours colours);
+                 int panelsPerRow, const Style& style);
 
 /// A round step of 1, 2 or 5 times a power of ten that divides `length` into at most `parts` parts.
 double RoundStep(double length, int parts);

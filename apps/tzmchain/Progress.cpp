@@ -13,9 +13,7 @@ namespace {
 constexpr double kPatience = 2; // seconds without a bar
 constexpr char kEraseLine[] = "\r\033[K";
 
-double Seconds(std::chrono::steady_clock::duration time) {
-    return std::chrono::duration<double>(time).count();
-}
+double Seconds(std::chrono::steady_clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
 std::string Duration(double seconds) {
     const auto whole = std::lround(seconds);
@@ -32,8 +30,7 @@ Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double e
     return {(doneCost + spent) / planned, (planned - doneCost - spent) * secondsPerCost};
 }
 
-Progress::Progress(bool silent, bool terminal) : quiet(silent), interactive(terminal && !silent) {
-}
+Progress::Progress(bool silent, bool terminal) : quiet(silent), interactive(terminal && !silent) {}
 
 void Progress::Plan(const std::string& name, double cost) {
     tasks.push_back({name, cost});

@@ -6,11 +6,11 @@
 #include "VtkFile.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <limits>
 #include <new>
 #include <numeric>
 
@@ -136,14 +136,14 @@ Recording ReadRaw(const fs::path& input) {
 
 } // namespace
 
-std::string Dimensions::Text() const {
-    return Sizes(samples, ascans, bscans);
-}
+std::string Dimensions::Text() const { return Sizes(samples, ascans, bscans); }
 
 Samples AllocateSamples(std::int64_t count) {
     constexpr std::size_t kHugePage = std::size_t{1} << 21;
     const auto bytes = (static_cast<std::size_t>(count) * sizeof(float) + kHugePage - 1) / kHugePage * kHugePage;
-    if (count < 1 || count > std::numeric_limits<std::int64_t>::max() / 8) throw std::bad_alloc();
+    // A system that promises more than it has would end the program when the memory is touched.
+    const double physical = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
+    if (count < 1 || static_cast<double>(count) * sizeof(float) > physical) throw std::bad_alloc();
     const auto memory = static_cast<float*>(std::aligned_alloc(kHugePage, bytes));
     if (!memory) throw std::bad_alloc();
     madvise(memory, bytes, MADV_HUGEPAGE); // only a hint: a system without huge pages gives small ones

@@ -76,9 +76,7 @@ private:
     std::uint64_t state;
 };
 
-float Counts(double value) {
-    return static_cast<float>(std::clamp(std::nearbyint(value), -32768.0, 32767.0));
-}
+float Counts(double value) { return static_cast<float>(std::clamp(std::nearbyint(value), -32768.0, 32767.0)); }
 
 } // namespace
 

@@ -19,14 +19,10 @@ Axis TimeAxis(const Recording& recording) {
             (recording.startTime - zero) / kNanosecond, recording.deltaT / kNanosecond};
 }
 
-Axis ScanAxis(const Recording& recording) {
-    return {"distance (m)", "m", recording.startX, recording.deltaX};
-}
+Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
 
 /// Metres of depth per ns of two-way time.
-double DepthPerNanosecond(double permittivity) {
-    return 0.3 / std::sqrt(permittivity) / 2;
-}
+double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
 
 Panel BscanPanel(const Recording& recording, int bscan, const std::string& title) {
     Panel panel;
@@ -101,8 +97,8 @@ Excerpt ChooseBscans(const Recording& recording) {
     return excerpt;
 }
 
-std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::filesystem::path& folder,
-                                    Colours colours) {
+std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::string& resultTitle,
+                                    const std::filesystem::path& folder, const Style& style) {
     std::vector<std::string> files;
     for (std::size_t i = 0; i < input.indices.size(); ++i) {
         const int bscan = input.indices[i];
@@ -111,14 +107,15 @@ std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image
             title += ", " + input.names[i] + " (B-scan " + std::to_string(bscan + 1) + " of " +
                      std::to_string(input.lineCount) + ")";
         const std::vector<Panel> panels = {BscanPanel(input.bscans, static_cast<int>(i), "input"),
-                                           BscanPanel(image, bscan, "result")};
+                                           BscanPanel(image, bscan, resultTitle)};
         files.push_back(FileName(input.names[i]));
-        DrawPicture(folder / files.back(), title, panels, 1, colours);
+        DrawPicture(folder / files.back(), title, panels, 1, style);
     }
     return files;
 }
 
-std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder, Colours colours) {
+std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
+                                         const Style& style) {
     if (image.size.bscans < 2) return {};
     const Axis time = TimeAxis(image);
     // From the surface on: what lies above time zero has no depth.
@@ -145,12 +142,11 @@ std::vector<std::string> DrawDepthSlices(const Recording& image, const std::file
         panel.rowStep = image.size.ascans;
         panel.across = ScanAxis(image);
         panel.equalScales = image.lineSpacing.has_value();
-        panel.down =
-            panel.equalScales ? Axis{"across the lines (m)", "m", 0, *image.lineSpacing} : Axis{"B-scan", "", 1, 1};
+        panel.down = panel.equalScales ? Axis{"across (m)", "m", 0, *image.lineSpacing} : Axis{"B-scan", "", 1, 1};
         panels.push_back(panel);
     }
     DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",
-                panels, kSlicesPerRow, colours);
+                panels, kSlicesPerRow, {style.colours, 0});
     return {"depth-slices.png"};
 }
 

@@ -18,11 +18,12 @@ struct Excerpt {
 Excerpt ChooseBscans(const Recording& recording);
 
 /// Draws each B-scan of the excerpt above the same one of the image. Gives the names of the files, "bscan-NAME.png".
-std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::filesystem::path& folder,
-                                    Colours colours);
+std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::string& resultTitle,
+                                    const std::filesystem::path& folder, const Style& style);
 
-/// Draws the mean magnitude of slabs of equal thickness that together make up the image, from above. Gives the name of
-/// the file, "depth-slices.png", or nothing for a single line.
-std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder, Colours colours);
+/// Draws, on a linear scale, the mean magnitude of slabs of equal thickness that together make up the image, from
+/// above. Gives the name of the file, "depth-slices.png", or nothing for a single line.
+std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
+                                         const Style& style);
 
 } // namespace tzmchain

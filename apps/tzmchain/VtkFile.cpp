@@ -2,12 +2,12 @@
 
 #include "Checksum.h"
 #include "Refusal.h"
-#include "Text.h"
+#include "VtkLog.h"
 
-#include <vtkCallbackCommand.h>
-#include <vtkExecutive.h>
 #include <vtkFloatArray.h>
 #include <vtkImageData.h>
+#include <vtkInformation.h>
+#include <vtkInformationVector.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkXMLImageDataReader.h>
@@ -23,27 +23,21 @@ namespace {
 
 constexpr double kNanosecond = 1e-9;
 
-/// Keeps the first message that a VTK object reports as an error; with it VTK prints nothing itself.
-class ErrorCatcher {
+/// Keeps the first message that VTK gives while it lives, in place of printing it.
+class FirstMessage {
 public:
-    ErrorCatcher() {
-        command->SetClientData(&text);
-        command->SetCallback([](vtkObject*, unsigned long, void* client, void* message) {
-            auto& kept = *static_cast<std::string*>(client);
-            if (kept.empty()) kept = message ? static_cast<const char*>(message) : "unknown error";
-        });
-    }
-    vtkCommand* Command() { return command; }
-    /// What VTK said, without the source position that it puts in front.
+    bool Caught() const { return !text.empty(); }
+    /// Without the source position and the object that VTK puts in front.
     std::string Text() const {
         const auto colon = text.find("): ");
-        return OneLine(colon == std::string::npos ? text : text.substr(colon + 3));
+        return colon == std::string::npos ? text : text.substr(colon + 3);
     }
-    bool Caught() const { return !text.empty(); }
 
 private:
-    vtkNew<vtkCallbackCommand> command;
     std::string text;
+    VtkLog log{[this](const std::string& line) {
+        if (text.empty()) text = line;
+    }};
 };
 
 /// Whether the closing tag stands at the end of the file. VTK reads a file that was cut off in its data without a word.
@@ -56,6 +50,14 @@ bool EndsAsVtkFile(const std::filesystem::path& file) {
     return tail.find("</VTKFile>") != std::string::npos;
 }
 
+/// Whether the points have an array of text, which VTK 9.1 can't read from every encoding without a crash.
+bool HoldsText(vtkXMLImageDataReader* reader) {
+    vtkInformationVector* arrays = reader->GetOutputInformation(0)->Get(vtkDataObject::POINT_DATA_VECTOR());
+    for (int i = 0; arrays && i < arrays->GetNumberOfInformationObjects(); ++i)
+        if (arrays->GetInformationObject(i)->Get(vtkDataObject::FIELD_ARRAY_TYPE()) == VTK_STRING) return true;
+    return false;
+}
+
 } // namespace
 
 Recording ReadVti(const std::filesystem::path& file) {
@@ -66,19 +68,18 @@ Recording ReadVti(const std::filesystem::path& file) {
     recording.file = file;
     recording.checksum = ChecksumOf(file);
 
-    ErrorCatcher errors;
+    const FirstMessage message;
+    const auto requireQuiet = [&] {
+        if (message.Caught()) throw Refusal(file.string() + " can't be read as a VTK image: " + message.Text());
+    };
     const vtkNew<vtkXMLImageDataReader> reader;
-    reader->SetReaderErrorObserver(errors.Command());
-    reader->SetParserErrorObserver(errors.Command());
-    for (const char* event : {"ErrorEvent", "WarningEvent"}) {
-        reader->AddObserver(event, errors.Command());
-        reader->GetExecutive()->AddObserver(event, errors.Command());
-    }
     reader->SetFileName(file.c_str());
+    reader->UpdateInformation();
+    requireQuiet();
+    if (HoldsText(reader)) throw Refusal(file.string() + " holds text in place of numbers");
     reader->Update();
+    requireQuiet();
     vtkImageData* image = reader->GetOutput();
-    if (errors.Caught() || reader->GetErrorCode() != 0 || !image)
-        throw Refusal(file.string() + " can't be read as a VTK image: " + errors.Text());
 
     const int* dimensions = image->GetDimensions();
     recording.size = {dimensions[0], dimensions[1], dimensions[2]};
@@ -118,17 +119,16 @@ void WriteVti(const Recording& recording, const std::filesystem::path& file) {
     image->SetOrigin(recording.startTime / kNanosecond, recording.startX, 0);
     image->GetPointData()->SetScalars(floats);
 
-    ErrorCatcher errors;
+    const FirstMessage message;
     const vtkNew<vtkXMLImageDataWriter> writer;
-    writer->AddObserver("ErrorEvent", errors.Command());
     writer->SetFileName(file.c_str());
     writer->SetInputData(image);
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
     writer->SetCompressorTypeToNone();
     writer->SetHeaderTypeToUInt64();
-    if (!writer->Write() || errors.Caught() || writer->GetErrorCode() != 0)
-        throw Refusal("can't write " + file.string() + ": " + errors.Text());
+    if (!writer->Write() || message.Caught() || writer->GetErrorCode() != 0)
+        throw Refusal("can't write " + file.string() + ": " + message.Text());
 }
 
 } // namespace tzmchain

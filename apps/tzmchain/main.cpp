@@ -57,10 +57,10 @@ void List() {
     for (const AlgorithmRow& row : Algorithms()) {
         std::printf("%s: %s\n", row.name.c_str(), row.summary.c_str());
         for (const Parameter& parameter : Step(row).parameters)
-            std::printf("    parameter %-28s %-14s %s\n", parameter.name.c_str(), parameter.type.c_str(),
+            std::printf("    parameter %-28s %-15s %s\n", parameter.name.c_str(), parameter.type.c_str(),
                         plain(parameter.get()).c_str());
         for (const Key& key : row.keys)
-            std::printf("    key       %-28s %-14s %s%s\n", key.name.c_str(), key.TypeName(),
+            std::printf("    key       %-28s %-15s %s%s\n", key.name.c_str(), key.TypeName(),
                         plain(key.standard).c_str(), key.range.empty() ? "" : (", " + key.range).c_str());
     }
 }
@@ -74,9 +74,11 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--time-zero", options.timeZero, "Sample of time zero, for every step that has one");
     command.add_option("--permittivity", options.permittivity, "Relative permittivity of the ground, likewise");
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
-    command.add_option("--colours", options.colours, "Colours of signed values: grey or seismic")
+    command.add_option("--colours", options.style.colours, "Colours of signed values: grey or seismic")
         ->transform(CLI::CheckedTransformer(
             std::map<std::string, Colours>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}}));
+    command.add_option("--decibels", options.style.decibels, "Draw envelopes on a dB scale of so many dB")
+        ->check(CLI::Range(1.0, 200.0));
     command.add_flag("--quiet", options.quiet, "Tell nothing but failures");
 }
 

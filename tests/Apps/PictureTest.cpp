@@ -68,7 +68,7 @@ TEST(Picture, ABrightSampleShowsAtItsPlace) {
     values[60 * 50 + 10] = 100;
     Panel panel;
     panel.data = values.data(), panel.columns = 100, panel.rows = 50, panel.columnStep = 50;
-    DrawPicture(folder / "one.png", "title", {panel}, 1, Colours::Grey);
+    DrawPicture(folder / "one.png", "title", {panel}, 1, {});
     const Pixels pixels(folder / "one.png");
     ASSERT_EQ(cairo_surface_status(pixels.surface), CAIRO_STATUS_SUCCESS);
     // The plot is 1000 x 400 pixels behind margins of 78 and 78: ten by eight pixels per value.
@@ -81,7 +81,7 @@ TEST(Picture, CantBeWrittenIntoAMissingFolder) {
     const std::vector<float> values(4);
     Panel panel;
     panel.data = values.data(), panel.columns = 2, panel.rows = 2;
-    EXPECT_THROW(DrawPicture("/missing folder/a.png", "", {panel}, 1, Colours::Grey), Refusal);
+    EXPECT_THROW(DrawPicture("/missing folder/a.png", "", {panel}, 1, {}), Refusal);
 }
 
 TEST(Views, ShowTheMiddleLaneOfEveryChannel) {
@@ -107,9 +107,9 @@ TEST(Views, DrawBlocksOfAnyShape) {
         recording.permittivity = 9;
         recording.lineSpacing = 0.05;
         const Excerpt excerpt = ChooseBscans(recording);
-        const auto files = DrawBscans(excerpt, recording, folder.path, Colours::Seismic);
+        const auto files = DrawBscans(excerpt, recording, "result", folder.path, {Colours::Seismic, 40});
         EXPECT_EQ(files.size(), excerpt.indices.size());
-        EXPECT_EQ(DrawDepthSlices(recording, folder.path, Colours::Grey).size(), size.bscans > 1 ? 1u : 0u);
+        EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         for (const std::string& file : files) EXPECT_GT(Pixels(folder / file).Width(), 1000);
     }
 }

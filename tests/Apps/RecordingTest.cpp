@@ -2,6 +2,7 @@
 #include "Checksum.h"
 #include "Refusal.h"
 #include "TemporaryFolder.h"
+#include "Text.h"
 #include "VtkFile.h"
 
 #include <gtest/gtest.h>
@@ -158,12 +159,16 @@ TEST(Recording, RefusesFilesThatAreNone) {
     EXPECT_NE(RefusalOf(folder / "block.dat").find("is neither"), std::string::npos);
 }
 
-TEST(Recording, RefusesATruncatedVtkImage) {
+TEST(Recording, RefusesAVtkImageThatIsCutOffOrHoldsText) {
     const TemporaryFolder folder;
     WriteVti(Counting(), folder / "block.vti");
     const auto length = std::filesystem::file_size(folder / "block.vti");
+    const std::string whole = ReadText(folder / "block.vti");
     std::filesystem::resize_file(folder / "block.vti", length - 60); // in the middle of the samples
     EXPECT_NE(RefusalOf(folder / "block.vti").find("its end is missing"), std::string::npos);
+    const auto at = whole.find("Float32");
+    folder.Write("block.vti", std::string(whole).replace(at, 7, "String"));
+    EXPECT_NE(RefusalOf(folder / "block.vti").find("holds text"), std::string::npos);
 }
 
 TEST(Recording, TellsWhereTheFirstBadNumberStands) {
