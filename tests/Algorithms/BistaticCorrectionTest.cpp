@@ -7,7 +7,6 @@
 #include "support/Near.h"
 #include "support/Noise.h"
 #include "support/Scenes.h"
-#include "support/SimdLevels.h"
 
 using namespace TZM;
 
@@ -39,11 +38,9 @@ double NaiveSample(const Block& in, int k, int y, int z, double permittivity, do
     return in.At(j - 1, y, z) + w * (double(in.At(j, y, z)) - in.At(j - 1, y, z));
 }
 
-class BistaticCorrection : public AtSimdLevel {};
-
 } // namespace
 
-TEST_P(BistaticCorrection, ReadsBistaticBscansLikeThePlainLoop) {
+TEST(BistaticCorrection, ReadsBistaticBscansLikeThePlainLoop) {
     for (const int samples : {1, 2, 9, 300})
         for (const float offset : {0.0461f, 0.f, 0.3f, 1.5f, 100.f, -0.3f}) {
             const Block in = NoiseBlock(samples, 3, samples == 9 ? 7 : 10);
@@ -59,7 +56,7 @@ TEST_P(BistaticCorrection, ReadsBistaticBscansLikeThePlainLoop) {
         }
 }
 
-TEST(BistaticCorrectionOnce, ReadsBetweenTheKnownSamplesAndEndsInZeros) {
+TEST(BistaticCorrection, ReadsBetweenTheKnownSamplesAndEndsInZeros) {
     Block in(ImageProps(300, 1, 5));
     for (int s = 0; s < 300; ++s) in.At(s, 0, 1) = static_cast<float>(s);
     const Block out = Corrected(in, 6.f, 0.0461f); // d / v is 7.53 samples: t[7] = 0, t[8] = 2.71
@@ -72,14 +69,14 @@ TEST(BistaticCorrectionOnce, ReadsBetweenTheKnownSamplesAndEndsInZeros) {
     for (int s = 0; s < 299; ++s) EXPECT_NEAR(unmoved.At(s, 0, 1), s, 300 * kFloatEpsilon);
 }
 
-TEST(BistaticCorrectionOnce, RefusesAPermittivityBeforeAChannelCount) {
+TEST(BistaticCorrection, RefusesAPermittivityBeforeAChannelCount) {
     const auto told = [](const Exception::CalcError& e) { return std::to_string(e.GetCode()) + " " + e.GetMessage(); };
     for (const float permittivity : {0.f, -1.f, NAN})
         EXPECT_EQ(Caught<Exception::CalcError>([&] { Corrected(NoiseBlock(8, 2, 6), permittivity, 0.f); }, told),
                   "-10 TZM::Exception::permittivitySmallerEqualZero");
 }
 
-TEST(BistaticCorrectionOnce, ReadsItsKeysAndStopsAtANegativeTimeZero) {
+TEST(BistaticCorrection, ReadsItsKeysAndStopsAtANegativeTimeZero) {
     const FreshStatics statics;
     AlgoBistaticCorrection algo;
     const auto parsed = [&](const char* document) {
@@ -101,5 +98,3 @@ TEST(BistaticCorrectionOnce, ReadsItsKeysAndStopsAtANegativeTimeZero) {
               "AlgoBistaticCorrection::ParseParamsFromJsonConfig: JSON Exception - "
               "Negative integer can not be converted to unsigned integer");
 }
-
-TZM_INSTANTIATE_AT_SIMD_LEVELS(BistaticCorrection);
