@@ -9,4 +9,10 @@ namespace TZM {
 /// Throws CalcError -11 if neither divides it.
 TZM_EXPORT int GetChannelCount(int bscanCount);
 
+/// Whether a B-scan is of a bistatic channel. Its neighbours on both sides then exist and are monostatic, since the
+/// channel counts are odd.
+inline bool IsBistatic(int bscan, int channelCount) {
+    return bscan % channelCount % 2 == 1;
+}
+
 } // namespace TZM

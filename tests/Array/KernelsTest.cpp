@@ -64,6 +64,12 @@ TEST_P(Kernels, ElementOperationsFollowTheirFormula) {
                      [](float s, float d) { return s < d ? s : d; });
 }
 
+TEST_P(Kernels, StreamsWriteTheirRangeAlone) {
+    ExpectPerElement([&](const float* s, float* d, int n) { k.streamCopy(s, d, n); }, [](float s, float) { return s; });
+    ExpectPerElement([&](const float* s, float* d, int n) { k.streamMulC(0.3f, s, d, n); },
+                     [](float s, float) { return 0.3f * s; });
+}
+
 TEST_P(Kernels, ComplexOperationsFollowTheirFormula) {
     for (const int len : kLengths) {
         std::vector<float> a = Noise(5).Floats(2 * len);
@@ -149,6 +155,25 @@ TEST_P(Kernels, TapReadsWeighTwelveNeighboursAndTurnTheSum) {
         EXPECT_EQ(dstRe[count], 9.f);
         EXPECT_EQ(dstIm[count], 9.f);
     }
+}
+
+TEST_P(Kernels, SumOfSquaresAndInterpolationFollowTheirFormula) {
+    for (const int len : kLengths) {
+        std::vector<float> v = Noise(14).Floats(len + 2);
+        double sum = 0;
+        for (int i = 1; i <= len; ++i) sum += double(v[i]) * v[i];
+        EXPECT_NEAR(k.sumOfSquares(v.data() + 1, len), sum, len * 1e-16 * len);
+        const std::vector<float> weights = Noise(15).Floats(len);
+        std::vector<float> dst(len + 2, 9.f);
+        k.interpolate(v.data() + 1, weights.data(), dst.data() + 1, len);
+        for (int i = 0; i < len; ++i) // a difference below 2, a product below 2, a sum below 3
+            EXPECT_NEAR(dst[i + 1], v[i + 1] + weights[i] * (double(v[i + 2]) - v[i + 1]), 4 * kFloatEpsilon);
+        EXPECT_EQ(dst[0], 9.f);
+        EXPECT_EQ(dst[len + 1], 9.f);
+        v[len] = 3e38f; // its square is no 32-bit float
+        EXPECT_NEAR(k.sumOfSquares(v.data() + 1, len), double(v[len]) * v[len], 1e62);
+    }
+    EXPECT_EQ(k.sumOfSquares(nullptr, 0), 0.);
 }
 
 TZM_INSTANTIATE_AT_SIMD_LEVELS(Kernels);

@@ -36,6 +36,16 @@ struct Kernels {
     /// sums[i] += sum over j of taps[j] * signal[i + j], j below tapCount, i below count, a multiple of
     /// kCorrelateBlock.
     void (*correlate)(const double* signal, const double* taps, int tapCount, double* sums, int count);
+
+    double (*sumOfSquares)(const float* src, int len);
+
+    /// Reads between neighbours: dst[i] = src[i] + weights[i] * (src[i + 1] - src[i]).
+    void (*interpolate)(const float* src, const float* weights, float* dst, int len);
+
+    /// dst = src and dst = value * src, written past the caches, for areas that don't overlap and that nobody reads
+    /// soon. Complete for every thread on return.
+    void (*streamCopy)(const float* src, float* dst, int len);
+    void (*streamMulC)(float value, const float* src, float* dst, int len);
 };
 
 extern const Kernels kernelsBaseline;

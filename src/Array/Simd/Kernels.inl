@@ -215,10 +215,67 @@ void Correlate(const double* signal, const double* taps, int tapCount, double* s
     }
 }
 
+typedef float HalfFloats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
+
+// In as many registers as hide the latency of an addition, which the compiler leaves at one.
+double SumOfSquares(const float* src, int len) {
+    constexpr int kRegisters = 8;
+    Doubles sums[kRegisters] = {};
+    int i = 0;
+    for (; i + kRegisters * kLanes <= len; i += kRegisters * kLanes)
+        for (int r = 0; r < kRegisters; ++r) {
+            const auto x = __builtin_convertvector(*reinterpret_cast<const HalfFloats*>(src + i + r * kLanes), Doubles);
+            sums[r] += x * x;
+        }
+    double sum = 0.;
+    for (; i < len; ++i) sum += static_cast<double>(src[i]) * src[i];
+    for (int r = 1; r < kRegisters; ++r) sums[0] += sums[r];
+    for (int lane = 0; lane < kLanes; ++lane) sum += sums[0][lane];
+    return sum;
+}
+
+void Interpolate(const float* src, const float* weights, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = src[i] + weights[i] * (src[i + 1] - src[i]);
+}
+
+// Past the caches, dst on a boundary of 16 bytes.
+void Store(Four value, float* dst) {
+#if defined __clang__
+    __builtin_nontemporal_store(value, reinterpret_cast<Four*>(dst));
+#else
+    __builtin_ia32_movntps(dst, value);
+#endif
+}
+
+// Whole cache lines go out at once, and the lines ahead are asked for without a place in the outer caches.
+template <class Operation>
+void Stream(const float* src, float* dst, int len, const Operation& operation) {
+    constexpr int kLine = 16; // floats
+    constexpr int kAhead = 8 * kLine;
+    int i = 0;
+    for (; i < len && reinterpret_cast<unsigned long>(dst + i) % 64 != 0; ++i) dst[i] = operation(src[i]);
+    for (; i + kLine <= len; i += kLine) {
+        __builtin_prefetch(src + i + kAhead, 0, 0);
+        for (int k = i; k < i + kLine; k += 4) Store(operation(Load(src + k)), dst + k);
+    }
+    for (; i < len; ++i) dst[i] = operation(src[i]);
+    __builtin_ia32_sfence();
+}
+
+void StreamCopy(const float* src, float* dst, int len) {
+    Stream(src, dst, len, [](auto x) { return x; });
+}
+
+void StreamMulC(float value, const float* src, float* dst, int len) {
+    Stream(src, dst, len, [value](auto x) { return value * x; });
+}
+
 } // namespace
 
-extern const Kernels TZM_KERNEL_TABLE = {&Set,       &Mul,    &MulComplex, &AddC,     &MulC,           &Sqr,
-                                         &Magnitude, &Conj,   &MaxEvery,   &MinEvery, &ThresholdAbove, &Flip,
-                                         &MinMax,    &MaxInt, &Sum,        &Sub,      &TapReads,       &Correlate};
+extern const Kernels TZM_KERNEL_TABLE = {
+    &Set,      &Mul,       &MulComplex,     &AddC,        &MulC,       &Sqr,       &Magnitude, &Conj,
+    &MaxEvery, &MinEvery,  &ThresholdAbove, &Flip,        &MinMax,     &MaxInt,    &Sum,       &Sub,
+    &TapReads, &Correlate, &SumOfSquares,   &Interpolate, &StreamCopy, &StreamMulC};
 
 } // namespace IPP::Simd

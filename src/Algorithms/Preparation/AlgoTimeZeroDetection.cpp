@@ -1,0 +1,165 @@
+#include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "Framework/Channels.h"
+#include "Framework/private/BlockStreams.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/JsonKeys.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+const int AlgoTimeZeroDetection::defADBitResolution = 16;
+const int AlgoTimeZeroDetection::defNegADCThreshold = -4000;
+const int AlgoTimeZeroDetection::defTimeZeroIndex = 24;
+
+AlgoTimeZeroDetection::AlgoTimeZeroDetection(const std::string& name) : Algo(name) {
+}
+
+AlgoTimeZeroDetection::InternalAlgoParams::InternalAlgoParams(const AlgoTimeZeroDetection* owner,
+                                                              const std::string& config)
+    : AlgoJsonParamsBase(owner, config) {
+    Parse();
+}
+
+namespace {
+
+bool IsTrue(const Json::Value& options, const char* key) {
+    const Json::Value* value = FindValue(options, key);
+    return value && value->type() == Json::booleanValue && value->asBool();
+}
+
+} // namespace
+
+void AlgoTimeZeroDetection::InternalAlgoParams::Parse() {
+    using P = InternalAlgoParams;
+    static const JsonKey<P> globalKeys[] = {Integer("ADBitResolution", &P::adBitResolution, 14, 32)};
+    static const JsonKey<P> offsetKeys[] = {Integer("DefaultTimeZeroIndex", &P::defaultTimeZeroIndex)};
+    static const JsonKey<P> keys[] = {
+        Boolean("DetailedLogging", &P::detailedLogging),
+        Integer("NegADCThreshold", &P::negAdcThreshold),
+    };
+    ReadDocument("AlgoTimeZeroDetection::InternalAlgoParams::Parse", [&](const Json::Value& root) {
+        const Json::Value& global = Member(root, jObjNameGlobal);
+        const Json::Value& section = Member(root, algo->name);
+        const Json::Value& offsets = Member(section, "ChannelOffsets");
+        const Json::Value& directions = Member(global, "BistaticOptions");
+
+        ReadKeys(global, globalKeys, *this);
+        const char* const channels[] = {"TX1RX1", IsTrue(directions, "UseTX1RX2") ? "TX1RX2" : "TX2RX1", "TX2RX2",
+                                        IsTrue(directions, "UseTX3RX2") ? "TX3RX2" : "TX2RX3", "TX3RX3"};
+        for (std::size_t slot = 0; slot < channelOffsets.size(); ++slot) {
+            const Json::Value* value = FindValue(offsets, channels[slot]);
+            if (value && IsOfKind(*value, JsonKind::Integer)) channelOffsets[slot] = AsInt(value);
+        }
+        ReadKeys(offsets, offsetKeys, *this);
+        ReadKeys(section, keys, *this);
+    });
+}
+
+void AlgoTimeZeroDetection::RefreshInternalAlgoParams() const {
+    internalAlgoParams.Rebuild(this, jsonConfig);
+}
+
+namespace {
+
+constexpr int kSearchStart = 2;
+constexpr int kSearchEnd = 98; // behind the last sample that is looked at
+
+/// Rounded centroid of the first run of at least two samples below the threshold, 0 if there is none.
+int Arrival(const IPP::Array<float>& ascan, float threshold) {
+    const float* s = ascan.data;
+    const int last = std::min(ascan.size, kSearchEnd) - 1;
+    int start = kSearchStart;
+    while (start < last && !(s[start] < threshold && s[start + 1] < threshold)) ++start;
+    if (start >= last) return 0;
+    float weights = 0.f, moments = 0.f;
+    for (int k = start; k <= last && s[k] < threshold; ++k) {
+        const float w = std::sqrt(std::abs(s[k]));
+        weights += w;
+        moments += static_cast<float>(k) * w;
+    }
+    if (!std::isfinite(weights)) return 0;
+    return static_cast<int>(moments / weights + 0.5f);
+}
+
+/// Median of the arrivals in the valid A-scans, or the default index.
+int DetectedIndex(const IPP::Array2D<float>& bscan, const BscanInfo& valid, float threshold, int defaultIndex) {
+    IPP::Array<int> arrivals(valid.validLen);
+    int missing = 0;
+    for (int j = 0; j < valid.validLen; ++j) {
+        arrivals[j] = Arrival(bscan.Row(valid.firstValidIdx + j), threshold);
+        if (arrivals[j] == 0) ++missing;
+    }
+    return missing < valid.validLen / 3 ? arrivals.Median() : defaultIndex;
+}
+
+/// Refuses a shift that leaves nothing of the A-scan.
+int Shift(int rawIndex, int offset, int samples) {
+    const std::int64_t shift = std::max<std::int64_t>(0, std::int64_t{rawIndex} + offset);
+    IPP::Require(shift < samples, "Index exceeds IPP::Array2D bounds");
+    return static_cast<int>(shift);
+}
+
+// The samples that come from the head of the next A-scan are overwritten.
+void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float>& to) {
+    const int moved = from.size - shift;
+    StreamCopy(from.SubArray(shift, moved), to.SubArray(0, moved));
+    if (shift == 0) return;
+    for (int y = 0; y < to.dim1; ++y) to.Row(y).SubArray(to.dim0 - shift, shift).Zero();
+}
+
+} // namespace
+
+void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, float* out,
+                                    const ImageProps& outProps) const {
+    newOutProps = outProps;
+    RunExecute([&] {
+        RefreshInternalAlgoParams();
+        const InternalAlgoParams& tuning = *internalAlgoParams.Get();
+        const std::int64_t magnitude =
+            std::min(std::int64_t{1} << (tuning.adBitResolution - 1), std::abs(std::int64_t{tuning.negAdcThreshold}));
+        const float threshold = -static_cast<float>(std::max<std::int64_t>(1, magnitude));
+
+        const int channels = GetChannelCount(inProps.bscanCount);
+        const auto src = InputView(in, inProps);
+        const auto dst = OutputView(out, inProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f"); // as a copy of the whole block would
+
+        IPP::Array<int> raw(src.dim2), shift(src.dim2);
+        raw.Zero();
+        shift.Zero();
+        const auto hasData = [&](int i) { return ValidRange(inProps, i).validLen > 0; };
+        const auto offset = [&](int i) { return tuning.channelOffsets[static_cast<std::size_t>(i % 5)]; };
+        ParallelFor(src.dim2, [&](int i) {
+            if (IsBistatic(i, channels) || !hasData(i)) return;
+            raw[i] = DetectedIndex(src.Slice(i), ValidRange(inProps, i), threshold, tuning.defaultTimeZeroIndex);
+            shift[i] = Shift(raw[i], offset(i), src.dim0);
+        });
+        for (int i = 0; i < src.dim2; ++i) {
+            if (!IsBistatic(i, channels) || !hasData(i)) continue;
+            if (raw[i - 1] > 0 && raw[i + 1] > 0)
+                raw[i] = static_cast<int>((std::int64_t{raw[i - 1]} + raw[i + 1]) / 2);
+            shift[i] = Shift(raw[i], offset(i), src.dim0);
+        }
+
+        const int largest = shift.Max();
+        ParallelFor(dst.dim2, [&](int i) {
+            if (largest > 0 && !hasData(i)) return dst.Slice(i).Zero();
+            MoveUp(src.Slice(i), shift[i], dst.Slice(i));
+        });
+        if (largest > 0) newOutProps.samplesPerAscan = src.dim0 - largest;
+
+        if (!params.enableLogging || !tuning.detailedLogging) return;
+        std::string line = "TimeZeroDetection: detected time zero indices (incl. offset): ";
+        for (int i = 0; i < src.dim2; ++i)
+            line += "ch" + std::to_string(i + 1) + " -> " + std::to_string(shift[i]) + "; ";
+        Logger::GetInstance()->LogText((line + "\n").c_str());
+    });
+}
+
+} // namespace TZM
