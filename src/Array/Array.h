@@ -14,10 +14,18 @@ class HilbertState;
 
 namespace Detail {
 
-/// Memory for n elements, on a 64-byte boundary or, from 2 MiB on, on huge pages. Throws std::bad_alloc if there is
+/// Memory for n elements, on a 64-byte boundary or, from 1 MiB on, on huge pages. Throws std::bad_alloc if there is
 /// none or if n is below 1.
 template <class T>
 TZM_EXPORT T* Allocate(int n);
+template <>
+Ipp32f* Allocate<Ipp32f>(int n);
+template <>
+Ipp32s* Allocate<Ipp32s>(int n);
+template <>
+Ipp32fc* Allocate<Ipp32fc>(int n);
+template <>
+Ipp64f* Allocate<Ipp64f>(int n);
 TZM_EXPORT void Release(void* data);
 
 /// Product of dimensions as an element count; std::bad_alloc if one is below 1 or the product exceeds the index type.

@@ -10,6 +10,10 @@ Exception::Exception(int failedStatus, const char* text) : status(failedStatus),
 
 Exception::~Exception() = default;
 
+BadAllocation::~BadAllocation() = default;
+
+const char* BadAllocation::what() const noexcept { return "bad allocation"; }
+
 namespace Detail {
 
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <string>
 
 #include "Array/Export.h"
@@ -22,6 +23,16 @@ public:
 private:
     int status;
     const char* message;
+};
+
+/// Memory, or the state of a transform, that can't be had, with the text "bad allocation".
+class TZM_EXPORT BadAllocation : public std::bad_alloc {
+public:
+    BadAllocation() = default;
+    BadAllocation(const BadAllocation&) = default;
+    BadAllocation& operator=(const BadAllocation&) = default;
+    ~BadAllocation() override;
+    const char* what() const noexcept override;
 };
 
 /// Status of the failures that the array layer finds itself.

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <new>
-
 #include "Array/Export.h"
+#include "Array/IppException.h"
 
 namespace IPP {
 
@@ -28,7 +27,7 @@ protected:
     TransformState() = default;
     ~TransformState() = default;
     void Take(Spec* made) {
-        if (!made) throw std::bad_alloc();
+        if (!made) throw BadAllocation();
         state = made;
         owner = true;
     }

@@ -151,9 +151,10 @@ TEST(FkMigration, DropsTheSamplesAheadOfTimeZero) {
 
 TEST(FkMigration, RefusesWhatItCannotMigrate) {
     const auto told = [](const Exception::CalcError& e) { return std::to_string(e.GetCode()) + " " + e.GetMessage(); };
+    float neverRead = 0;
     const auto refusal = [&](int timeZero, float permittivity, const ImageProps& props) {
         return Caught<Exception::CalcError>(
-            [&] { Migration(timeZero, permittivity).Execute(nullptr, props, nullptr, props); }, told);
+            [&] { Migration(timeZero, permittivity).Execute(&neverRead, props, &neverRead, props); }, told);
     };
     const ImageProps props(16, 4, 5);
     const std::string speed = "-10 TZM::Exception::permittivitySmallerEqualZero";
@@ -168,6 +169,8 @@ TEST(FkMigration, RefusesWhatItCannotMigrate) {
     EXPECT_EQ(refusal(1, 6.f, ImageProps(16, 0, 5)), bounds);
     EXPECT_EQ(refusal(1, 6.f, ImageProps(16, 4, 0)), bounds);
     EXPECT_EQ(refusal(1, 6.f, ImageProps(65536, 65536, 5)).substr(0, 2), "99");
+    EXPECT_THROW(Migration(1, 6).Execute(nullptr, props, &neverRead, props), Exception::CalcError);
+    EXPECT_THROW(Migration(1, 6).Execute(&neverRead, props, nullptr, props), Exception::CalcError);
 
     const Block record = NoiseBlock(16, 4, 1);
     const auto extended = [&](int extension) {

@@ -31,10 +31,10 @@ TEST(Plain, SumsAndMeansAccumulateIn64Bits) {
     v.back() = -1e8f;
     float sum = 0;
     ASSERT_EQ(ippsSum_32f(v.data(), 1000, &sum, ippAlgHintFast), 0);
-    EXPECT_NEAR(sum, 998 * static_cast<double>(0.1f), 1e-5);
+    EXPECT_NEAR(sum, 998 * static_cast<double>(0.1f), 1e-5); // 1000 roundings at 1e8: 1.5e-8 each
     float mean = 0;
     ASSERT_EQ(ippsMean_32f(v.data(), 1000, &mean, ippAlgHintFast), 0);
-    EXPECT_NEAR(mean, 0.998 * static_cast<double>(0.1f), 1e-8);
+    EXPECT_NEAR(mean, 0.998 * static_cast<double>(0.1f), 3e-8);
 }
 
 TEST(Plain, DividesByTheSmallestFloats) {

@@ -79,7 +79,7 @@ StoltSettings Settings(const AlgoFkMigration::InternalAlgoParams& internal, cons
                        float permittivity, const ImageProps& props) {
     const std::int64_t orderX = CeilLog2(props.ascansPerBscan);
     const std::int64_t orderT = std::int64_t{CeilLog2(props.samplesPerAscan)} + internal.depthSpectrumSizeExtension;
-    if (orderT < 0 || orderX + orderT > 30) throw std::bad_alloc();
+    if (orderT < 0 || orderX + orderT > 30) throw IPP::BadAllocation();
     StoltSettings s;
     s.nx = 1 << orderX;
     s.nt = 1 << orderT;

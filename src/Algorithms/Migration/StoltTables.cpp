@@ -81,7 +81,7 @@ StoltTables::StoltTables(const StoltSettings& s) : nx(s.nx), nyquist(s.nt / 2) {
     const std::vector<float> frequencyMask = FrequencyMask(s, band);
     const double halfSpeed = kSpeedOfLight / std::sqrt(static_cast<double>(s.permittivity)) * 0.5;
     const double df = 0.5 / s.deltaT / (s.nt / 2); // hertz
-    Reserve(static_cast<std::size_t>(nx / 2 + 1) * std::min(band.last, s.nt / 2));
+    Reserve(static_cast<std::size_t>(nx / 2 + 1) * (s.useFrequencyMask ? std::min(band.last, nyquist) : nyquist));
     for (int h = 0; h <= nx / 2; ++h) {
         const double kx = static_cast<double>(h) / nx / s.deltaX; // cycles per metre
         const double columnBin = halfSpeed * kx / df;

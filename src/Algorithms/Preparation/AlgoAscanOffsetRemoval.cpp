@@ -14,7 +14,7 @@ void AlgoAscanOffsetRemoval::Execute(const float* in, const ImageProps& inProps,
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f"); // as a copy of the whole block would
         ParallelFor(dst.dim2, [&](int z) {
-            for (int y = 0; y < dst.dim1; ++y) { // the second read of an A-scan meets the first cache
+            for (int y = 0; y < dst.dim1; ++y) {
                 const auto ascan = src.Row(y, z);
                 dst.Row(y, z).SubC(ascan, ascan.Mean());
             }

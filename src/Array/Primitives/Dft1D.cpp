@@ -83,7 +83,7 @@ IppStatus ippsFFTFree_C_32fc(IppsFFTSpec_C_32fc* state) {
 
 DftState::DftState(int len, int hint, int flag) {
     IppsDFTSpec_C_32fc* made = nullptr;
-    ippsDFTInitAlloc_C_32fc(&made, len, flag, IppHintAlgorithm(hint));
+    ippsDFTInitAlloc_C_32fc(&made, len, flag, hint);
     Take(made);
 }
 
@@ -93,7 +93,7 @@ DftState::~DftState() {
 
 FftState::FftState(int order, int hint, int flag) {
     IppsFFTSpec_C_32fc* made = nullptr;
-    ippsFFTInitAlloc_C_32fc(&made, order, flag, IppHintAlgorithm(hint));
+    ippsFFTInitAlloc_C_32fc(&made, order, flag, hint);
     Take(made);
 }
 

@@ -180,7 +180,7 @@ IppStatus ippiFFTFree_C_32fc(IppiFFTSpec_C_32fc* state) {
 
 DftState2D::DftState2D(int width, int height, int hint, int flag) {
     IppiDFTSpec_C_32fc* made = nullptr;
-    ippiDFTInitAlloc_C_32fc(&made, width, height, flag, IppHintAlgorithm(hint));
+    ippiDFTInitAlloc_C_32fc(&made, width, height, flag, hint);
     Take(made);
 }
 
@@ -190,7 +190,7 @@ DftState2D::~DftState2D() {
 
 FftState2D::FftState2D(int orderX, int orderY, int hint, int flag) {
     IppiFFTSpec_C_32fc* made = nullptr;
-    ippiFFTInitAlloc_C_32fc(&made, orderX, orderY, flag, IppHintAlgorithm(hint));
+    ippiFFTInitAlloc_C_32fc(&made, orderX, orderY, flag, hint);
     Take(made);
 }
 

@@ -20,7 +20,7 @@ using Simd::FftPass;
 
 namespace {
 
-constexpr Index kLongestPlan = 1 << 18;
+constexpr Index kLongestPlan = 1 << 22;
 constexpr Index kNoLimit = std::numeric_limits<Index>::max();
 
 /// exp(-2 pi i k / n), the angle brought to the first eighth so that the symmetric entries of a table agree.

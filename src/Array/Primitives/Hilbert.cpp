@@ -113,7 +113,7 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
 
 HilbertState::HilbertState(int len, int hint) {
     IppsHilbertSpec_32f32fc* made = nullptr;
-    ippsHilbertInitAlloc_32f32fc(&made, len, IppHintAlgorithm(hint));
+    ippsHilbertInitAlloc_32f32fc(&made, len, hint);
     Take(made);
 }
 

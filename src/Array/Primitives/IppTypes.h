@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Array/Export.h"
+
 /// Element types, statuses and constants of the array layer's primitives.
 
 namespace IPP {
@@ -9,7 +11,7 @@ using Ipp64f = double;
 using Ipp32s = int;
 
 /// A complex number; real and imaginary part lie interleaved in memory.
-struct Ipp32fc {
+struct TZM_EXPORT Ipp32fc { // exported, or the members of arrays of it would be hidden
     Ipp32f re;
     Ipp32f im;
 };
@@ -35,7 +37,8 @@ enum : IppStatus {
 };
 
 /// A hint doesn't change what is computed, only rounding.
-enum IppHintAlgorithm : int { ippAlgHintNone = 0, ippAlgHintFast = 1, ippAlgHintAccurate = 2 };
+using IppHintAlgorithm = int;
+enum : IppHintAlgorithm { ippAlgHintNone = 0, ippAlgHintFast = 1, ippAlgHintAccurate = 2 };
 
 /// Scale of a transform of length N; in two dimensions each direction applies it with its own length.
 enum IppFftFlag : int {

@@ -74,7 +74,7 @@ IppStatus ippsWinBlackman_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
 IppStatus ippsWinKaiser_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
 
 // Transforms. A state is made once and only read afterwards, so that threads share it. A null buffer is the rule:
-// the transform has work memory of its own. src may equal dst.
+// the transform has work memory of its own. src may equal dst, but not in ippsHilbert.
 IppStatus ippsDFTInitAlloc_C_32fc(IppsDFTSpec_C_32fc** state, int len, int flag, IppHintAlgorithm hint);
 IppStatus ippsDFTFwd_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state, unsigned char* buffer);
 IppStatus ippsDFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state, unsigned char* buffer);

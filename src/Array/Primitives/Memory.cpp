@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kCacheLine = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
-constexpr std::size_t kWorthAHugePage = std::size_t{512} << 10;
+constexpr std::size_t kWorthAHugePage = std::size_t{1} << 20;
 
 std::size_t RoundUp(std::size_t bytes, std::size_t unit) {
     return (bytes + unit - 1) / unit * unit;

@@ -34,23 +34,25 @@ inline void RequireIndexable(const ImageProps& props) {
                  "The block has too many elements for its index");
 }
 
-/// View of the caller's output block. Throws like RequireIndexable.
+/// View of the caller's output block. Throws like RequireIndexable, and status -8 for a block without memory unless it is
+/// empty.
 inline BlockView OutputView(float* out, const ImageProps& props) {
     RequireIndexable(props);
+    const bool empty = props.samplesPerAscan == 0 || props.ascansPerBscan == 0 || props.bscanCount == 0;
+    if (!out && !empty) throw IPP::Exception(-8, "The block has no memory");
     return BlockView(out, props.samplesPerAscan, props.ascansPerBscan, props.bscanCount);
 }
 
-/// View of the caller's input block, which nobody may write through it. Throws like RequireIndexable.
+/// View of the caller's input block, which nobody may write through it. Throws like OutputView.
 inline const BlockView InputView(const float* in, const ImageProps& props) {
     return OutputView(const_cast<float*>(in), props);
 }
 
-/// Fails as the first primitive over the whole block would: status -6 if it is empty, -8 if it has no memory.
+/// Fails as the first primitive over the whole block would if it is empty: status -6.
 /// \param message "IPP::Exception::" and the name of that primitive, of static storage.
 inline void RefuseEmpty(const BlockView& block, const char* message) {
-    constexpr int lengthTooSmall = -6, nullPointer = -8;
+    constexpr int lengthTooSmall = -6;
     if (block.size < 1) throw IPP::Exception(lengthTooSmall, message);
-    if (!block.data) throw IPP::Exception(nullPointer, message);
 }
 
 /// An entry limited to a B-scan of that many A-scans: first within 0 .. ascans - 1, first + length at most ascans.
