@@ -88,7 +88,7 @@ void Single(benchmark::State& state, Simd::Level level, Index n) {
     PerTransform(state, kRows);
 }
 
-/// A transform of an image in place. The values grow without bound to infinity, which costs no time.
+/// A transform of an image of interleaved numbers, out of place.
 void Image(benchmark::State& state, Simd::Level level, int width, int height) {
     Simd::SetActiveLevel(level);
     const DftState2D transform(width, height, ippAlgHintFast, IPP_FFT_DIV_FWD_BY_N);
