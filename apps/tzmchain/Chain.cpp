@@ -77,21 +77,18 @@ using ParamsOf = std::decay_t<decltype(std::declval<A&>().GetParams())>;
 
 /// The row of algorithm class A. Every algorithm has the two parameters of the log beside its own.
 template <class A>
-AlgorithmRow Row(const std::string& summary, double cost, const std::vector<Field<ParamsOf<A>>>& fields,
+AlgorithmRow Row(const std::string& summary, double cost, std::vector<Field<ParamsOf<A>>> fields,
                  const std::vector<Key>& keys) {
+    fields.push_back({"enableLogging", &TZM::AlgoParamBase::enableLogging});
+    fields.push_back({"loggingLevel", &TZM::AlgoParamBase::loggingLevel});
     return {A().GetLogPrefix(),
             summary,
             cost,
             keys,
             [] { return std::make_unique<A>(); },
             [fields](TZM::AlgoBase& algorithm) {
-                auto& params = static_cast<A&>(algorithm).GetParams();
                 std::vector<Parameter> all;
-                for (const auto& field : fields) all.push_back(field.bind(params));
-                all.push_back(Bind("enableLogging", static_cast<TZM::AlgoParamBase&>(params),
-                                   &TZM::AlgoParamBase::enableLogging));
-                all.push_back(
-                    Bind("loggingLevel", static_cast<TZM::AlgoParamBase&>(params), &TZM::AlgoParamBase::loggingLevel));
+                for (const auto& field : fields) all.push_back(field.bind(static_cast<A&>(algorithm).GetParams()));
                 return all;
             }};
 }
