@@ -1,0 +1,355 @@
+#include "Picture.h"
+
+#include "Refusal.h"
+#include "Text.h"
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+
+namespace tzmchain {
+
+namespace {
+
+// Pixels around and inside a panel.
+constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 112, kRightSecond = 186, kTitle = 44;
+constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
+
+struct Rgb {
+    double r, g, b;
+};
+
+template <std::size_t N>
+Rgb Interpolate(const std::array<Rgb, N>& stops, double t) {
+    const double place = std::clamp(t, 0.0, 1.0) * (N - 1);
+    const std::size_t i = std::min(static_cast<std::size_t>(place), N - 2);
+    const double f = place - static_cast<double>(i);
+    const auto mix = [f](double a, double b) { return a + f * (b - a); };
+    return {mix(stops[i].r, stops[i + 1].r), mix(stops[i].g, stops[i + 1].g), mix(stops[i].b, stops[i + 1].b)};
+}
+
+/// Colour of `t`, 0 at the low end of the range and 1 at its high end.
+Rgb Colour(double t, bool isSigned, Colours colours) {
+    static constexpr std::array<Rgb, 2> grey = {{{0, 0, 0}, {1, 1, 1}}};
+    static constexpr std::array<Rgb, 5> seismic = {
+        {{0.05, 0.10, 0.40}, {0.20, 0.40, 0.90}, {1, 1, 1}, {0.90, 0.25, 0.20}, {0.40, 0.02, 0.05}}};
+    static constexpr std::array<Rgb, 7> heat = {{{0.01, 0.01, 0.05},
+                                                 {0.22, 0.06, 0.37},
+                                                 {0.51, 0.15, 0.43},
+                                                 {0.79, 0.27, 0.33},
+                                                 {0.96, 0.49, 0.17},
+                                                 {0.98, 0.75, 0.20},
+                                                 {0.99, 0.99, 0.80}}}; // lightness rises evenly
+    if (!isSigned) return Interpolate(heat, t);
+    return colours == Colours::Grey ? Interpolate(grey, t) : Interpolate(seismic, t);
+}
+
+/// What one pixel takes from a row of values: the part of each value that it covers where there are more values than
+/// pixels, and the two neighbours of its centre where there are fewer.
+struct Tap {
+    int first;
+    std::vector<float> weights;
+};
+
+std::vector<Tap> Taps(int values, int pixels) {
+    std::vector<Tap> taps;
+    const double ratio = static_cast<double>(values) / pixels;
+    for (int p = 0; p < pixels; ++p) {
+        if (ratio > 1) {
+            const double begin = p * ratio, end = std::min<double>((p + 1) * ratio, values);
+            Tap tap{static_cast<int>(begin), {}};
+            for (int i = tap.first; i < end; ++i)
+                tap.weights.push_back(
+                    static_cast<float>((std::min(end, i + 1.0) - std::max<double>(begin, i)) / (end - begin)));
+            taps.push_back(tap);
+        } else {
+            const double centre = std::clamp((p + 0.5) * ratio - 0.5, 0.0, values - 1.0);
+            const int first = std::min(static_cast<int>(centre), std::max(values - 2, 0));
+            const auto f = static_cast<float>(centre - first);
+            taps.push_back({first, values > 1 ? std::vector<float>{1 - f, f} : std::vector<float>{1}});
+        }
+    }
+    return taps;
+}
+
+using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
+using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
+
+Surface MakeSurface(int width, int height) {
+    return {cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), &cairo_surface_destroy};
+}
+
+bool UsesDecibels(const ColourRange& range, const Style& style) { return style.decibels > 0 && !range.isSigned; }
+
+/// The map of a panel without its axes.
+Surface Map(const Panel& panel, const ColourRange& range, const Style& style, int width, int height) {
+    Surface map = MakeSurface(width, height);
+    unsigned char* pixels = cairo_image_surface_get_data(map.get());
+    if (!pixels) throw std::bad_alloc();
+    const int stride = cairo_image_surface_get_stride(map.get());
+    std::array<std::uint32_t, 256> table;
+    for (int i = 0; i < 256; ++i) {
+        const Rgb c = Colour(i / 255.0, range.isSigned, style.colours);
+        const auto byte = [](double x) { return static_cast<std::uint32_t>(std::lround(255 * x)); };
+        table[i] = byte(c.r) << 16 | byte(c.g) << 8 | byte(c.b);
+    }
+    const std::vector<Tap> columns = Taps(panel.columns, width), rows = Taps(panel.rows, height);
+    const bool logarithmic = UsesDecibels(range, style);
+    const float scale = 255 / (range.high - range.low), decibels = static_cast<float>(style.decibels);
+    for (int x = 0; x < width; ++x) {
+        for (int y = 0; y < height; ++y) {
+            float value = 0;
+            for (std::size_t c = 0; c < columns[x].weights.size(); ++c) {
+                const float* column = panel.data + (columns[x].first + static_cast<int>(c)) * panel.columnStep;
+                float sum = 0;
+                for (std::size_t r = 0; r < rows[y].weights.size(); ++r)
+                    sum += rows[y].weights[r] * column[(rows[y].first + static_cast<int>(r)) * panel.rowStep];
+                value += columns[x].weights[c] * sum;
+            }
+            const float linear = (value - range.low) * scale; // shades
+            const float shade =
+                std::clamp(logarithmic ? 255 + 255 / decibels * 20 * std::log10(linear / 255) : linear, 0.0f, 255.0f);
+            reinterpret_cast<std::uint32_t*>(pixels + std::ptrdiff_t{y} * stride)[x] =
+                table[static_cast<std::size_t>(shade + 0.5f)];
+        }
+    }
+    cairo_surface_mark_dirty(map.get());
+    return map;
+}
+
+/// The drawing operations of one picture.
+class Sheet {
+public:
+    Sheet(int width, int height)
+        : surface(MakeSurface(width, height)), context(cairo_create(surface.get()), &cairo_destroy) {
+        cairo_set_source_rgb(cr(), 1, 1, 1);
+        cairo_paint(cr());
+        cairo_select_font_face(cr(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+        cairo_set_line_width(cr(), 1);
+        Black();
+    }
+
+    cairo_t* cr() const { return context.get(); }
+    void Black() { cairo_set_source_rgb(cr(), 0.1, 0.1, 0.1); }
+
+    /// `text` with its anchor at (x, y): 0 is its left or top end, 1 its right or bottom end.
+    void Text(const std::string& text, double x, double y, double size, double anchorX, double anchorY,
+              bool upwards = false) {
+        cairo_set_font_size(cr(), size);
+        cairo_text_extents_t box;
+        cairo_font_extents_t font;
+        cairo_text_extents(cr(), text.c_str(), &box);
+        cairo_font_extents(cr(), &font);
+        cairo_save(cr());
+        cairo_move_to(cr(), x, y);
+        if (upwards) cairo_rotate(cr(), -std::acos(0.0));
+        cairo_rel_move_to(cr(), -anchorX * box.x_advance, font.ascent * (1 - anchorY) - font.descent * anchorY);
+        cairo_show_text(cr(), text.c_str());
+        cairo_restore(cr());
+    }
+
+    void Line(double x0, double y0, double x1, double y1) {
+        cairo_move_to(cr(), std::floor(x0) + 0.5, std::floor(y0) + 0.5);
+        cairo_line_to(cr(), std::floor(x1) + 0.5, std::floor(y1) + 0.5);
+        cairo_stroke(cr());
+    }
+
+    void Frame(double x, double y, double w, double h) {
+        cairo_rectangle(cr(), std::floor(x) + 0.5, std::floor(y) + 0.5, w, h);
+        cairo_stroke(cr());
+    }
+
+    void Image(cairo_surface_t* image, double x, double y) {
+        cairo_set_source_surface(cr(), image, x, y);
+        cairo_paint(cr());
+        Black();
+    }
+
+    void Write(const std::filesystem::path& file) {
+        if (cairo_status(cr()) == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
+        const cairo_status_t status = cairo_surface_write_to_png(surface.get(), file.c_str());
+        if (status != CAIRO_STATUS_SUCCESS)
+            throw Refusal("can't write " + file.string() + ": " + cairo_status_to_string(status));
+    }
+
+private:
+    Surface surface;
+    Context context;
+};
+
+struct PlotSize {
+    int width, height;
+};
+
+PlotSize SizeOf(const Panel& panel) {
+    if (!panel.equalScales) return {kPlotWidth, kPlotHeight};
+    const double ratio = std::clamp(panel.rows * panel.down.step / (panel.columns * panel.across.step), 0.2, 5.0);
+    return ratio < 1 ? PlotSize{kSquare, static_cast<int>(kSquare * ratio)}
+                     : PlotSize{static_cast<int>(kSquare / ratio), kSquare};
+}
+
+/// Where an axis puts its values: each value owns a cell, with the value in the middle.
+struct Scale {
+    Scale(const Axis& axis, int count, double pixels)
+        : low(axis.origin - axis.step / 2), length(count * axis.step), size(pixels) {}
+    double operator()(double value) const { return (value - low) / length * size; }
+    double low, length, size; // size in pixels
+};
+
+/// Calls body(pixel, text) for every tick; `factor` turns the axis's own unit into the one shown.
+template <class Body>
+void ForEachTick(const Scale& scale, double factor, int parts, Body&& body) {
+    const double step = RoundStep(scale.length * factor, parts);
+    for (double i = std::ceil(scale.low * factor / step); i * step <= (scale.low + scale.length) * factor; ++i)
+        body(scale(i * step / factor), Number(i * step == 0 ? 0.0 : i * step, 6));
+}
+
+/// Bars of round lengths: along both axes in the lower left corner of the plot, or, where one scale holds for both and
+/// plots are small, along one of them below the plot.
+void DrawScaleBars(Sheet& sheet, const Panel& panel, const Scale& across, const Scale& down, double x, double y) {
+    const double width = RoundStep(across.length, 12), w = width / across.length * across.size;
+    const std::string widthText = Number(width) + " " + panel.across.unit;
+    const auto thick = [&](double x0, double y0, double x1, double y1) {
+        cairo_set_line_width(sheet.cr(), 3);
+        sheet.Line(x0, y0, x1, y1);
+        cairo_set_line_width(sheet.cr(), 1);
+    };
+    if (panel.equalScales || panel.down.unit.empty()) {
+        const double right = x + across.size, middle = y + down.size + 36;
+        thick(right - w, middle, right, middle);
+        sheet.Text(widthText, right - w - 6, middle, 13, 1, 0.5);
+        return;
+    }
+    const double height = RoundStep(down.length, 10), h = height / down.length * down.size;
+    const double left = x + 16, bottom = y + down.size - 14;
+    cairo_set_source_rgba(sheet.cr(), 1, 1, 1, 0.8);
+    cairo_rectangle(sheet.cr(), left - 8, bottom - h - 8, std::max(w, 58.0) + 18, h + 16);
+    cairo_fill(sheet.cr());
+    sheet.Black();
+    thick(left, bottom, left + w, bottom);
+    thick(left, bottom + 1, left, bottom - h);
+    sheet.Text(widthText, left + 7, bottom - 3, 13, 0, 1);
+    sheet.Text(Number(height) + " " + panel.down.unit, left + 7, bottom - h - 4, 13, 0, 0);
+}
+
+/// Three digits, and no exponent for the counts of a 32-bit converter.
+std::string RoundNumber(double value) {
+    const double unit = std::pow(10, std::floor(std::log10(std::max(std::abs(value), 1e-30))) - 2);
+    return Number(std::round(value / unit) * unit, 10);
+}
+
+void DrawColourBar(Sheet& sheet, const ColourRange& range, const Style& style, double x, double y, double height) {
+    const bool decibels = UsesDecibels(range, style);
+    const ColourRange shown = decibels ? ColourRange{static_cast<float>(-style.decibels), 0, false} : range;
+    std::array<float, 256> values;
+    for (int i = 0; i < 256; ++i) values[i] = shown.high + (shown.low - shown.high) * static_cast<float>(i) / 255;
+    Panel ramp;
+    ramp.data = values.data();
+    ramp.columns = 1;
+    ramp.rows = 256;
+    constexpr int width = 14;
+    sheet.Image(Map(ramp, shown, {style.colours, 0}, width, static_cast<int>(height)).get(), x, y);
+    sheet.Frame(x, y, width, height);
+    const float middle = (shown.low + shown.high) / 2;
+    const std::string unit = decibels ? " dB" : "";
+    sheet.Text(RoundNumber(shown.high) + unit, x + width + 5, y + 4, 12, 0, 0.5);
+    sheet.Text(RoundNumber(middle) + unit, x + width + 5, y + height / 2, 12, 0, 0.5);
+    sheet.Text(RoundNumber(shown.low) + unit, x + width + 5, y + height - 4, 12, 0, 0.5);
+}
+
+void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, double y, PlotSize size) {
+    const ColourRange range = RobustRange(panel);
+    sheet.Image(Map(panel, range, style, size.width, size.height).get(), x, y);
+    const Scale across(panel.across, panel.columns, size.width), down(panel.down, panel.rows, size.height);
+    const double right = x + size.width, bottom = y + size.height;
+
+    if (panel.zeroLine && down(0) > 0 && down(0) < size.height) {
+        const double dashes[] = {6, 4};
+        cairo_set_dash(sheet.cr(), dashes, 2, 0);
+        cairo_set_source_rgb(sheet.cr(), 0.85, 0.30, 0);
+        sheet.Line(x, y + down(0), right, y + down(0));
+        cairo_set_dash(sheet.cr(), nullptr, 0, 0);
+        sheet.Black();
+    }
+    sheet.Frame(x, y, size.width, size.height);
+    sheet.Text(panel.title, x, y - 6, 15, 0, 1);
+    ForEachTick(across, 1, std::max(3, size.width / 90), [&](double at, const std::string& text) {
+        sheet.Line(x + at, bottom, x + at, bottom + 6);
+        sheet.Text(text, x + at, bottom + 8, 13, 0.5, 0);
+    });
+    sheet.Text(panel.across.label, x + size.width / 2.0, bottom + 27, 14, 0.5, 0);
+    ForEachTick(down, 1, std::max(3, size.height / 40), [&](double at, const std::string& text) {
+        sheet.Line(x - 6, y + at, x, y + at);
+        sheet.Text(text, x - 9, y + at, 13, 1, 0.5);
+    });
+    sheet.Text(panel.down.label, x - 70, y + size.height / 2.0, 14, 0.5, 0, true);
+    const bool second = !panel.secondLabel.empty();
+    if (second) {
+        ForEachTick(down, panel.secondFactor, size.height / 40, [&](double at, const std::string& text) {
+            if (text[0] == '-') return; // nothing lies above the surface
+            sheet.Line(right, y + at, right + 6, y + at);
+            sheet.Text(text, right + 9, y + at, 13, 0, 0.5);
+        });
+        sheet.Text(panel.secondLabel, right + 52, y + size.height / 2.0, 14, 0.5, 0, true);
+    }
+    DrawColourBar(sheet, range, style, right + (second ? 92 : 18), y, size.height);
+    DrawScaleBars(sheet, panel, across, down, x, y);
+}
+
+} // namespace
+
+double RoundStep(double length, int parts) {
+    const double least = length / parts, power = std::pow(10, std::floor(std::log10(least)));
+    for (const double digit : {1.0, 2.0, 5.0})
+        if (digit * power >= least * (1 - 1e-9)) return digit * power;
+    return 10 * power;
+}
+
+ColourRange RobustRange(const Panel& panel) {
+    constexpr std::int64_t kEnough = 500000; // values that settle a percentile
+    const std::int64_t count = std::int64_t{panel.columns} * panel.rows, stride = (count + kEnough - 1) / kEnough;
+    std::vector<float> values;
+    for (std::int64_t i = 0; i < count; i += stride)
+        values.push_back(panel.data[i / panel.rows * panel.columnStep + i % panel.rows * panel.rowStep]);
+    const auto percentile = [&](double part) {
+        const auto place = values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
+        std::nth_element(values.begin(), place, values.end());
+        return *place;
+    };
+    const bool isSigned = *std::min_element(values.begin(), values.end()) < 0;
+    if (!isSigned) {
+        const float high = percentile(0.995);
+        return {0, high > 0 ? high : 1, false};
+    }
+    const float median = percentile(0.5);
+    for (float& value : values) value = std::abs(value - median);
+    const float reach = percentile(0.97);
+    const float half = reach > 0 ? reach : 1;
+    return {median - half, median + half, true};
+}
+
+void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
+                 int panelsPerRow, const Style& style) {
+    PlotSize plot{0, 0};
+    bool second = false;
+    for (const Panel& panel : panels) {
+        const PlotSize own = SizeOf(panel);
+        plot = {std::max(plot.width, own.width), std::max(plot.height, own.height)};
+        second = second || !panel.secondLabel.empty();
+    }
+    const int count = static_cast<int>(panels.size()), columns = std::min(count, panelsPerRow);
+    const double cellWidth = kLeft + plot.width + (second ? kRightSecond : kRightPlain);
+    const double cellHeight = kTop + plot.height + kBottom;
+    Sheet sheet(static_cast<int>(columns * cellWidth),
+                static_cast<int>(kTitle + (count + columns - 1) / columns * cellHeight));
+    sheet.Text(title, kLeft, 12, 18, 0, 0);
+    for (int i = 0; i < count; ++i)
+        DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, kTitle + i / columns * cellHeight + kTop,
+                  SizeOf(panels[i]));
+    sheet.Write(file);
+}
+
+} // namespace tzmchain

@@ -89,6 +89,7 @@ public:
     void MulC(T value);
     void DivC(T value); ///< status -10 for 0
     void Sqr();
+    void SubC(const Array& src, T value); ///< this = src - value over the first min(size, src.size) elements
     void SortAscend(); ///< float (NaN last) and int
 
     // Statistics.

@@ -160,6 +160,11 @@ void Array<T, I>::DivC(T value) {
 }
 
 template <class T, class I>
+void Array<T, I>::SubC(const Array& src, T value) {
+    Checked::ippsSubC_32f(src.data, data, value, std::min(size, src.size));
+}
+
+template <class T, class I>
 void Array<T, I>::Sqr() {
     Checked::ippsSqr_32f_I(data, size);
 }
@@ -183,5 +188,6 @@ template void Array<Ipp32f, int>::AddC(Ipp32f);
 template void Array<Ipp32f, int>::MulC(Ipp32f);
 template void Array<Ipp32f, int>::DivC(Ipp32f);
 template void Array<Ipp32f, int>::Sqr();
+template void Array<Ipp32f, int>::SubC(const Array&, Ipp32f);
 
 } // namespace IPP

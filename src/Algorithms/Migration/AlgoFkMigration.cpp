@@ -24,25 +24,43 @@ const float AlgoFkMigration::defHarlanThreshold = 0.1f;
 AlgoFkMigration::AlgoFkMigration(const std::string& name) : Algo(name) {
 }
 
+namespace {
+
+using Internal = AlgoFkMigration::InternalAlgoParams;
+
+const std::vector<JsonSection<Internal>>& Sections() {
+    static const std::vector<JsonSection<Internal>> sections{
+        {{kOwnSection},
+         {
+             Integer("DepthSpectrumSizeExtension", &Internal::depthSpectrumSizeExtension),
+             Boolean("UseFrequencyMask", &Internal::useFrequencyMask),
+             Boolean("UseDipMask", &Internal::useDipMask),
+             Real("DipMax", &Internal::dipMax),
+             Real("DipWidth", &Internal::dipWidth),
+             Integer("InterpolationMethod", &Internal::interpolationMethod),
+             Real("MaxMigFreqRel", &Internal::maxMigFreqRel),
+             Real("HarlanThreshold", &Internal::harlanThreshold),
+         }}};
+    return sections;
+}
+
+} // namespace
+
+AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner) : AlgoJsonParamsBase(owner, "") {
+}
+
 AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner, const std::string& config)
     : AlgoJsonParamsBase(owner, config) {
     Parse();
 }
 
 void AlgoFkMigration::InternalAlgoParams::Parse() {
-    using P = InternalAlgoParams;
-    static const JsonKey<P> keys[] = {
-        Integer("DepthSpectrumSizeExtension", &P::depthSpectrumSizeExtension),
-        Boolean("UseFrequencyMask", &P::useFrequencyMask),
-        Boolean("UseDipMask", &P::useDipMask),
-        Real("DipMax", &P::dipMax),
-        Real("DipWidth", &P::dipWidth),
-        Integer("InterpolationMethod", &P::interpolationMethod),
-        Real("MaxMigFreqRel", &P::maxMigFreqRel),
-        Real("HarlanThreshold", &P::harlanThreshold),
-    };
     ReadDocument("AlgoFkMigration::InternalAlgoParams::Parse",
-                 [&](const Json::Value& root) { ReadKeys(Member(root, algo->name), keys, *this); });
+                 [&](const Json::Value& root) { ReadSections(root, algo->name, Sections(), *this); });
+}
+
+std::vector<JsonKeyInfo> AlgoFkMigration::DescribeKeys() const {
+    return TZM::DescribeKeys(name, Sections(), InternalAlgoParams(this));
 }
 
 void AlgoFkMigration::RefreshInternalAlgoParams() const {

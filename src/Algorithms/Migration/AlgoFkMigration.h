@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "Algorithms/Migration/AlgoParamMigrationBase.h"
 #include "Framework/Algo.h"
 #include "Framework/AlgoJsonParamsBase.h"
+#include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
 
@@ -38,6 +40,7 @@ public:
     /// Tuning values, rebuilt from defaults and the section of the configuration document at every Execute. They keep
     /// what the document says; Execute limits them.
     struct TZM_EXPORT InternalAlgoParams : AlgoJsonParamsBase<AlgoFkMigration> {
+        explicit InternalAlgoParams(const AlgoFkMigration* algo); ///< the defaults
         InternalAlgoParams(const AlgoFkMigration* algo, const std::string& config);
         void Parse() override;
 
@@ -56,6 +59,9 @@ public:
 
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
     ImageProps GetAdjustedImageDimensions(const ImageProps& props) const override;
+
+    /// The keys of the section, with their defaults.
+    std::vector<JsonKeyInfo> DescribeKeys() const;
 
 protected:
     const std::shared_ptr<InternalAlgoParams>& GetInternalAlgoParams() const { return internalAlgoParams; }

@@ -69,8 +69,8 @@ void HalfSpectrum::Forward(const IPP::Array2D<float>& bscan, int firstSample, in
             if (rows == 0) continue;
             const float* half = halves.data + group * 2 * lanes;
             const Index columnBytes = Index{re.dim0} * sizeof(float);
-            fft.storeRows(half, 4 * lanes, rows, lastBin, &re.At(0, x + group * lanes), columnBytes, lanes);
-            fft.storeRows(half + lanes, 4 * lanes, rows, lastBin, &im.At(0, x + group * lanes), columnBytes, lanes);
+            fft.storeRows(half, 4 * lanes, rows, lastBin, &re.At(0, x + group * lanes), columnBytes);
+            fft.storeRows(half + lanes, 4 * lanes, rows, lastBin, &im.At(0, x + group * lanes), columnBytes);
         }
     }
     TransformRows(lastBin, false);
@@ -101,7 +101,7 @@ void HalfSpectrum::InverseRealPart(int lastBin, const IPP::Array2D<float>& bscan
             const int rows = std::clamp(ascans - x - group * lanes, 0, lanes);
             if (rows == 0) continue;
             fft.storeRows(pair.data + group * lanes, block, rows, samples, &bscan.At(0, x + group * lanes),
-                          Index{bscan.dim0} * sizeof(float), lanes);
+                          Index{bscan.dim0} * sizeof(float));
         }
     }
 }

@@ -152,10 +152,10 @@ void StoltTables::MapColumn(int h, float* re, float* im, std::vector<float>& rec
     // and the Nyquist bin behind it, where a read that ends earlier meets zeros. A read takes kTapStride elements.
     const std::size_t length = static_cast<std::size_t>(nyquist) + kTapStride;
     record.resize(2 * length);
-    const auto load = [&](const float* bins, float* copy) {
-        std::fill_n(copy, kTapsBelow, bins[0]);
-        std::copy_n(bins, lastRecordBin, copy + kTapsBelow);
-        std::fill(copy + kTapsBelow + lastRecordBin, copy + length, lastRecordBin == nyquist ? bins[nyquist - 1] : 0.f);
+    const auto load = [&](const float* part, float* copy) {
+        std::fill_n(copy, kTapsBelow, part[0]);
+        std::copy_n(part, lastRecordBin, copy + kTapsBelow);
+        std::fill(copy + kTapsBelow + lastRecordBin, copy + length, lastRecordBin == nyquist ? part[nyquist - 1] : 0.f);
     };
     const Column& column = columns[h <= nx / 2 ? h : nx - h];
     if (column.count > 0) {

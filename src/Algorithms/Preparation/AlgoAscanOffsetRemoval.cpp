@@ -11,14 +11,12 @@ AlgoAscanOffsetRemoval::AlgoAscanOffsetRemoval(const std::string& name) : Algo(n
 void AlgoAscanOffsetRemoval::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {
         const auto src = InputView(in, inProps);
-        auto dst = OutputView(out, inProps);
+        const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f"); // as a copy of the whole block would
         ParallelFor(dst.dim2, [&](int z) {
-            for (int y = 0; y < dst.dim1;
-                 ++y) { // while the A-scan is in the first cache: the block crosses the bus once
-                auto ascan = dst.Row(y, z);
-                ascan.CopyFrom(src.Row(y, z));
-                ascan.AddC(-ascan.Mean());
+            for (int y = 0; y < dst.dim1; ++y) { // the second read of an A-scan meets the first cache
+                const auto ascan = src.Row(y, z);
+                dst.Row(y, z).SubC(ascan, ascan.Mean());
             }
         });
     });

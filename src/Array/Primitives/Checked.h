@@ -64,6 +64,10 @@ inline void ippsSet_32f(Ipp32f* dst, Ipp32f value, int len) {
     Check(IPP::ippsSet_32f(value, dst, len), "IPP::Exception::ippsSet_32f");
 }
 
+inline void ippsSubC_32f(const Ipp32f* src, Ipp32f* dst, Ipp32f value, int len) {
+    Check(IPP::ippsSubC_32f(src, value, dst, len), "IPP::Exception::ippsSubC_32f");
+}
+
 inline void ippsAddC_32f_I(Ipp32f* srcDst, Ipp32f value, int len) {
     Check(IPP::ippsAddC_32f_I(value, srcDst, len), "IPP::Exception::ippsAddC_32f_I");
 }

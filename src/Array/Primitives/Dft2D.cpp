@@ -87,7 +87,7 @@ private:
             const int count = int(std::min(lanes, height - y));
             kernels.loadRows(in + y * srcStep, srcStep, count, 2 * width, block, lanes);
             row.InLanes(block, block + 2 * Simd::kMaxLanes * width, factor, inverse);
-            kernels.storeRows(block, lanes, count, 2 * width, out + y * dstStep, dstStep, lanes);
+            kernels.storeRows(block, lanes, count, 2 * width, out + y * dstStep, dstStep);
         }
         for (Index x = 0; x < width; x += column.single ? 1 : lanes) {
             char* at = out + x * kElement;

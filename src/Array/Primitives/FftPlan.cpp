@@ -53,7 +53,7 @@ std::vector<float> Circle(Index n) {
 }
 
 /// Vector operations of a twiddled butterfly, by radix, with its loads and stores; 0 where there is none.
-constexpr double kButterflyCost[] = {0, 0, 16, 30, 36, 66, 78, 112, 96, 160, 172, 260, 190, 360, 0, 290, 250};
+constexpr double kButterflyCost[] = {0, 0, 16, 30, 36, 66, 78, 112, 96, 160, 180, 260, 190, 360, 0, 290, 268};
 
 /// Radices above are left to a convolution.
 constexpr Index kLargestOdd = 61;
@@ -204,6 +204,7 @@ std::vector<Complex> ChirpCircle(Index n, Index m) {
 /// A pass that joins `radix` transforms of m elements.
 struct FftPlan::Stage {
     Index radix, m;
+    Index apart; ///< distance between the parts, in elements of the work memory
     std::vector<float> twiddles;
     std::vector<float> circle; ///< of an odd radix without an unrolled butterfly
 };
@@ -272,14 +273,15 @@ FftPlan::FftPlan(Index n) : length(n) {
     Index rest = n;
     for (const int radix : radices) {
         rest /= radix;
-        Stage stage{radix, rest, {}, {}};
+        // At the top an element more than m, since powers of two would put all legs into one set of the cache.
+        Stage stage{radix, rest, stages.empty() ? rest + 1 : rest, {}, {}};
         stage.twiddles.reserve(static_cast<std::size_t>(2 * (radix - 1) * rest));
         for (Index k = 0; k < rest; ++k)
             for (Index j = 1; j < radix; ++j) Append(stage.twiddles, Turn(j * k, radix * rest));
         if (radix > Simd::kMaxRadix) stage.circle = Circle(radix);
         stages.push_back(std::move(stage));
     }
-    if (!stages.empty()) workElements = n;
+    if (!stages.empty()) workElements = passElements = n + stages.front().radix;
     switch (leaf) {
     case Leaf::Butterfly: break;
     case Leaf::Odd: circle = Circle(leafLength); break;
@@ -330,7 +332,7 @@ void FftPlan::Inverse(const LaneSource& src, const LaneTarget& dst, float* work,
                   present,
                   scale,
                   work,
-                  work + (stages.empty() ? 0 : 2 * Simd::kMaxLanes * length)};
+                  work + 2 * Simd::kMaxLanes * passElements};
     Transform(run, 0, 0, 1, {dst.im, dst.re, dst.stride});
 }
 
@@ -344,42 +346,47 @@ void FftPlan::Forward(const LaneSource& src, const LaneTarget& dst, float* work,
                   src.im ? present : 0,
                   scale,
                   work,
-                  work + (stages.empty() ? 0 : 2 * Simd::kMaxLanes * length)};
+                  work + 2 * Simd::kMaxLanes * passElements};
     Transform(run, 0, 0, 1, dst);
 }
 
 /// The sub-transform of the elements offset, offset + step .. with the given and all lower stages.
 void FftPlan::Transform(const Run& run, std::size_t stage, Index offset, Index step, const LaneTarget& dst) const {
-    if (stage == stages.size()) return Leaves(run, offset, 0, step, 1, dst);
+    if (stage == stages.size()) return Leaves(run, offset, 0, step, 1, dst, leafLength);
     const Stage& s = stages[stage];
     // The parts are made where the pass works: in the work memory at the top, below it already there.
     const Index lanes = run.kernels.lanes;
     const LaneTarget parts = stage == 0 ? LaneTarget{run.work, run.work + lanes, 2 * lanes} : dst;
     if (stage + 1 == stages.size()) {
-        Leaves(run, offset, step, step * s.radix, s.radix, parts);
+        Leaves(run, offset, step, step * s.radix, s.radix, parts, s.apart);
     } else {
         for (Index j = 0; j < s.radix; ++j) {
-            const Index at = j * s.m * parts.stride;
+            const Index at = j * s.apart * parts.stride;
             Transform(run, stage + 1, offset + j * step, step * s.radix, {parts.re + at, parts.im + at, parts.stride});
         }
     }
     FftPass pass{};
     pass.srcRe = parts.re, pass.srcIm = parts.im;
-    pass.srcLeg = s.m * parts.stride, pass.srcNext = parts.stride;
+    pass.srcLeg = s.apart * parts.stride, pass.srcNext = parts.stride;
     pass.dstRe = dst.re, pass.dstIm = dst.im;
     pass.dstLeg = s.m * dst.stride, pass.dstNext = dst.stride;
     pass.count = s.m;
     pass.twiddles = s.twiddles.data();
     pass.radix = int(s.radix);
     pass.circle = s.circle.data();
-    (s.radix > Simd::kMaxRadix ? run.kernels.oddTwiddled : run.kernels.twiddled[s.radix])(pass);
+    const FftKernels& kernels = run.kernels;
+    (s.radix > Simd::kMaxRadix ? kernels.oddTwiddled
+     : stage == 0              ? kernels.last[s.radix]
+                               : kernels.inner[s.radix])(pass);
 }
 
-/// `count` transforms of the leaf length, the first from element `offset` on, the next ones `next` elements further.
-void FftPlan::Leaves(const Run& run, Index offset, Index next, Index step, Index count, const LaneTarget& dst) const {
+/// `count` transforms of the leaf length, the first from element `offset` on, the next ones `next` elements further
+/// and their results `apart`.
+void FftPlan::Leaves(const Run& run, Index offset, Index next, Index step, Index count, const LaneTarget& dst,
+                     Index apart) const {
     if (leaf == Leaf::Rader || leaf == Leaf::Bluestein) {
         for (Index j = 0; j < count; ++j) {
-            const Index at = j * leafLength * dst.stride;
+            const Index at = j * apart * dst.stride;
             const LaneTarget part{dst.re + at, dst.im + at, dst.stride};
             leaf == Leaf::Rader ? RaderLeaf(run, offset + j * next, step, part)
                                 : BluesteinLeaf(run, offset + j * next, step, part);
@@ -391,13 +398,13 @@ void FftPlan::Leaves(const Run& run, Index offset, Index next, Index step, Index
     pass.srcRe = run.re + offset * run.stride, pass.srcIm = run.im + offset * run.stride;
     pass.srcLeg = step * run.stride, pass.srcNext = next * run.stride;
     pass.dstRe = dst.re, pass.dstIm = dst.im;
-    pass.dstLeg = dst.stride, pass.dstNext = leafLength * dst.stride;
+    pass.dstLeg = dst.stride, pass.dstNext = apart * dst.stride;
     pass.count = count;
     pass.scale = run.scale;
     pass.reLimit = limit(run.rePresent), pass.imLimit = limit(run.imPresent);
     pass.radix = int(leafLength);
     pass.circle = circle.data();
-    const bool plain = run.scale == 1.f && pass.reLimit == kNoLimit && pass.imLimit == kNoLimit;
+    const bool plain = !stages.empty() && run.scale == 1.f && pass.reLimit == kNoLimit && pass.imLimit == kNoLimit;
     const FftKernels& kernels = run.kernels;
     (leaf == Leaf::Odd ? kernels.oddLeaf : plain ? kernels.leaf[leafLength] : kernels.generalLeaf[leafLength])(pass);
 }

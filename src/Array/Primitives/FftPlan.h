@@ -67,12 +67,13 @@ private:
     void MakeBluestein();
 
     void Transform(const Run& run, std::size_t stage, Index offset, Index step, const LaneTarget& dst) const;
-    void Leaves(const Run& run, Index offset, Index next, Index step, Index count, const LaneTarget& dst) const;
+    void Leaves(const Run& run, Index offset, Index next, Index step, Index count, const LaneTarget& dst,
+                Index apart) const;
     void RaderLeaf(const Run& run, Index offset, Index step, const LaneTarget& dst) const;
     void BluesteinLeaf(const Run& run, Index offset, Index step, const LaneTarget& dst) const;
 
     Index length;
-    Index workElements = 0;
+    Index workElements = 0, passElements = 0; ///< of everything; of the passes alone
     Leaf leaf = Leaf::Butterfly;
     Index leafLength = 1;
     std::vector<Stage> stages; ///< from the last pass down to the one above the leaves

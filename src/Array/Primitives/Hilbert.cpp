@@ -47,7 +47,7 @@ IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_3
 
 Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state) {
     const Index perElement = 2 * Simd::kMaxLanes;
-    return perElement * (2 * Index(state->length) + 1) + (state->plan ? state->plan->WorkSize() : 0);
+    return perElement * (2 * Index(state->length) + 4) + (state->plan ? state->plan->WorkSize() : 0);
 }
 
 IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
@@ -55,35 +55,56 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
     if (const IppStatus bad = CheckPointers(src, dst, state, work)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     if (const IppStatus bad = CheckLength(rows)) return bad;
-    const Simd::FftKernels& kernels = Simd::ActiveFft();
-    const Index lanes = kernels.lanes, len = state->length, blockSize = 2 * lanes * len;
-    const FftPlan* plan = state->plan.get();
-    if (!plan) return ippStsSizeErr;
-    float* signal = work;
-    float* hilbert = signal + blockSize;
-    float* undo = hilbert + blockSize;
-    float* planWork = undo + 2 * lanes;
-
+    const Index len = state->length;
     if (len < 3) { // no frequency between the mean and Nyquist's
         for (Index y = 0; y < rows; ++y)
             for (Index i = 0; i < len; ++i) dst[y * dstStep + i] = std::abs(src[y * srcStep + i]);
         return ippStsNoErr;
     }
-    // The rows y .. y + W - 1 are the real parts of the lanes, the next W rows the imaginary ones.
+    if (!state->plan) return ippStsSizeErr;
+    const Simd::FftKernels& kernels = Simd::ActiveFft();
+    const Index lanes = kernels.lanes, stride = 2 * lanes, rowBytes = sizeof(float);
+    float* signal = work;
+    float* hilbert = signal + stride * len;
+    float* factors = hilbert + stride * len;
+    float* undo = factors + stride;
+    float* offsets = undo + stride; // of the imaginary parts, then of the real ones: even elements, odd elements
+    float* planWork = offsets + 2 * stride;
+
+    // The rows y .. y + W - 1 are the real parts of the lanes, the next W rows the imaginary ones. Of the spectrum Z of
+    // such a pair z, the positive frequencies alone, doubled, go back: they give z - mean - Nyquist part + i H z, with
+    // H z the pair of Hilbert transforms. So these are the imaginary part less the imaginary part of z, and the real
+    // part of z less the real part, both but for the mean and the Nyquist part, which alternates its sign.
     for (Index y = 0; y < rows; y += 2 * lanes) {
-        const int first = int(std::min(lanes, rows - y)), second = int(std::min(lanes, rows - y - first));
-        const float* in = src + y * srcStep;
-        float* out = dst + y * dstStep;
-        kernels.loadRows(in, srcStep * Index(sizeof(float)), first, len, signal, 2 * lanes);
-        kernels.loadRows(in + lanes * srcStep, srcStep * Index(sizeof(float)), second, len, signal + lanes, 2 * lanes);
-        kernels.levelRows(signal, len, undo);
-        plan->Forward({signal, signal + lanes, 2 * lanes}, {hilbert, hilbert + lanes, 2 * lanes}, planWork);
-        kernels.hilbertSpectrum(hilbert, len, 1.f / float(len));
-        plan->Inverse({hilbert, hilbert + lanes, 2 * lanes}, {hilbert, hilbert + lanes, 2 * lanes}, planWork);
-        kernels.magnitude(signal, hilbert, undo, hilbert, len);
-        kernels.storeRows(hilbert, 2 * lanes, first, len, out, dstStep * Index(sizeof(float)), lanes);
-        kernels.storeRows(hilbert + lanes, 2 * lanes, second, len, out + lanes * dstStep,
-                          dstStep * Index(sizeof(float)), lanes);
+        const float scale = 1.f / float(len);
+        for (int part = 0; part < 2; ++part) {
+            const Index first = y + part * lanes;
+            const int count = int(std::clamp(rows - first, Index(0), lanes));
+            const float* from = src + std::min(first, Index(rows) - 1) * srcStep;
+            float* to = signal + part * lanes;
+            kernels.levels(from, srcStep * rowBytes, count, len, factors + part * lanes, undo + part * lanes);
+            kernels.loadScaledRows(from, srcStep * rowBytes, count, len, factors + part * lanes, to, stride);
+            for (Index l = 0; l < count; ++l) // a broken row must not reach its partner
+                for (Index k = 0; std::isnan(undo[part * lanes + l]) && k < len; ++k) to[k * stride + l] = 0.f;
+        }
+        const LaneTarget spectrum{hilbert, hilbert + lanes, stride};
+        const LaneSource positive{hilbert, hilbert + lanes, stride, (len + 1) / 2};
+        state->plan->Forward({signal, signal + lanes, stride}, spectrum, planWork);
+        for (Index l = 0; l < stride; ++l) {
+            const float mean = hilbert[l] * scale,
+                        nyquist = len % 2 == 0 ? hilbert[stride * (len / 2) + l] * scale : 0.f;
+            float* offset = offsets + (l < lanes ? stride + l : l - lanes);
+            offset[0] = mean + nyquist, offset[lanes] = mean - nyquist;
+            hilbert[l] = 0.f;
+        }
+        state->plan->Inverse(positive, spectrum, planWork, 2 * scale);
+        for (int part = 0; part < 2; ++part) {
+            const Index first = y + part * lanes;
+            if (first >= rows) break;
+            const Index own = part * lanes, other = lanes - own;
+            kernels.storeEnvelopes(signal + own, signal + other, hilbert + other, offsets + part * stride, undo + own,
+                                   int(std::min(lanes, rows - first)), len, dst + first * dstStep, dstStep * rowBytes);
+        }
     }
     return ippStsNoErr;
 }

@@ -29,6 +29,7 @@ IppStatus ippsCopy_32s(const Ipp32s* src, Ipp32s* dst, int len);
 IppStatus ippsCopy_32fc(const Ipp32fc* src, Ipp32fc* dst, int len);
 IppStatus ippsMul_32f_I(const Ipp32f* src, Ipp32f* srcDst, int len);
 IppStatus ippsMul_32fc_I(const Ipp32fc* src, Ipp32fc* srcDst, int len);
+IppStatus ippsSubC_32f(const Ipp32f* src, Ipp32f value, Ipp32f* dst, int len);
 IppStatus ippsAddC_32f_I(Ipp32f value, Ipp32f* srcDst, int len);
 IppStatus ippsMulC_32f_I(Ipp32f value, Ipp32f* srcDst, int len);
 IppStatus ippsDivC_32f_I(Ipp32f value, Ipp32f* srcDst, int len); // -10 for a value of 0

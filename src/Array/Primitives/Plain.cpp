@@ -82,6 +82,12 @@ IppStatus ippsMul_32fc_I(const Ipp32fc* src, Ipp32fc* srcDst, int len) {
     return OneToOne(Simd::Active().mulComplex, src, srcDst, len);
 }
 
+IppStatus ippsSubC_32f(const Ipp32f* src, Ipp32f value, Ipp32f* dst, int len) {
+    if (const IppStatus bad = CheckRange(len, src, dst)) return bad;
+    Simd::Active().sub(src, value, dst, len);
+    return ippStsNoErr;
+}
+
 IppStatus ippsAddC_32f_I(Ipp32f value, Ipp32f* srcDst, int len) {
     return WithConstant(Simd::Active().addC, value, srcDst, len);
 }

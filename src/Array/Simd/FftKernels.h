@@ -40,11 +40,12 @@ struct FftKernels {
 
     int lanes; ///< 32-bit floats in a vector, the W of the comments here
 
-    // Butterflies by radix; null where there is none of that radix.
-    Pass leaf[kMaxRadix + 1];        ///< without twiddles
+    // Butterflies by radix; null where there is none of that radix. Lane blocks are what stands in work memory.
+    Pass leaf[kMaxRadix + 1];        ///< without twiddles, to lane blocks whose legs stand side by side
     Pass generalLeaf[kMaxRadix + 1]; ///< without twiddles, with scale and limits
-    Pass twiddled[kMaxRadix + 1];
-    Pass oddLeaf; ///< any odd radix up to kMaxOddRadix, with scale and limits
+    Pass inner[kMaxRadix + 1];       ///< on lane blocks in place, butterflies side by side
+    Pass last[kMaxRadix + 1];        ///< from lane blocks, butterflies side by side
+    Pass oddLeaf;                    ///< any odd radix up to kMaxOddRadix, with scale and limits
     Pass oddTwiddled;
 
     /// dst[k] = src[k] * table[k], complex, for lane forms of `count` elements; the table's factors serve all lanes.
@@ -63,9 +64,8 @@ struct FftKernels {
     /// interleaved elements is one of 2 n floats, and comes out as lane blocks (im = re + W, stride 2 W) with dstStride
     /// W.
     void (*loadRows)(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride);
-    /// Lane form back to rows. Groups of W floats of a row lie `groupStride` floats apart, W for plain rows.
-    void (*storeRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep,
-                      Index groupStride);
+    /// Lane form back to rows: src[k * srcStride + row] to dst[row][k].
+    void (*storeRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep);
 
     /// Between neighbouring complex columns and lane form: row y at src + y * srcStep bytes holds `columns` <= W
     /// interleaved complex numbers, one per lane; missing lanes become 0, and are not written back.
@@ -80,15 +80,17 @@ struct FftKernels {
     /// become the conjugates, all others 0.
     void (*joinPair)(const float* halves, Index last, Index n, float* z);
 
-    // The steps of an envelope, all on lane blocks of n elements, two real rows in a lane.
-    /// Scales every row by its own power of two to a magnitude near 1; a row with a NaN or infinity is zeroed.
-    /// `undo` (2 W floats) receives the factor back, NaN for such a row.
-    void (*levelRows)(float* srcDst, Index n, float* undo);
-    /// The spectrum of the Hilbert transform from the spectrum, times `scale`: -i sgn(frequency) X, 0 at the mean and
-    /// at the Nyquist frequency.
-    void (*hilbertSpectrum)(float* srcDst, Index n, float scale);
-    /// dst = sqrt(signal^2 + hilbert^2) * undo; dst may be hilbert.
-    void (*magnitude)(const float* signal, const float* hilbert, const float* undo, float* dst, Index n);
+    /// The magnitude of a row as a power of two, its reciprocal in `factors` and itself in `undo`; rows as for
+    /// loadRows, W values each. A row of zeros gets undo 0, a row with a NaN or an infinity undo NaN.
+    void (*levels)(const void* src, Index srcStep, int rows, Index count, float* factors, float* undo);
+    /// loadRows, each row times its factor.
+    void (*loadScaledRows)(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
+                           Index dstStride);
+    /// Envelopes of W rows x, which ride as one part of complex signals and have h as the other part of
+    /// the analytic signals: sqrt(x^2 + (h - other + offset)^2) * undo to rows, `other` the signals' other part, the
+    /// offset W values for even k and W for odd ones. x, other and h are lane form with stride 2 W.
+    void (*storeEnvelopes)(const float* x, const float* other, const float* h, const float* offsets, const float* undo,
+                           int rows, Index count, void* dst, Index dstStep);
 };
 
 extern const FftKernels fftKernelsBaseline;

@@ -6,6 +6,20 @@ namespace IPP::Simd {
 
 namespace {
 
+#if defined __AVX512F__
+constexpr int kLanes = 8;
+#elif defined __AVX2__
+constexpr int kLanes = 4;
+#else
+constexpr int kLanes = 2;
+#endif
+
+// A vector register of doubles, loaded from anywhere.
+typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_alias));
+
+// As many floats, half a register.
+typedef float Floats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
+
 void Set(float value, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) dst[i] = value;
@@ -116,10 +130,18 @@ int MaxInt(const int* src, int len) {
     return highest;
 }
 
+// Several sums side by side hide the latency of an addition.
 double Sum(const float* src, int len) {
+    constexpr int kSums = 4;
+    Doubles sums[kSums] = {};
+    int i = 0;
+    for (; i + kSums * kLanes <= len; i += kSums * kLanes)
+        for (int k = 0; k < kSums; ++k)
+            sums[k] += __builtin_convertvector(*reinterpret_cast<const Floats*>(src + i + k * kLanes), Doubles);
+    const Doubles all = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     double sum = 0.;
-#pragma omp simd reduction(+ : sum)
-    for (int i = 0; i < len; ++i) sum += src[i];
+    for (int l = 0; l < kLanes; ++l) sum += all[l];
+    for (; i < len; ++i) sum += src[i];
     return sum;
 }
 
@@ -175,17 +197,6 @@ void TapReads(const int* bins, const float* taps, const float* factorRe, const f
         dstIm[i] = factorRe[i] * sumIm + factorIm[i] * sumRe;
     }
 }
-
-#if defined __AVX512F__
-constexpr int kLanes = 8;
-#elif defined __AVX2__
-constexpr int kLanes = 4;
-#else
-constexpr int kLanes = 2;
-#endif
-
-// A vector register of doubles, loaded from anywhere.
-typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_alias));
 
 // A run of neighbouring sums stays in registers for all taps, which the compiler doesn't find in the plain loops.
 // Enough of them to hide the latency of an addition.

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Picture.h"
+#include "Scene.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace tzmchain {
+
+/// What the commands `run` and `demo` are told on the command line.
+struct JobOptions {
+    std::filesystem::path input; ///< of `run`
+    std::filesystem::path out;
+    std::filesystem::path chain; ///< empty: the standard chain
+    std::filesystem::path configuration;
+    std::filesystem::path calibration;
+    std::optional<int> timeZero;
+    std::optional<double> permittivity;
+    int threads = 0; ///< 0: as many as the OpenMP runtime takes
+    Style style;
+    bool quiet = false;
+};
+
+/// Reads a recording, runs the chain on it and writes image, pictures and recipe: all of them, or none and a Refusal.
+void Run(const JobOptions& options);
+
+/// Records a scene, writes it to the output folder, too, and runs the chain on it.
+void Demo(const JobOptions& options, const Scene& scene);
+
+} // namespace tzmchain

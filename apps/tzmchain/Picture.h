@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tzmchain {
+
+/// Colours of signed values; values that are never negative always get a sequential map.
+enum class Colours { Grey, Seismic };
+
+/// How values become colours.
+struct Style {
+    Colours colours = Colours::Grey;
+    double decibels = 0; ///< values that are never negative: range below the brightest on a dB scale; 0: a linear scale
+};
+
+/// An axis of evenly spaced values; the first is `origin`.
+struct Axis {
+    std::string label; ///< with the unit in brackets
+    std::string unit;  ///< for the scale bar; none if empty
+    double origin = 0;
+    double step = 1; ///< above 0
+};
+
+/// One map of a picture. Element (column, row) is data[column * columnStep + row * rowStep]; rows run downwards.
+struct Panel {
+    std::string title;
+    const float* data = nullptr;
+    int columns = 0;
+    int rows = 0;
+    std::int64_t columnStep = 1;
+    std::int64_t rowStep = 1;
+    Axis across;
+    Axis down;
+    bool equalScales = false; ///< both axes have one unit and get one scale
+    bool zeroLine = false;    ///< marks the value 0 of the axis `down`
+    std::string secondLabel;  ///< of an axis on the right that shows `down` times `secondFactor`, none if empty
+    double secondFactor = 1;
+};
+
+/// Draws panels of one kind row by row, `panelsPerRow` in each, and writes them as PNG. Colours are clipped robustly:
+/// signed values at the 97th percentile of their distance from the median, others at the 99.5th. Refusal if the file
+/// can't be written.
+void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
+                 int panelsPerRow, const Style& style);
+
+/// A round step of 1, 2 or 5 times a power of ten that divides `length` into at most `parts` parts.
+double RoundStep(double length, int parts);
+
+/// Range of values that gets the whole colour scale.
+struct ColourRange {
+    float low;
+    float high;
+    bool isSigned;
+};
+ColourRange RobustRange(const Panel& panel);
+
+} // namespace tzmchain

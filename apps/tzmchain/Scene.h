@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Recording.h"
+
+#include <array>
+#include <vector>
+
+namespace tzmchain {
+
+/// A layer of parallel steel bars in the slab. Bars across lie at x = first, first + pitch, ... along the scan and run
+/// under all lines; bars along lie at such places y and run under the whole scan.
+struct BarLayer {
+    bool across;
+    double depth;       ///< m, from the surface to the bar
+    double first;       ///< m
+    double pitch;       ///< m, above 0
+    double reflectance; ///< amplitude of the echo, before spreading and attenuation
+};
+
+/// A reinforced slab, and the array of three transmitters and three receivers that is drawn over it lane by lane.
+/// Transmitter k and receiver k stand side by side at one place, so that a pair k, k is monostatic.
+struct Scene {
+    int samples = 512;
+    int ascans = 300;
+    int lanes = 7;
+    double deltaT = 5e-11; ///< s
+    double deltaX = 0.005; ///< m
+
+    double permittivity = 6.5;
+    double attenuation = 0.5;    ///< Np/m
+    double slabThickness = 0.95; ///< m
+    double backWallReflectance = 0.9;
+    std::vector<BarLayer> bars = {
+        {true, 0.10, 0.15, 0.20, 1.0}, {false, 0.16, 0.10, 0.25, 0.8}, {true, 0.65, 0.25, 0.30, 1.5}};
+
+    double frequency = 1.0e9;   ///< Hz, of the strongest part of the spectrum
+    double elementPitch = 0.10; ///< m between neighbouring elements; the midpoints of the five pairs lie half as far
+    int timeZero = 40;          ///< sample at which a wave of no path length arrives
+    double directAmplitude = 24000; ///< counts
+    double echoAmplitude = 9000;    ///< counts, of a reflectance of 1 at a path of 0.2 m
+    double ringingAmplitude = 900;  ///< counts
+    double noise = 25;              ///< counts rms
+    unsigned seed = 1;
+};
+
+/// One transmitter-receiver pair: element numbers from 0, and its name.
+struct Pair {
+    int transmitter;
+    int receiver;
+    const char* name;
+};
+
+/// The five pairs in the order of the B-scans of a lane; their midpoints are evenly spaced.
+inline constexpr std::array<Pair, 5> kPairs = {
+    {{0, 0, "TX1RX1"}, {1, 0, "TX2RX1"}, {1, 1, "TX2RX2"}, {1, 2, "TX2RX3"}, {2, 2, "TX3RX3"}}};
+
+/// Length of the shortest way from transmitter to bar to receiver, in metres. `x` is the place of the array along the
+/// scan, `transmitterY` and `receiverY` are those of the elements across it; `barPlace` counts along x for bars across
+/// and along y for bars along.
+double BarPath(bool across, double depth, double barPlace, double x, double transmitterY, double receiverY);
+
+/// What the array records: 5 * lanes B-scans of signed 16-bit counts. Each trace is the direct wave (through the air
+/// between the elements), an echo of every bar and of the back wall with its true travel time, spreading and
+/// attenuation, and, alike in all traces of a pair, ringing of the antenna and an offset; then noise. The same scene
+/// gives the same counts on every platform.
+Recording Record(const Scene& scene);
+
+} // namespace tzmchain

@@ -1,0 +1,153 @@
+#include "Views.h"
+
+#include "Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tzmchain {
+
+namespace {
+
+constexpr double kNanosecond = 1e-9;
+constexpr int kSlices = 12, kSlicesPerRow = 4;
+
+/// Two-way time in ns, from time zero on where it is known.
+Axis TimeAxis(const Recording& recording) {
+    const double zero = recording.timeZero.value_or(0) * recording.deltaT;
+    return {recording.timeZero ? "two-way time after time zero (ns)" : "two-way time (ns)", "ns",
+            (recording.startTime - zero) / kNanosecond, recording.deltaT / kNanosecond};
+}
+
+Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
+
+/// Metres of depth per ns of two-way time.
+double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
+
+Panel BscanPanel(const Recording& recording, int bscan, const std::string& title) {
+    Panel panel;
+    panel.title = title;
+    panel.data = recording.Bscan(bscan);
+    panel.columns = recording.size.ascans;
+    panel.rows = recording.size.samples;
+    panel.columnStep = recording.size.samples;
+    panel.across = ScanAxis(recording);
+    panel.down = TimeAxis(recording);
+    panel.zeroLine = recording.timeZero.has_value();
+    if (recording.permittivity && recording.timeZero) {
+        panel.secondLabel = "depth (m) at permittivity " + Number(*recording.permittivity);
+        panel.secondFactor = DepthPerNanosecond(*recording.permittivity);
+    }
+    return panel;
+}
+
+std::string FileName(std::string name) {
+    for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '-';
+    return name.empty() ? "bscan.png" : "bscan-" + name + ".png";
+}
+
+/// "0.13 to 0.26", with two digits of the difference.
+std::string Range(double from, double to) {
+    const double unit = std::pow(10, std::floor(std::log10(to - from)) - 1);
+    return Number(std::round(from / unit) * unit, 10) + " to " + Number(std::round(to / unit) * unit, 10);
+}
+
+/// Mean magnitude over samples begin .. end - 1, one row per B-scan.
+std::vector<float> Slab(const Recording& image, int begin, int end) {
+    std::vector<float> slab;
+    slab.reserve(static_cast<std::size_t>(image.size.ascans) * image.size.bscans);
+    const float* ascan = image.data.get();
+    for (std::int64_t i = 0; i < std::int64_t{image.size.ascans} * image.size.bscans;
+         ++i, ascan += image.size.samples) {
+        float sum = 0;
+        for (int s = begin; s < end; ++s) sum += std::abs(ascan[s]);
+        slab.push_back(sum / static_cast<float>(end - begin));
+    }
+    return slab;
+}
+
+} // namespace
+
+Excerpt ChooseBscans(const Recording& recording) {
+    const int bscans = recording.size.bscans;
+    int channels = static_cast<int>(recording.channels.size());
+    if (channels == 0 && bscans > 1) channels = bscans % 5 == 0 ? 5 : bscans % 7 == 0 ? 7 : 0;
+
+    Excerpt excerpt;
+    excerpt.lineCount = bscans;
+    const int chosen = channels > 0 ? channels : std::min(bscans, 5);
+    for (int i = 0; i < chosen; ++i) {
+        if (channels > 0) {
+            excerpt.indices.push_back(bscans / channels / 2 * channels + i);
+            excerpt.names.push_back(recording.channels.empty() ? "channel " + std::to_string(i + 1)
+                                                               : recording.channels[i]);
+        } else {
+            excerpt.indices.push_back(chosen == 1 ? 0
+                                                  : static_cast<int>(std::int64_t{i} * (bscans - 1) / (chosen - 1)));
+            excerpt.names.push_back(bscans == 1 ? "" : "line " + std::to_string(excerpt.indices.back() + 1));
+        }
+    }
+
+    excerpt.bscans = recording;
+    excerpt.bscans.size.bscans = chosen;
+    excerpt.bscans.data = AllocateSamples(excerpt.bscans.size.Count());
+    const std::int64_t length = std::int64_t{recording.size.samples} * recording.size.ascans;
+    for (int i = 0; i < chosen; ++i) std::copy_n(recording.Bscan(excerpt.indices[i]), length, excerpt.bscans.Bscan(i));
+    return excerpt;
+}
+
+std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::string& resultTitle,
+                                    const std::filesystem::path& folder, const Style& style) {
+    std::vector<std::string> files;
+    for (std::size_t i = 0; i < input.indices.size(); ++i) {
+        const int bscan = input.indices[i];
+        std::string title = input.bscans.file.stem().string();
+        if (!input.names[i].empty())
+            title += ", " + input.names[i] + " (B-scan " + std::to_string(bscan + 1) + " of " +
+                     std::to_string(input.lineCount) + ")";
+        const std::vector<Panel> panels = {BscanPanel(input.bscans, static_cast<int>(i), "input"),
+                                           BscanPanel(image, bscan, resultTitle)};
+        files.push_back(FileName(input.names[i]));
+        DrawPicture(folder / files.back(), title, panels, 1, style);
+    }
+    return files;
+}
+
+std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
+                                         const Style& style) {
+    if (image.size.bscans < 2) return {};
+    const Axis time = TimeAxis(image);
+    // From the surface on: what lies above time zero has no depth.
+    const int first =
+        std::clamp(static_cast<int>(std::ceil(-time.origin / time.step - 1e-6)), 0, image.size.samples - 1);
+    const int samples = image.size.samples - (image.timeZero ? first : 0), slices = std::min(kSlices, samples);
+    const auto begin = [&](int i) {
+        return image.size.samples - samples + static_cast<int>(std::int64_t{i} * samples / slices);
+    };
+    std::vector<std::vector<float>> slabs;
+    std::vector<Panel> panels;
+    for (int i = 0; i < slices; ++i) {
+        const double from = time.origin + begin(i) * time.step, to = time.origin + begin(i + 1) * time.step;
+        slabs.push_back(Slab(image, begin(i), begin(i + 1)));
+        Panel panel;
+        panel.title = Range(from, to) + " ns";
+        if (image.permittivity && image.timeZero) {
+            const double factor = DepthPerNanosecond(*image.permittivity);
+            panel.title = Range(from * factor, to * factor) + " m (" + panel.title + ")";
+        }
+        panel.data = slabs.back().data();
+        panel.columns = image.size.ascans;
+        panel.rows = image.size.bscans;
+        panel.rowStep = image.size.ascans;
+        panel.across = ScanAxis(image);
+        panel.equalScales = image.lineSpacing.has_value();
+        panel.down = panel.equalScales ? Axis{"across (m)", "m", 0, *image.lineSpacing} : Axis{"B-scan", "", 1, 1};
+        panels.push_back(panel);
+    }
+    DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",
+                panels, kSlicesPerRow, {style.colours, 0});
+    return {"depth-slices.png"};
+}
+
+} // namespace tzmchain

@@ -1,0 +1,134 @@
+#include "VtkFile.h"
+
+#include "Checksum.h"
+#include "Refusal.h"
+#include "VtkLog.h"
+
+#include <vtkFloatArray.h>
+#include <vtkImageData.h>
+#include <vtkInformation.h>
+#include <vtkInformationVector.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkXMLImageDataReader.h>
+#include <vtkXMLImageDataWriter.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+namespace tzmchain {
+
+namespace {
+
+constexpr double kNanosecond = 1e-9;
+
+/// Keeps the first message that VTK gives while it lives, in place of printing it.
+class FirstMessage {
+public:
+    bool Caught() const { return !text.empty(); }
+    /// Without the source position and the object that VTK puts in front.
+    std::string Text() const {
+        const auto colon = text.find("): ");
+        return colon == std::string::npos ? text : text.substr(colon + 3);
+    }
+
+private:
+    std::string text;
+    VtkLog log{[this](const std::string& line) {
+        if (text.empty()) text = line;
+    }};
+};
+
+/// Whether the closing tag stands at the end of the file. VTK reads a file that was cut off in its data without a word.
+bool EndsAsVtkFile(const std::filesystem::path& file) {
+    constexpr std::streamoff kTail = 64;
+    std::ifstream in(file, std::ios::binary | std::ios::ate);
+    const std::streamoff length = in.tellg();
+    in.seekg(std::max<std::streamoff>(length - kTail, 0));
+    const std::string tail{std::istreambuf_iterator<char>(in), {}};
+    return tail.find("</VTKFile>") != std::string::npos;
+}
+
+/// Whether the points have an array of text, which VTK 9.1 can't read from every encoding without a crash.
+bool HoldsText(vtkXMLImageDataReader* reader) {
+    vtkInformationVector* arrays = reader->GetOutputInformation(0)->Get(vtkDataObject::POINT_DATA_VECTOR());
+    for (int i = 0; arrays && i < arrays->GetNumberOfInformationObjects(); ++i)
+        if (arrays->GetInformationObject(i)->Get(vtkDataObject::FIELD_ARRAY_TYPE()) == VTK_STRING) return true;
+    return false;
+}
+
+} // namespace
+
+Recording ReadVti(const std::filesystem::path& file) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored)) throw Refusal("can't read " + file.string());
+    Recording recording;
+    if (!EndsAsVtkFile(file)) throw Refusal(file.string() + " can't be read as a VTK image: its end is missing");
+    recording.file = file;
+    recording.checksum = ChecksumOf(file);
+
+    const FirstMessage message;
+    const auto requireQuiet = [&] {
+        if (message.Caught()) throw Refusal(file.string() + " can't be read as a VTK image: " + message.Text());
+    };
+    const vtkNew<vtkXMLImageDataReader> reader;
+    reader->SetFileName(file.c_str());
+    reader->UpdateInformation();
+    requireQuiet();
+    if (HoldsText(reader)) throw Refusal(file.string() + " holds text in place of numbers");
+    reader->Update();
+    requireQuiet();
+    vtkImageData* image = reader->GetOutput();
+
+    const int* dimensions = image->GetDimensions();
+    recording.size = {dimensions[0], dimensions[1], dimensions[2]};
+    vtkDataArray* scalars = image->GetPointData()->GetScalars();
+    if (!scalars && image->GetPointData()->GetNumberOfArrays() == 1) scalars = image->GetPointData()->GetArray(0);
+    if (!scalars || scalars->GetNumberOfComponents() != 1 || image->GetNumberOfPoints() < 1 ||
+        scalars->GetNumberOfTuples() != recording.size.Count())
+        throw Refusal(file.string() + " doesn't hold one number for each point of an image");
+
+    const double *spacing = image->GetSpacing(), *origin = image->GetOrigin();
+    const int* extent = image->GetExtent();
+    for (int axis = 0; axis < 3; ++axis)
+        if (!(spacing[axis] > 0 && std::isfinite(spacing[axis]) && std::isfinite(origin[axis])))
+            throw Refusal(file.string() + ": the spacing must be above 0 and the origin finite");
+    recording.deltaT = spacing[0] * kNanosecond;
+    recording.deltaX = spacing[1];
+    recording.lineSpacing = spacing[2];
+    recording.startTime = (origin[0] + extent[0] * spacing[0]) * kNanosecond;
+    recording.startX = origin[1] + extent[2] * spacing[1];
+
+    vtkSmartPointer<vtkFloatArray> floats = vtkFloatArray::SafeDownCast(scalars);
+    if (!floats) {
+        floats = vtkSmartPointer<vtkFloatArray>::New();
+        floats->DeepCopy(scalars);
+    }
+    recording.data = Samples(floats->GetPointer(0), [floats](float*) {}); // the array lives as long as the block
+    return recording;
+}
+
+void WriteVti(const Recording& recording, const std::filesystem::path& file) {
+    const vtkNew<vtkFloatArray> floats;
+    floats->SetName("amplitude");
+    floats->SetArray(recording.data.get(), recording.size.Count(), 1); // 1: the memory stays ours
+    const vtkNew<vtkImageData> image;
+    image->SetDimensions(recording.size.samples, recording.size.ascans, recording.size.bscans);
+    image->SetSpacing(recording.deltaT / kNanosecond, recording.deltaX, recording.lineSpacing.value_or(1));
+    image->SetOrigin(recording.startTime / kNanosecond, recording.startX, 0);
+    image->GetPointData()->SetScalars(floats);
+
+    const FirstMessage message;
+    const vtkNew<vtkXMLImageDataWriter> writer;
+    writer->SetFileName(file.c_str());
+    writer->SetInputData(image);
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    writer->SetCompressorTypeToNone();
+    writer->SetHeaderTypeToUInt64();
+    if (!writer->Write() || message.Caught() || writer->GetErrorCode() != 0)
+        throw Refusal("can't write " + file.string() + ": " + message.Text());
+}
+
+} // namespace tzmchain

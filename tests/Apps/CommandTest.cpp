@@ -1,0 +1,192 @@
+#include "Checksum.h"
+#include "Recording.h"
+#include "TemporaryFolder.h"
+#include "Text.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+using namespace tzmchain;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Outcome {
+    int code;
+    std::string text; ///< of both streams
+};
+
+/// Runs the program; a word with blanks stands in quotes.
+Outcome Program(const std::string& arguments) {
+    const std::string command = std::string(TZMCHAIN_PROGRAM) + " " + arguments + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    std::string text;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+std::set<std::string> Names(const fs::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
+    return names;
+}
+
+/// Exit code 2, one line, and nothing new in the folder.
+void ExpectRefused(const std::string& arguments, const std::string& told, const TemporaryFolder& folder) {
+    const std::set<std::string> before = Names(folder.path);
+    const Outcome outcome = Program(arguments);
+    EXPECT_EQ(outcome.code, 2) << arguments << "\n" << outcome.text;
+    EXPECT_NE(outcome.text.find(told), std::string::npos) << arguments << "\n" << outcome.text;
+    EXPECT_EQ(Names(folder.path), before) << arguments;
+    EXPECT_EQ(std::count(outcome.text.begin(), outcome.text.end(), '\n'), 1) << arguments << "\n" << outcome.text;
+}
+
+Recording Small(int bscans) {
+    Recording recording;
+    recording.size = {64, 12, bscans};
+    recording.timeZero = 4;
+    recording.permittivity = 9;
+    recording.data = AllocateSamples(recording.size.Count());
+    for (int i = 0; i < recording.size.Count(); ++i) recording.data[i] = static_cast<float>(i * 37 % 101 - 50);
+    return recording;
+}
+
+const std::string kDemo = "demo --quiet --samples 128 --ascans 20 --lanes 2 --out ";
+
+} // namespace
+
+TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
+    const TemporaryFolder folder;
+    const Outcome outcome = Program(kDemo + (folder / "deep/out").string());
+    ASSERT_EQ(outcome.code, 0) << outcome.text;
+    EXPECT_EQ(outcome.text, "");
+    EXPECT_EQ(Names(folder / "deep/out"),
+              (std::set<std::string>{"bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png", "bscan-TX2RX3.png",
+                                     "bscan-TX3RX3.png", "depth-slices.png", "image.vti", "recipe.json", "scene.f32",
+                                     "scene.json"}));
+    const Recording image = ReadRecording(folder / "deep/out/image.vti");
+    EXPECT_TRUE((image.size == Dimensions{88, 20, 10}));
+    EXPECT_NEAR(image.deltaT, 5e-11, 1e-20);
+    EXPECT_NEAR(image.startTime, 40 * 5e-11, 1e-18);
+
+    const Json::Value recipe = ParseJson(ReadText(folder / "deep/out/recipe.json"), "recipe");
+    EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
+    EXPECT_EQ(recipe["outputs"].size(), 10u);
+    EXPECT_EQ(recipe["chain"][1]["parameters"]["timeZero"], 40);
+    EXPECT_EQ(recipe["chain"][1]["parameters"]["permittivity"], 6.5);
+    EXPECT_EQ(recipe["steps"].size(), 3u);
+    EXPECT_GT(recipe["steps"][0]["seconds"].asDouble(), 0);
+    EXPECT_EQ(Names(folder / "deep"), (std::set<std::string>{"out"}));
+}
+
+TEST(Command, ARecipeRepeatsItsRun) {
+    const TemporaryFolder folder;
+    Recording recording = Small(1);
+    WriteRecording(recording, folder / "a block");
+    const std::string input = "\"" + (folder / "a block.json").string() + "\"";
+    const std::string config = folder.Write("config.json", R"({"FkMigration": {"InterpolationMethod": 0}})").string();
+    ASSERT_EQ(Program("run " + input + " --time-zero 7 --permittivity 4.5 --config " + config + " --out " +
+                      (folder / "one").string())
+                  .code,
+              0);
+    const Outcome again = Program("run " + input + " --chain " + (folder / "one/recipe.json").string() + " --config " +
+                                  config + " --threads 1 --out " + (folder / "two").string());
+    ASSERT_EQ(again.code, 0) << again.text;
+    EXPECT_NE(again.text.find("five equal B-scans"), std::string::npos);
+    EXPECT_EQ(ChecksumOf(folder / "one/image.vti"), ChecksumOf(folder / "two/image.vti"));
+    const Json::Value recipe = ParseJson(ReadText(folder / "two/recipe.json"), "recipe");
+    EXPECT_EQ(recipe["bscans_handed_to_chain"], 5);
+    EXPECT_EQ(recipe["image"]["bscans"], 1);
+    EXPECT_EQ(recipe["chain"][1]["parameters"]["permittivity"], 4.5);
+    EXPECT_EQ(recipe["threads"], 1);
+    EXPECT_NE(recipe["documents"]["configuration"].asString().find("InterpolationMethod"), std::string::npos);
+}
+
+TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
+    const TemporaryFolder folder;
+    Recording good = Small(5), nan = Small(5), sizes = Small(5);
+    WriteRecording(good, folder / "good");
+    nan.data[100] = std::nanf("");
+    WriteRecording(nan, folder / "nan");
+    WriteRecording(sizes, folder / "short");
+    fs::resize_file(folder / "short.f32", 100);
+    folder.Write("huge.f32", "");
+    folder.Write("huge.json", R"({"samples": 2147483647, "ascans": 2147483647, "bscans": 2147483647,
+                                  "delta_t": 1e-11, "delta_x": 0.01})");
+    folder.Write("broken.json", "{\n\n\"chain\": [}\n");
+    folder.Write("empty", "");
+    folder.Write("unknown.json", R"({"chain": [{"algorithm": "Sharpen"}]})");
+    folder.Write("parameter.json", R"({"chain": [{"algorithm": "Mig2Post", "parameters": {"gain": 1}}]})");
+    const std::string at = folder.path.string() + "/";
+    const std::string tail = " --quiet --out " + at + "out";
+    const auto refused = [&](const std::string& arguments, const std::string& told) {
+        ExpectRefused(arguments, told, folder);
+    };
+    refused("run " + at + "missing.f32" + tail, "can't read");
+    refused("run " + at + "nan.f32" + tail, "holds NaN at sample 36 of A-scan 1 of B-scan 0");
+    refused("run " + at + "short.f32" + tail, "has 100 bytes");
+    refused("run " + at + "huge.json" + tail, "beyond any file");
+    refused("run " + at + "good.f32 --chain " + at + "broken.json" + tail, "doesn't parse as JSON");
+    refused("run " + at + "good.f32 --chain " + at + "missing.json" + tail, "can't read");
+    refused("run " + at + "good.f32 --chain " + at + "unknown.json" + tail, "unknown algorithm \"Sharpen\"");
+    refused("run " + at + "good.f32 --chain " + at + "parameter.json" + tail, "unknown parameter \"gain\"");
+    refused("run " + at + "good.f32 --config " + at + "broken.json" + tail, "Failed to parse config file");
+    refused("run " + at + "good.f32 --config " + at + "empty" + tail, "is empty or can't be read");
+    refused("run " + at + "good.f32 --calibration " + at + "broken.json" + tail, "Failed to parse calibration string");
+    refused("run " + at + "good.f32 --time-zero 64" + tail, "timeZero 64 isn't one of the samples 0 to 63");
+    refused("run " + at + "good.f32 --permittivity 0" + tail, "needs a permittivity above 0");
+    refused("run " + at + "good.f32 --threads 0" + tail, "--threads");
+    refused("run " + at + "good.f32 --quiet", "--out is required");
+    refused("run " + at + "good.f32 --quiet --out " + at + "empty", "isn't a folder");
+    refused("run " + at + "good.f32 --quiet --out " + at + "empty/below", "can't");
+    refused("run " + at + "good.f32 --quiet --out /proc/tzmchain", "can't write");
+    refused("info " + at + "short.f32 ", "has 100 bytes");
+    refused("polish " + at + "good.f32", "tzmchain");
+    refused("", "subcommand is required");
+}
+
+TEST(Command, LeavesTheFilesOfOthersAlone) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder / "out");
+    folder.Write("out/mine.txt", "mine");
+    const std::string out = (folder / "out").string();
+    ASSERT_EQ(Program(kDemo + out).code, 0);
+    EXPECT_EQ(Program(kDemo + out).code, 0) << "files of an earlier run are replaced";
+    EXPECT_EQ(ReadText(folder / "out/mine.txt"), "mine");
+
+    // A single line has one picture: those of the earlier run would tell another story.
+    Recording line = Small(1);
+    WriteRecording(line, folder / "line");
+    ASSERT_EQ(Program("run --quiet " + (folder / "line.f32").string() + " --out " + out).code, 0);
+    EXPECT_EQ(Names(out),
+              (std::set<std::string>{"bscan.png", "image.vti", "mine.txt", "recipe.json", "scene.f32", "scene.json"}));
+
+    fs::create_directory(folder / "other");
+    folder.Write("other/image.vti", "someone's");
+    ExpectRefused("run --quiet " + (folder / "line.f32").string() + " --out " + (folder / "other").string(),
+                  "isn't of an earlier run", folder);
+    EXPECT_EQ(ReadText(folder / "other/image.vti"), "someone's");
+    ExpectRefused("run --quiet " + out + "/image.vti --out " + out, "would be replaced", folder);
+    EXPECT_EQ(Names(folder / "other"), (std::set<std::string>{"image.vti"}));
+}
+
+TEST(Command, ListAndInfoTellWhatTheyShould) {
+    const Outcome list = Program("list");
+    EXPECT_EQ(list.code, 0);
+    for (const char* word : {"OffsetRemoval", "FkMigration", "Mig2Post", "timeZero", "permittivity", "MaxMigFreqRel"})
+        EXPECT_NE(list.text.find(word), std::string::npos) << word;
+    const TemporaryFolder folder;
+    Recording recording = Small(5);
+    recording.data[7] = std::nanf("");
+    WriteRecording(recording, folder / "block");
+    const Outcome info = Program("info " + (folder / "block.f32").string());
+    EXPECT_EQ(info.code, 0);
+    for (const char* word : {"64 per A-scan, 0.05 ns apart: 3.2 ns", "12 per B-scan", "-50 to 50", "1 of 3840 aren't"})
+        EXPECT_NE(info.text.find(word), std::string::npos) << word << "\n" << info.text;
+}

@@ -1,0 +1,115 @@
+#include "Picture.h"
+
+#include "Refusal.h"
+#include "TemporaryFolder.h"
+#include "Views.h"
+
+#include <cairo.h>
+#include <gtest/gtest.h>
+
+using namespace tzmchain;
+
+namespace {
+
+/// A block of zeros with one negative value, so that it counts as signed.
+Recording Silent(Dimensions size) {
+    Recording recording;
+    recording.size = size;
+    recording.file = "silent.f32";
+    recording.data = AllocateSamples(size.Count());
+    std::fill_n(recording.data.get(), size.Count(), 0.0f);
+    recording.data[0] = -1;
+    return recording;
+}
+
+struct Pixels {
+    explicit Pixels(const std::filesystem::path& file) : surface(cairo_image_surface_create_from_png(file.c_str())) {}
+    ~Pixels() { cairo_surface_destroy(surface); }
+    int Width() const { return cairo_image_surface_get_width(surface); }
+    int Height() const { return cairo_image_surface_get_height(surface); }
+    std::uint32_t At(int x, int y) const {
+        const unsigned char* row = cairo_image_surface_get_data(surface) + y * cairo_image_surface_get_stride(surface);
+        return reinterpret_cast<const std::uint32_t*>(row)[x] & 0xffffff;
+    }
+    cairo_surface_t* surface;
+};
+
+} // namespace
+
+TEST(Picture, StepsOfTicksAreRound) {
+    EXPECT_DOUBLE_EQ(RoundStep(1.5, 10), 0.2);
+    EXPECT_DOUBLE_EQ(RoundStep(2.0, 10), 0.2);
+    EXPECT_DOUBLE_EQ(RoundStep(25.6, 10), 5);
+    EXPECT_DOUBLE_EQ(RoundStep(8e-3, 10), 1e-3);
+}
+
+TEST(Picture, AFewLoudValuesDontTakeTheColourScale) {
+    std::vector<float> values(1000);
+    for (int i = 0; i < 1000; ++i) values[i] = static_cast<float>(i % 21 - 10);
+    values[3] = 1e6f, values[500] = -1e7f;
+    Panel panel;
+    panel.data = values.data(), panel.columns = 50, panel.rows = 20, panel.columnStep = 20;
+    const ColourRange range = RobustRange(panel);
+    EXPECT_TRUE(range.isSigned);
+    EXPECT_FLOAT_EQ(range.low, -10);
+    EXPECT_FLOAT_EQ(range.high, 10);
+    for (float& value : values) value = std::abs(value);
+    EXPECT_FALSE(RobustRange(panel).isSigned);
+    EXPECT_FLOAT_EQ(RobustRange(panel).low, 0);
+    EXPECT_FLOAT_EQ(RobustRange(panel).high, 10);
+    std::fill(values.begin(), values.end(), 0.0f);
+    EXPECT_GT(RobustRange(panel).high, RobustRange(panel).low);
+}
+
+TEST(Picture, ABrightSampleShowsAtItsPlace) {
+    const TemporaryFolder folder;
+    std::vector<float> values(100 * 50, 0.0f); // 100 columns of 50 rows
+    for (int i = 0; i < 100; i += 2) values[i * 50] = i % 4 == 0 ? 1.0f : -1.0f;
+    values[60 * 50 + 10] = 100;
+    Panel panel;
+    panel.data = values.data(), panel.columns = 100, panel.rows = 50, panel.columnStep = 50;
+    DrawPicture(folder / "one.png", "title", {panel}, 1, {});
+    const Pixels pixels(folder / "one.png");
+    ASSERT_EQ(cairo_surface_status(pixels.surface), CAIRO_STATUS_SUCCESS);
+    // The plot is 1000 x 400 pixels behind margins of 78 and 78: ten by eight pixels per value.
+    EXPECT_EQ(pixels.At(78 + 605, 78 + 84), 0xffffffu);
+    EXPECT_EQ(pixels.At(78 + 605, 78 + 124), pixels.At(78 + 305, 78 + 84));
+    EXPECT_NE(pixels.At(78 + 305, 78 + 84), 0xffffffu);
+}
+
+TEST(Picture, CantBeWrittenIntoAMissingFolder) {
+    const std::vector<float> values(4);
+    Panel panel;
+    panel.data = values.data(), panel.columns = 2, panel.rows = 2;
+    EXPECT_THROW(DrawPicture("/missing folder/a.png", "", {panel}, 1, {}), Refusal);
+}
+
+TEST(Views, ShowTheMiddleLaneOfEveryChannel) {
+    Recording recording = Silent({4, 3, 35});
+    recording.channels = {"TX1RX1", "TX2RX1", "TX2RX2", "TX2RX3", "TX3RX3"};
+    for (int z = 0; z < 35; ++z) recording.Bscan(z)[5] = static_cast<float>(z);
+    const Excerpt excerpt = ChooseBscans(recording);
+    EXPECT_EQ(excerpt.indices, (std::vector<int>{15, 16, 17, 18, 19}));
+    EXPECT_EQ(excerpt.names, recording.channels);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(excerpt.bscans.Bscan(i)[5], static_cast<float>(15 + i));
+
+    EXPECT_EQ(ChooseBscans(Silent({4, 3, 14})).indices, (std::vector<int>{7, 8, 9, 10, 11, 12, 13}));
+    EXPECT_EQ(ChooseBscans(Silent({4, 3, 14})).names[1], "channel 2");
+    EXPECT_EQ(ChooseBscans(Silent({4, 3, 12})).indices, (std::vector<int>{0, 2, 5, 8, 11}));
+    EXPECT_EQ(ChooseBscans(Silent({4, 3, 1})).names, (std::vector<std::string>{""}));
+}
+
+TEST(Views, DrawBlocksOfAnyShape) {
+    for (const Dimensions size : {Dimensions{1, 1, 1}, {1, 7, 5}, {300, 1, 2}, {7, 2500, 5}, {900, 3, 3}}) {
+        const TemporaryFolder folder;
+        Recording recording = Silent(size);
+        recording.timeZero = 0;
+        recording.permittivity = 9;
+        recording.lineSpacing = 0.05;
+        const Excerpt excerpt = ChooseBscans(recording);
+        const auto files = DrawBscans(excerpt, recording, "result", folder.path, {Colours::Seismic, 40});
+        EXPECT_EQ(files.size(), excerpt.indices.size());
+        EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
+        for (const std::string& file : files) EXPECT_GT(Pixels(folder / file).Width(), 1000);
+    }
+}

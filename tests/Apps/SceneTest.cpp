@@ -1,0 +1,110 @@
+#include "Scene.h"
+
+#include "Checksum.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace tzmchain;
+
+namespace {
+
+/// A slab with nothing but the given bars in it: no direct wave, ringing, noise or back wall.
+Scene OnlyBars(std::vector<BarLayer> bars) {
+    Scene scene;
+    scene.lanes = 1;
+    scene.bars = std::move(bars);
+    scene.backWallReflectance = scene.directAmplitude = scene.ringingAmplitude = scene.noise = 0;
+    return scene;
+}
+
+/// Middle between the negative and the positive lobe of the strongest echo, in samples: where its travel time ends.
+double ArrivalSample(const Recording& recording, int ascan, int bscan) {
+    const float* trace = recording.Bscan(bscan) + std::int64_t{ascan} * recording.size.samples;
+    const auto [low, high] = std::minmax_element(trace, trace + recording.size.samples);
+    return (static_cast<double>(low - trace) + static_cast<double>(high - trace)) / 2;
+}
+
+} // namespace
+
+TEST(Scene, BarsStandWhereTheirTravelTimesSayInEveryPair) {
+    // One bar across at x = 0.75 m, 0.3 m deep; v = 3e8 / sqrt(9) = 0.1 m/ns, a sample is 0.005 m of path.
+    Scene scene = OnlyBars({{true, 0.3, 0.75, 100, 1}});
+    scene.permittivity = 9;
+    const Recording recording = Record(scene);
+    const double mono = 0.6,
+                 bistatic = std::sqrt(0.6 * 0.6 + 0.1 * 0.1); // the elements of a bistatic pair are 0.1 m apart
+    const double apex[5] = {mono, bistatic, mono, bistatic, mono};
+    for (int channel = 0; channel < 5; ++channel) {
+        EXPECT_NEAR(ArrivalSample(recording, 150, channel), 40 + apex[channel] / 0.005, 0.51) << channel;
+        const double slant = std::hypot(0.3, 0.25); // 50 A-scans away
+        const double path = channel % 2 == 0 ? 2 * slant : std::hypot(2 * slant, 0.1);
+        EXPECT_NEAR(ArrivalSample(recording, 100, channel), 40 + path / 0.005, 0.51) << channel;
+        EXPECT_NEAR(ArrivalSample(recording, 200, channel), 40 + path / 0.005, 0.51) << channel;
+    }
+}
+
+TEST(Scene, BarsAlongTheScanAreFlatAndDifferFromPairToPair) {
+    Scene scene = OnlyBars({{false, 0.3, 0.1, 100, 1}}); // below the second element
+    scene.permittivity = 9;
+    const Recording recording = Record(scene);
+    const double aside = std::hypot(0.3, 0.1);
+    const double path[5] = {2 * aside, aside + 0.3, 0.6, 0.3 + aside, 2 * aside};
+    for (int channel = 0; channel < 5; ++channel)
+        for (const int ascan : {0, 150, 299})
+            EXPECT_NEAR(ArrivalSample(recording, ascan, channel), 40 + path[channel] / 0.005, 0.51);
+}
+
+TEST(Scene, TheShortestWayOverABarIsNoLongerThanAnyOther) {
+    for (const bool across : {true, false}) {
+        const double path = BarPath(across, 0.2, 0.5, 0.3, 0.1, 0.25);
+        double least = 1e9; // over points of the bar
+        for (double u = -2; u <= 2; u += 1e-4) {
+            const double x = across ? 0.5 : u, y = across ? u : 0.5;
+            const auto way = [&](double elementY) {
+                return std::sqrt((x - 0.3) * (x - 0.3) + (y - elementY) * (y - elementY) + 0.2 * 0.2);
+            };
+            least = std::min(least, way(0.1) + way(0.25));
+        }
+        EXPECT_NEAR(path, least, 1e-7);
+    }
+}
+
+TEST(Scene, TheDirectWaveBeginsWithAStrongNegativeExcursion) {
+    const Recording recording = Record(Scene{});
+    for (int channel = 0; channel < 5; ++channel) {
+        const float* trace = recording.Bscan(channel);
+        const float* first = std::find_if(trace, trace + 98, [](float x) { return std::abs(x) > 4000; });
+        ASSERT_NE(first, trace + 98);
+        EXPECT_LT(*first, 0);
+        EXPECT_LT(*std::min_element(trace, trace + 98), -8000);
+    }
+}
+
+TEST(Scene, GivesSixteenBitCountsThatAreAlwaysTheSame) {
+    Scene scene;
+    scene.lanes = 1, scene.ascans = 20;
+    const Recording recording = Record(scene);
+    EXPECT_EQ(recording.size.bscans, 5);
+    const float* x = recording.data.get();
+    EXPECT_TRUE(std::all_of(x, x + recording.size.Count(),
+                            [](float v) { return v == std::round(v) && v >= -32768 && v <= 32767; }));
+    const auto bytes = static_cast<std::size_t>(recording.size.Count()) * sizeof(float);
+    EXPECT_EQ(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
+    scene.seed = 2;
+    EXPECT_NE(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
+}
+
+TEST(Scene, ItsNoiseHasTheGivenSpread) {
+    Scene scene = OnlyBars({});
+    scene.noise = 100;
+    const Recording recording = Record(scene);
+    double sum = 0, squares = 0;
+    const std::int64_t count = std::int64_t{scene.samples} * scene.ascans;
+    for (std::int64_t i = 0; i < count; ++i) sum += recording.data[i], squares += recording.data[i] * recording.data[i];
+    const double mean = sum / static_cast<double>(count); // that of one pair's offset
+    EXPECT_NEAR(mean, 60, 6 * 100 / std::sqrt(static_cast<double>(count)));
+    EXPECT_NEAR(std::sqrt(squares / static_cast<double>(count) - mean * mean), 100, 1);
+}
