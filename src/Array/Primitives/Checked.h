@@ -98,10 +98,15 @@ inline void CheckTransformRange(const Ipp32f* src, int len, const char* message)
     Require(!(min < -kTransformRange || max > kTransformRange), message);
 }
 
-/// Refuses a len above 1024 and values out of range with status -2.
+/// Refuses a len above 1024 with status -2.
+inline void CheckHilbertLength(int len) {
+    Require(len <= kLongestHilbert, "IPP::Exception::ippsHilbert_outOfRange32f");
+}
+
+/// Refuses values out of range and a len above 1024 with status -2.
 inline void CheckHilbertRange(const Ipp32f* src, int len) {
     CheckTransformRange(src, len, "IPP::Exception::ippsHilbert_outOfRange32f");
-    Require(len <= kLongestHilbert, "IPP::Exception::ippsHilbert_outOfRange32f");
+    CheckHilbertLength(len);
 }
 
 /// Analytic signal of len floats, within the range above.

@@ -223,7 +223,7 @@ struct FftPlan::Run {
 
 std::shared_ptr<const FftPlan> FftPlan::Get(Index n) {
     constexpr std::size_t kKept = 64;
-    constexpr Index kLongestKept = 1 << 16; // so that the tables kept stay below about 64 MiB
+    constexpr Index kLongestKept = 1 << 14; // so that the tables kept stay below about 32 MiB
     static std::mutex mutex;
     static std::list<std::shared_ptr<const FftPlan>> recent;
     const auto find = [n]() -> std::shared_ptr<const FftPlan> {

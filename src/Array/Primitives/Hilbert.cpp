@@ -47,18 +47,22 @@ IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_3
 
 Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state) {
     const Index perElement = 2 * Simd::kMaxLanes;
-    return perElement * (2 * Index(state->length) + 4) + (state->plan ? state->plan->WorkSize() : 0);
+    return perElement * (2 * Index(state->length) + 5) + (state->plan ? state->plan->WorkSize() : 0);
 }
 
 IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
-                           const IppsHilbertSpec_32f32fc* state, float* work) {
+                           const IppsHilbertSpec_32f32fc* state, float* work, float* largest) {
     if (const IppStatus bad = CheckPointers(src, dst, state, work)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     if (const IppStatus bad = CheckLength(rows)) return bad;
     const Index len = state->length;
     if (len < 3) { // no frequency between the mean and Nyquist's
-        for (Index y = 0; y < rows; ++y)
-            for (Index i = 0; i < len; ++i) dst[y * dstStep + i] = std::abs(src[y * srcStep + i]);
+        for (Index y = 0; y < rows; ++y) {
+            const float* row = src + y * srcStep;
+            const float first = std::abs(row[0]), last = std::abs(row[len - 1]);
+            dst[y * dstStep] = first, dst[y * dstStep + len - 1] = last;
+            if (largest) largest[y] = std::isnan(first) || first > last ? first : last;
+        }
         return ippStsNoErr;
     }
     if (!state->plan) return ippStsSizeErr;
@@ -66,7 +70,8 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
     const Index lanes = kernels.lanes, stride = 2 * lanes, rowBytes = sizeof(float);
     float* signal = work;
     float* hilbert = signal + stride * len;
-    float* factors = hilbert + stride * len;
+    float* most = hilbert + stride * len;
+    float* factors = most + stride;
     float* undo = factors + stride;
     float* offsets = undo + stride; // of the imaginary parts, then of the real ones: even elements, odd elements
     float* planWork = offsets + 2 * stride;
@@ -82,11 +87,13 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
             const int count = int(std::clamp(rows - first, Index(0), lanes));
             const float* from = src + std::min(first, Index(rows) - 1) * srcStep;
             float* to = signal + part * lanes;
-            kernels.levels(from, srcStep * rowBytes, count, len, factors + part * lanes, undo + part * lanes);
+            kernels.levels(from, srcStep * rowBytes, count, len, most + part * lanes, factors + part * lanes,
+                           undo + part * lanes);
             kernels.loadScaledRows(from, srcStep * rowBytes, count, len, factors + part * lanes, to, stride);
             for (Index l = 0; l < count; ++l) // a broken row must not reach its partner
                 for (Index k = 0; std::isnan(undo[part * lanes + l]) && k < len; ++k) to[k * stride + l] = 0.f;
         }
+        if (largest) std::copy_n(most, std::min(stride, rows - y), largest + y);
         const LaneTarget spectrum{hilbert, hilbert + lanes, stride};
         const LaneSource positive{hilbert, hilbert + lanes, stride, (len + 1) / 2};
         state->plan->Forward({signal, signal + lanes, stride}, spectrum, planWork);
@@ -98,13 +105,8 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
             hilbert[l] = 0.f;
         }
         state->plan->Inverse(positive, spectrum, planWork, 2 * scale);
-        for (int part = 0; part < 2; ++part) {
-            const Index first = y + part * lanes;
-            if (first >= rows) break;
-            const Index own = part * lanes, other = lanes - own;
-            kernels.storeEnvelopes(signal + own, signal + other, hilbert + other, offsets + part * stride, undo + own,
-                                   int(std::min(lanes, rows - first)), len, dst + first * dstStep, dstStep * rowBytes);
-        }
+        kernels.storeEnvelopes(signal, hilbert, offsets, undo, int(std::min(stride, rows - y)), len, dst + y * dstStep,
+                               dstStep * rowBytes);
     }
     return ippStsNoErr;
 }

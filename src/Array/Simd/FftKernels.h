@@ -80,17 +80,19 @@ struct FftKernels {
     /// become the conjugates, all others 0.
     void (*joinPair)(const float* halves, Index last, Index n, float* z);
 
-    /// The magnitude of a row as a power of two, its reciprocal in `factors` and itself in `undo`; rows as for
-    /// loadRows, W values each. A row of zeros gets undo 0, a row with a NaN or an infinity undo NaN.
-    void (*levels)(const void* src, Index srcStep, int rows, Index count, float* factors, float* undo);
+    /// The largest magnitude of a row (NaN if one is in it), its power of two in `undo` and the reciprocal in
+    /// `factors`; rows as for loadRows, W values each. A row of zeros gets undo 0, a row with a NaN or an infinity undo
+    /// NaN.
+    void (*levels)(const void* src, Index srcStep, int rows, Index count, float* largest, float* factors, float* undo);
     /// loadRows, each row times its factor.
     void (*loadScaledRows)(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
                            Index dstStride);
-    /// Envelopes of W rows x, which ride as one part of complex signals and have h as the other part of
-    /// the analytic signals: sqrt(x^2 + (h - other + offset)^2) * undo to rows, `other` the signals' other part, the
-    /// offset W values for even k and W for odd ones. x, other and h are lane form with stride 2 W.
-    void (*storeEnvelopes)(const float* x, const float* other, const float* h, const float* offsets, const float* undo,
-                           int rows, Index count, void* dst, Index dstStep);
+    /// Envelopes of up to 2 W rows, the first W of them the real parts x of `signal`, the others its imaginary parts,
+    /// from lane blocks: sqrt(x^2 + (h - other + offset)^2) * undo, `other` the other part of the signal, h that of
+    /// `hilbert`. Offsets are W values for even elements and W for odd ones of the first rows, then those of the
+    /// others.
+    void (*storeEnvelopes)(const float* signal, const float* hilbert, const float* offsets, const float* undo, int rows,
+                           Index count, void* dst, Index dstStep);
 };
 
 extern const FftKernels fftKernelsBaseline;

@@ -529,7 +529,7 @@ void JoinPair(const float* halves, Index last, Index n, float* z) {
 
 // --- Envelopes ----------------------------------------------------------------------------------------------------
 
-void Levels(const void* src, Index srcStep, int rows, Index count, float* factors, float* undo) {
+void Levels(const void* src, Index srcStep, int rows, Index count, float* largest, float* factors, float* undo) {
     // Of a float, the exponent bits are a power of two, and 254 less the exponent is its reciprocal. The ends are
     // clamped to what has both: rows near the largest float come out below 4, subnormal ones as they can.
     constexpr int exponent = 0x7f800000, magnitude = 0x7fffffff, lowest = 0x00800000, highest = 0x7e800000;
@@ -541,38 +541,44 @@ void Levels(const void* src, Index srcStep, int rows, Index count, float* factor
             const VI bits = reinterpret_cast<VI>(Load(row + k)) & magnitude;
             most = bits > most ? bits : most;
         }
-        int largest = 0;
-        for (int l = 0; l < W; ++l) largest = most[l] > largest ? most[l] : largest;
+        int bits = 0;
+        for (int l = 0; l < W; ++l) bits = most[l] > bits ? most[l] : bits;
         for (; r < rows && k < count; ++k) {
-            int bits;
-            __builtin_memcpy(&bits, row + k, sizeof bits);
-            largest = (bits & magnitude) > largest ? bits & magnitude : largest;
+            int value;
+            __builtin_memcpy(&value, row + k, sizeof value);
+            bits = (value & magnitude) > bits ? value & magnitude : bits;
         }
-        int power = largest & exponent;
+        int power = bits & exponent;
         power = power < lowest ? lowest : power > highest ? highest : power;
         const int factor = 0x7f000000 - power, quietNan = 0x7fc00000;
-        const int back = largest >= exponent ? quietNan : largest == 0 ? 0 : power;
+        const int back = bits >= exponent ? quietNan : bits == 0 ? 0 : power;
+        __builtin_memcpy(largest + r, &bits, sizeof bits);
         __builtin_memcpy(factors + r, &factor, sizeof factor);
         __builtin_memcpy(undo + r, &back, sizeof back);
     }
 }
 
-void StoreEnvelopes(const float* x, const float* other, const float* h, const float* offsets, const float* undo,
-                    int rows, Index count, void* dst, Index dstStep) {
+void StoreEnvelopes(const float* signal, const float* hilbert, const float* offsets, const float* undo, int rows,
+                    Index count, void* dst, Index dstStep) {
+    constexpr Index run = kRun / 2; // of both blocks
     const auto root = [](Row v) TZM_UNROLLED {
         for (int l = 0; l < T; ++l) v[l] = __builtin_sqrtf(v[l]);
         return v;
     };
-    for (Index first = 0; first < count; first += kRun)
+    for (Index first = 0; first < count; first += run)
         for (int r = 0; r < rows; r += T) {
-            const Index from = 2 * W * first + r;
-            const Row even = LoadRow(offsets + r), odd = LoadRow(offsets + W + r), back = LoadRow(undo + r);
-            StoreTiles(int(Least(rows - r, T)), Least(count - first, kRun), At(dst, r * dstStep) + first, dstStep,
+            const int lane = r % W, other = r < W ? lane + W : lane;
+            const float* own = signal + 2 * W * first + r;
+            const float* otherPart = signal + 2 * W * first + other;
+            const float* analytic = hilbert + 2 * W * first + other;
+            const float* offset = offsets + r / W * 2 * W + lane;
+            const Row even = LoadRow(offset), odd = LoadRow(offset + W), back = LoadRow(undo + r);
+            StoreTiles(int(Least(rows - r, T)), Least(count - first, run), At(dst, r * dstStep) + first, dstStep,
                        [&](Index k, int place) TZM_UNROLLED {
-                           const Index at = from + 2 * W * k;
-                           const Row re = LoadRow(x + at);
-                           const Row im = LoadRow(h + at) - LoadRow(other + at) + (place % 2 ? odd : even);
-                           return root(re * re + im * im) * back;
+                           const Index at = 2 * W * k;
+                           const Row x = LoadRow(own + at);
+                           const Row h = LoadRow(analytic + at) - LoadRow(otherPart + at) + (place % 2 ? odd : even);
+                           return root(x * x + h * h) * back;
                        });
         }
 }
