@@ -20,29 +20,34 @@ const float AlgoBistaticCorrection::defaultAntennaOffset = 0.0461f;
 AlgoParamBistaticCorrection::AlgoParamBistaticCorrection()
     : AlgoParamBistaticCorrection(true, 1, AlgoBistaticCorrection::defaultTimeZero,
                                   AlgoBistaticCorrection::defaultPermittivity,
-                                  AlgoBistaticCorrection::defaultAntennaOffset) {
-}
+                                  AlgoBistaticCorrection::defaultAntennaOffset) {}
 
 AlgoParamBistaticCorrection::AlgoParamBistaticCorrection(bool logging, int level, int timeZeroSamples,
                                                          float groundPermittivity, float offset)
     : AlgoParamBase(logging, level), timeZero(timeZeroSamples, &prmListener),
-      permittivity(groundPermittivity, &prmListener), antennaOffset(offset, &prmListener) {
+      permittivity(groundPermittivity, &prmListener), antennaOffset(offset, &prmListener) {}
+
+AlgoBistaticCorrection::AlgoBistaticCorrection(const std::string& name) : Algo(name) {}
+
+namespace {
+
+const std::vector<JsonSection<AlgoParamBistaticCorrection>>& Sections() {
+    using P = AlgoParamBistaticCorrection;
+    static const std::vector<JsonSection<P>> sections{
+        {{"Global"}, {Integral("TimeZero", &P::timeZero), Real("Permittivity", &P::permittivity)}},
+        {{kOwnSection}, {Real("AntennaOffset", &P::antennaOffset)}}};
+    return sections;
 }
 
-AlgoBistaticCorrection::AlgoBistaticCorrection(const std::string& name) : Algo(name) {
-}
+} // namespace
 
 void AlgoBistaticCorrection::ParseParamsFromJsonConfig() {
-    using P = AlgoParamBistaticCorrection;
-    static const JsonKey<P> globalKeys[] = {
-        Integral(jPrmNameTimeZero.c_str(), &P::timeZero),
-        Real(jPrmNamePermittivity.c_str(), &P::permittivity),
-    };
-    static const JsonKey<P> keys[] = {Real("AntennaOffset", &P::antennaOffset)};
-    ReadDocument("AlgoBistaticCorrection::ParseParamsFromJsonConfig", [&](const Json::Value& root) {
-        ReadKeys(Member(root, jObjNameGlobal), globalKeys, params);
-        ReadKeys(Member(root, name), keys, params);
-    });
+    ReadDocument("AlgoBistaticCorrection::ParseParamsFromJsonConfig",
+                 [&](const Json::Value& root) { ReadSections(root, name, Sections(), params); });
+}
+
+std::vector<JsonKeyInfo> AlgoBistaticCorrection::DescribeKeys() const {
+    return TZM::DescribeKeys(name, Sections(), AlgoParamBistaticCorrection());
 }
 
 namespace {

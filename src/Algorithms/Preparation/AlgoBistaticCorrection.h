@@ -1,6 +1,9 @@
 #pragma once
 
+#include <vector>
+
 #include "Framework/Algo.h"
+#include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
 
@@ -34,6 +37,9 @@ public:
     explicit AlgoBistaticCorrection(const std::string& name = "BistaticCorrection");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
     void ParseParamsFromJsonConfig() override;
+
+    /// The keys that ParseParamsFromJsonConfig reads, with their defaults.
+    std::vector<JsonKeyInfo> DescribeKeys() const;
 };
 
 } // namespace TZM

@@ -17,26 +17,36 @@ const bool AlgoBistaticReplacement::defaultEnabled = false;
 AlgoParamBistaticReplacement::AlgoParamBistaticReplacement()
     : AlgoParamBistaticReplacement(true, 1, AlgoBistaticReplacement::defaultReplaceHeight,
                                    AlgoBistaticReplacement::defaultCrossfadeLen,
-                                   AlgoBistaticReplacement::defaultEnabled) {
-}
+                                   AlgoBistaticReplacement::defaultEnabled) {}
 
 AlgoParamBistaticReplacement::AlgoParamBistaticReplacement(bool logging, int level, int height, int fadeLen, bool on)
     : AlgoParamBase(logging, level), replaceHeight(height, &prmListener), crossfadeLen(fadeLen, &prmListener),
-      enabled(on, &prmListener) {
+      enabled(on, &prmListener) {}
+
+AlgoBistaticReplacement::AlgoBistaticReplacement(const std::string& name) : Algo(name) {}
+
+namespace {
+
+const std::vector<JsonSection<AlgoParamBistaticReplacement>>& Sections() {
+    using P = AlgoParamBistaticReplacement;
+    static const std::vector<JsonSection<P>> sections{{{kOwnSection},
+                                                       {
+                                                           Integral("ReplaceHeight", &P::replaceHeight),
+                                                           Integral("CrossfadeLen", &P::crossfadeLen),
+                                                           Boolean("Enabled", &P::enabled),
+                                                       }}};
+    return sections;
 }
 
-AlgoBistaticReplacement::AlgoBistaticReplacement(const std::string& name) : Algo(name) {
-}
+} // namespace
 
 void AlgoBistaticReplacement::ParseParamsFromJsonConfig() {
-    using P = AlgoParamBistaticReplacement;
-    static const JsonKey<P> keys[] = {
-        Integral("ReplaceHeight", &P::replaceHeight),
-        Integral("CrossfadeLen", &P::crossfadeLen),
-        Boolean("Enabled", &P::enabled),
-    };
     ReadDocument("AlgoBistaticReplacement::ParseParamsFromJsonConfig",
-                 [&](const Json::Value& root) { ReadKeys(Member(root, name), keys, params); });
+                 [&](const Json::Value& root) { ReadSections(root, name, Sections(), params); });
+}
+
+std::vector<JsonKeyInfo> AlgoBistaticReplacement::DescribeKeys() const {
+    return TZM::DescribeKeys(name, Sections(), AlgoParamBistaticReplacement());
 }
 
 namespace {

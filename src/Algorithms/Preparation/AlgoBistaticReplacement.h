@@ -1,6 +1,9 @@
 #pragma once
 
+#include <vector>
+
 #include "Framework/Algo.h"
+#include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
 
@@ -33,6 +36,9 @@ public:
     explicit AlgoBistaticReplacement(const std::string& name = "BistaticReplacement");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
     void ParseParamsFromJsonConfig() override;
+
+    /// The keys that ParseParamsFromJsonConfig reads, with their defaults.
+    std::vector<JsonKeyInfo> DescribeKeys() const;
 };
 
 } // namespace TZM

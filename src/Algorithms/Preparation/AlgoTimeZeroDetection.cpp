@@ -17,8 +17,7 @@ const int AlgoTimeZeroDetection::defADBitResolution = 16;
 const int AlgoTimeZeroDetection::defNegADCThreshold = -4000;
 const int AlgoTimeZeroDetection::defTimeZeroIndex = 24;
 
-AlgoTimeZeroDetection::AlgoTimeZeroDetection(const std::string& name) : Algo(name) {
-}
+AlgoTimeZeroDetection::AlgoTimeZeroDetection(const std::string& name) : Algo(name) {}
 
 AlgoTimeZeroDetection::InternalAlgoParams::InternalAlgoParams(const AlgoTimeZeroDetection* owner,
                                                               const std::string& config)
@@ -28,42 +27,67 @@ AlgoTimeZeroDetection::InternalAlgoParams::InternalAlgoParams(const AlgoTimeZero
 
 namespace {
 
-bool IsTrue(const Json::Value& options, const char* key) {
-    const Json::Value* value = FindValue(options, key);
-    return value && value->type() == Json::booleanValue && value->asBool();
+/// What the document may say. Each bistatic channel has the offsets of both directions.
+struct Keys {
+    bool useTX1RX2 = false;
+    bool useTX3RX2 = false;
+    int adBitResolution = AlgoTimeZeroDetection::defADBitResolution;
+    int tx1rx1 = -3;
+    int tx1rx2 = -2, tx2rx1 = -2;
+    int tx2rx2 = -3;
+    int tx2rx3 = -2, tx3rx2 = -2;
+    int tx3rx3 = -3;
+    int defaultTimeZeroIndex = AlgoTimeZeroDetection::defTimeZeroIndex;
+    bool detailedLogging = false;
+    int negAdcThreshold = AlgoTimeZeroDetection::defNegADCThreshold;
+};
+
+const std::vector<JsonSection<Keys>>& Sections() {
+    static const std::vector<JsonSection<Keys>> sections{
+        {{"Global", "BistaticOptions"},
+         {
+             Boolean("UseTX1RX2", &Keys::useTX1RX2),
+             Boolean("UseTX3RX2", &Keys::useTX3RX2),
+         }},
+        {{"Global"}, {Integer("ADBitResolution", &Keys::adBitResolution, 14, 32)}},
+        {{kOwnSection, "ChannelOffsets"},
+         {
+             Integer("TX1RX1", &Keys::tx1rx1),
+             Integer("TX1RX2", &Keys::tx1rx2),
+             Integer("TX2RX1", &Keys::tx2rx1),
+             Integer("TX2RX2", &Keys::tx2rx2),
+             Integer("TX2RX3", &Keys::tx2rx3),
+             Integer("TX3RX2", &Keys::tx3rx2),
+             Integer("TX3RX3", &Keys::tx3rx3),
+             Integer("DefaultTimeZeroIndex", &Keys::defaultTimeZeroIndex),
+         }},
+        {{kOwnSection},
+         {
+             Boolean("DetailedLogging", &Keys::detailedLogging),
+             Integer("NegADCThreshold", &Keys::negAdcThreshold),
+         }}};
+    return sections;
 }
 
 } // namespace
 
 void AlgoTimeZeroDetection::InternalAlgoParams::Parse() {
-    using P = InternalAlgoParams;
-    static const JsonKey<P> globalKeys[] = {Integer("ADBitResolution", &P::adBitResolution, 14, 32)};
-    static const JsonKey<P> offsetKeys[] = {Integer("DefaultTimeZeroIndex", &P::defaultTimeZeroIndex)};
-    static const JsonKey<P> keys[] = {
-        Boolean("DetailedLogging", &P::detailedLogging),
-        Integer("NegADCThreshold", &P::negAdcThreshold),
-    };
-    ReadDocument("AlgoTimeZeroDetection::InternalAlgoParams::Parse", [&](const Json::Value& root) {
-        const Json::Value& global = Member(root, jObjNameGlobal);
-        const Json::Value& section = Member(root, algo->name);
-        const Json::Value& offsets = Member(section, "ChannelOffsets");
-        const Json::Value& directions = Member(global, "BistaticOptions");
-
-        ReadKeys(global, globalKeys, *this);
-        const char* const channels[] = {"TX1RX1", IsTrue(directions, "UseTX1RX2") ? "TX1RX2" : "TX2RX1", "TX2RX2",
-                                        IsTrue(directions, "UseTX3RX2") ? "TX3RX2" : "TX2RX3", "TX3RX3"};
-        for (std::size_t slot = 0; slot < channelOffsets.size(); ++slot) {
-            const Json::Value* value = FindValue(offsets, channels[slot]);
-            if (value && IsOfKind(*value, JsonKind::Integer)) channelOffsets[slot] = AsInt(value);
-        }
-        ReadKeys(offsets, offsetKeys, *this);
-        ReadKeys(section, keys, *this);
-    });
+    Keys keys;
+    ReadDocument("AlgoTimeZeroDetection::InternalAlgoParams::Parse",
+                 [&](const Json::Value& root) { ReadSections(root, algo->name, Sections(), keys); });
+    channelOffsets = {keys.tx1rx1, keys.useTX1RX2 ? keys.tx1rx2 : keys.tx2rx1, keys.tx2rx2,
+                      keys.useTX3RX2 ? keys.tx3rx2 : keys.tx2rx3, keys.tx3rx3};
+    detailedLogging = keys.detailedLogging;
+    adBitResolution = keys.adBitResolution;
+    negAdcThreshold = keys.negAdcThreshold;
+    defaultTimeZeroIndex = keys.defaultTimeZeroIndex;
 }
 
-void AlgoTimeZeroDetection::RefreshInternalAlgoParams() const {
-    internalAlgoParams.Rebuild(this, jsonConfig);
+std::vector<JsonKeyInfo> AlgoTimeZeroDetection::DescribeKeys() const {
+    return TZM::DescribeKeys(name, Sections(), Keys());
 }
+
+void AlgoTimeZeroDetection::RefreshInternalAlgoParams() const { internalAlgoParams.Rebuild(this, jsonConfig); }
 
 namespace {
 

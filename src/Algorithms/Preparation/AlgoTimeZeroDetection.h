@@ -4,6 +4,7 @@
 
 #include "Framework/Algo.h"
 #include "Framework/AlgoJsonParamsBase.h"
+#include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
 
@@ -37,12 +38,11 @@ public:
         InternalAlgoParams(const AlgoTimeZeroDetection* algo, const std::string& config);
         void Parse() override;
 
-        std::vector<int> channelOffsets{-3, -2, -3, -2,
-                                        -3};         ///< samples added to the raw index, slot i % 5 for B-scan i
-        bool detailedLogging = false;                ///< second condition of the log line
-        int adBitResolution = defADBitResolution;    ///< width of the digitiser in bits, 14 .. 32
-        int negAdcThreshold = defNegADCThreshold;    ///< in counts; its sign doesn't matter
-        int defaultTimeZeroIndex = defTimeZeroIndex; ///< raw index of a monostatic B-scan without a detection
+        std::vector<int> channelOffsets; ///< added to the raw index, slot i % 5 for B-scan i; -3, -2, -3, -2, -3
+        bool detailedLogging;            ///< second condition of the log line
+        int adBitResolution;             ///< width of the digitiser in bits, 14 .. 32
+        int negAdcThreshold;             ///< in counts; its sign doesn't matter
+        int defaultTimeZeroIndex;        ///< raw index of a monostatic B-scan without a detection
     };
 
     explicit AlgoTimeZeroDetection(const std::string& name = "TimeZeroDetection");
@@ -51,6 +51,9 @@ public:
     /// The outProps of the last Execute with the samples that hold data in every B-scan, samples - largest shift. The
     /// output block keeps its layout. Valid until the next Execute.
     const ImageProps& GetNewOutProps() const { return newOutProps; }
+
+    /// The keys of the section and those of "Global" that count here, with their defaults.
+    std::vector<JsonKeyInfo> DescribeKeys() const;
 
 protected:
     InternalAlgoParams* const& GetInternalAlgoParams() const { return internalAlgoParams.Get(); }
