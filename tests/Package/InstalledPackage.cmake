@@ -1,6 +1,6 @@
 # Installs the build in BUILD into a scratch prefix, then configures, builds and runs the example in EXAMPLE against it, as a
 # host's developer would.
-set(scratch ${BUILD}/tests/installed-package)
+set(scratch ${BUILD}/tests/installed-package/${PROGRAM})
 file(REMOVE_RECURSE ${scratch})
 
 function(run)
