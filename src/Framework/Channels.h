@@ -11,8 +11,6 @@ TZM_EXPORT int GetChannelCount(int bscanCount);
 
 /// Whether a B-scan is of a bistatic channel. Its neighbours on both sides then exist and are monostatic, since the
 /// channel counts are odd.
-inline bool IsBistatic(int bscan, int channelCount) {
-    return bscan % channelCount % 2 == 1;
-}
+inline bool IsBistatic(int bscan, int channelCount) { return bscan % channelCount % 2 == 1; }
 
 } // namespace TZM

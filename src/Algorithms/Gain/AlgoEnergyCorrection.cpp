@@ -1,6 +1,8 @@
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "Array/Simd/Dispatch.h"
@@ -11,15 +13,21 @@
 
 namespace TZM {
 
-AlgoEnergyCorrection::AlgoEnergyCorrection(const std::string& name) : Algo(name) {
-}
+AlgoEnergyCorrection::AlgoEnergyCorrection(const std::string& name) : Algo(name) {}
 
 namespace {
 
-// A-scan by A-scan, in the same order on any number of threads.
-double Energy(const IPP::Array2D<float>& bscan) {
+double Energy(const IPP::Array<float>& samples) { return IPP::Simd::Active().sumOfSquares(samples.data, samples.size); }
+
+// Piece by piece, so that a piece comes from memory once.
+double CopyWithEnergy(const IPP::Array<float>& src, const IPP::Array<float>& dst) {
     double energy = 0.;
-    for (int y = 0; y < bscan.dim1; ++y) energy += IPP::Simd::Active().sumOfSquares(bscan.Row(y).data, bscan.dim0);
+    for (std::int64_t start = 0; start < src.size; start += kWorthStreaming) {
+        const int first = static_cast<int>(start), count = std::min(kWorthStreaming, src.size - first);
+        const auto piece = src.SubArray(first, count);
+        energy += Energy(piece);
+        StreamCopy(piece, dst.SubArray(first, count));
+    }
     return energy;
 }
 
@@ -34,10 +42,12 @@ void AlgoEnergyCorrection::Execute(const float* in, const ImageProps& inProps, f
 
         std::vector<double> energy(static_cast<std::size_t>(src.dim2));
         double* const E = energy.data();
-        ParallelFor(src.dim2, [&](int i) { E[i] = Energy(src.Slice(i)); });
         ParallelFor(dst.dim2, [&](int i) {
-            if (!IsBistatic(i, channels) || E[i] == 0.) return StreamCopy(src.Slice(i), dst.Slice(i));
-            const double factor = std::sqrt((E[i - 1] + E[i + 1]) / (2. * E[i]));
+            E[i] = IsBistatic(i, channels) ? Energy(src.Slice(i)) : CopyWithEnergy(src.Slice(i), dst.Slice(i));
+        });
+        ParallelFor(dst.dim2, [&](int i) {
+            if (!IsBistatic(i, channels)) return;
+            const double factor = E[i] == 0. ? 1. : std::sqrt((E[i - 1] + E[i + 1]) / (2. * E[i]));
             StreamScaled(src.Slice(i), static_cast<float>(factor), dst.Slice(i));
         });
     });

@@ -130,19 +130,29 @@ int MaxInt(const int* src, int len) {
     return highest;
 }
 
-// Several sums side by side hide the latency of an addition.
-double Sum(const float* src, int len) {
+// The sum of what the operation makes of the elements. Several sums side by side hide the latency of an addition.
+template <class Operation>
+double SumOf(const float* src, int len, const Operation& operation) {
     constexpr int kSums = 4;
     Doubles sums[kSums] = {};
     int i = 0;
     for (; i + kSums * kLanes <= len; i += kSums * kLanes)
         for (int k = 0; k < kSums; ++k)
-            sums[k] += __builtin_convertvector(*reinterpret_cast<const Floats*>(src + i + k * kLanes), Doubles);
+            sums[k] +=
+                operation(__builtin_convertvector(*reinterpret_cast<const Floats*>(src + i + k * kLanes), Doubles));
     const Doubles all = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     double sum = 0.;
     for (int l = 0; l < kLanes; ++l) sum += all[l];
-    for (; i < len; ++i) sum += src[i];
+    for (; i < len; ++i) sum += operation(static_cast<double>(src[i]));
     return sum;
+}
+
+double Sum(const float* src, int len) {
+    return SumOf(src, len, [](auto x) { return x; });
+}
+
+double SumOfSquares(const float* src, int len) {
+    return SumOf(src, len, [](auto x) { return x * x; });
 }
 
 void Sub(const float* src, float value, float* dst, int len) {
@@ -152,9 +162,7 @@ void Sub(const float* src, float value, float* dst, int len) {
 
 typedef float Four __attribute__((vector_size(16), aligned(4), may_alias));
 
-Four Load(const float* p) {
-    return *reinterpret_cast<const Four*>(p);
-}
+Four Load(const float* p) { return *reinterpret_cast<const Four*>(p); }
 
 // The sums of the elements of a, b, c and d.
 Four Sums(Four a, Four b, Four c, Four d) {
@@ -213,25 +221,6 @@ void Correlate(const double* signal, const double* taps, int tapCount, double* s
                 run[r] += taps[j] * *reinterpret_cast<const Doubles*>(window + r * kLanes);
         for (int r = 0; r < kRegisters; ++r) *reinterpret_cast<Doubles*>(sums + i + r * kLanes) = run[r];
     }
-}
-
-typedef float HalfFloats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
-
-// In as many registers as hide the latency of an addition, which the compiler leaves at one.
-double SumOfSquares(const float* src, int len) {
-    constexpr int kRegisters = 8;
-    Doubles sums[kRegisters] = {};
-    int i = 0;
-    for (; i + kRegisters * kLanes <= len; i += kRegisters * kLanes)
-        for (int r = 0; r < kRegisters; ++r) {
-            const auto x = __builtin_convertvector(*reinterpret_cast<const HalfFloats*>(src + i + r * kLanes), Doubles);
-            sums[r] += x * x;
-        }
-    double sum = 0.;
-    for (; i < len; ++i) sum += static_cast<double>(src[i]) * src[i];
-    for (int r = 1; r < kRegisters; ++r) sums[0] += sums[r];
-    for (int lane = 0; lane < kLanes; ++lane) sum += sums[0][lane];
-    return sum;
 }
 
 void Interpolate(const float* src, const float* weights, float* dst, int len) {

@@ -5,9 +5,9 @@
 
 namespace TZM {
 
-/// B-scans from here on (512 KiB) are written past the caches: nobody reads them soon, and a cached store would first
+/// Runs from here on (256 KiB) are written past the caches: nobody reads them soon, and a cached store would first
 /// fetch the line that it overwrites, half as much traffic again.
-constexpr int kWorthStreaming = 128 << 10;
+constexpr int kWorthStreaming = 64 << 10;
 
 /// Copies a B-scan, or a run of one, into the output block. Sizes are equal; the areas don't overlap.
 inline void StreamCopy(const IPP::Array<float>& src, IPP::Array<float>&& dst) {
