@@ -10,13 +10,6 @@
 #include <cmath>
 #include <memory>
 
-#ifdef __SANITIZE_ADDRESS__
-/// The tables that fontconfig keeps until the process ends aren't a leak of ours.
-extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:libfontconfig";
-}
-#endif
-
 namespace tzmchain {
 
 namespace {
