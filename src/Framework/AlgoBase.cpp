@@ -4,8 +4,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "Framework/Logger.h"
 #include "Framework/private/JsonDocument.h"
+#include "Framework/private/RegionLog.h"
 
 namespace TZM {
 
@@ -31,7 +31,7 @@ bool Parses(const std::string& text, const std::string& headline) {
     Json::Value root;
     std::string errors;
     if (ReadJson(text, root, &errors)) return true;
-    Logger::GetInstance()->LogError(ParseFailure(headline, errors).c_str());
+    LogErrorFromRegion(ParseFailure(headline, errors));
     return false;
 }
 
@@ -49,27 +49,17 @@ bool SetDocument(std::string& document, const std::string& text, const char* hea
 
 AlgoBase::~AlgoBase() = default;
 
-void AlgoBase::Execute(const float*, const ImageProps&, float*, const ImageProps&) const {
-}
+void AlgoBase::Execute(const float*, const ImageProps&, float*, const ImageProps&) const {}
 
-ImageProps AlgoBase::GetAdjustedImageDimensions(const ImageProps& props) const {
-    return props;
-}
+ImageProps AlgoBase::GetAdjustedImageDimensions(const ImageProps& props) const { return props; }
 
-void AlgoBase::ParseParamsFromJsonConfig() {
-}
+void AlgoBase::ParseParamsFromJsonConfig() {}
 
-const std::string& AlgoBase::GetConfigString() {
-    return jsonConfig;
-}
+const std::string& AlgoBase::GetConfigString() { return jsonConfig; }
 
-const std::string& AlgoBase::GetCalibrationString() {
-    return jsonCalibration;
-}
+const std::string& AlgoBase::GetCalibrationString() { return jsonCalibration; }
 
-AlgoGlobalSettings& AlgoBase::GetGlobalSettings() {
-    return globalSettings;
-}
+AlgoGlobalSettings& AlgoBase::GetGlobalSettings() { return globalSettings; }
 
 bool AlgoBase::SetConfigString(const std::string& text) {
     return SetDocument(jsonConfig, text, "Failed to parse config string:");
@@ -118,7 +108,7 @@ bool AlgoBase::ParseActiveOverlays(std::string overlaysJson, std::vector<Overlay
         message = std::string("AlgoBase::ParseOverlays: JSON Exception - ") + failure.what();
     }
     if (message.empty()) return true;
-    Logger::GetInstance()->LogError(message.c_str());
+    LogErrorFromRegion(message);
     return false;
 }
 

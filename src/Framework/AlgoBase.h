@@ -20,6 +20,9 @@ struct TZM_EXPORT AlgoGlobalSettings {
 /// document override them (ParseParamsFromJsonConfig), allocates an output block of GetAdjustedImageDimensions and
 /// calls Execute, any number of times. An object runs one Execute at a time; different objects may run at once. Nothing
 /// guards the static values: they are written while no Execute runs.
+///
+/// Setting or reading a document makes the numeric locale of the process the plain one for a moment: no other thread of
+/// the host formats numbers or changes a locale meanwhile.
 class TZM_EXPORT AlgoBase {
 public:
     /// One layer above the surveyed medium.
@@ -43,7 +46,8 @@ public:
     virtual ImageProps GetAdjustedImageDimensions(const ImageProps& props) const;
 
     /// Lets the configuration document override the parameters, key by key, where a key is present and of the right
-    /// type. Without a document, or with one that doesn't parse, nothing changes. Here it does nothing.
+    /// type. Without a document, or with one that doesn't parse, nothing changes. std::bad_alloc if memory is out.
+    /// Here it does nothing.
     virtual void ParseParamsFromJsonConfig();
 
     /// Makes text the configuration (or calibration) document. An empty text, or one that doesn't parse, gives false
@@ -63,8 +67,9 @@ public:
 
 protected:
     /// Turns the JSON text of an array into the layers that aren't switched off by "Enabled": false; an empty text
-    /// gives none. A missing name is empty, a missing number 0. False, with an entry in the log, for a text that
-    /// isn't an array of layers; those before a faulty one then stay in the vector.
+    /// gives none. A missing name is empty, a missing number 0; an element that isn't an object is a layer without
+    /// values. False, with an entry in the log, for a text that doesn't parse or is neither an array nor null, and for
+    /// a value that can't be converted; the layers before it then stay in the vector. std::bad_alloc if memory is out.
     bool ParseActiveOverlays(std::string overlaysJson, std::vector<Overlay>& overlays) const;
 
     static AlgoGlobalSettings globalSettings;

@@ -27,6 +27,7 @@ std::string LogLine(const char* text) {
     localtime_r(&now, &local);
     const std::locale locale = UserLocale();
     std::ostringstream line;
+    line.imbue(locale); // the facet writes in the locale of the stream that it is given
     line << "Log (";
     std::use_facet<std::time_put<char>>(locale).put(std::ostreambuf_iterator<char>(line), line, ' ', &local, 'X');
     line << "): " << text;
@@ -55,8 +56,6 @@ void Logger::LogError(const char* text) {
     LogText(text);
 }
 
-void Logger::ClearErrorList() {
-    std::deque<std::string>().swap(errorList);
-}
+void Logger::ClearErrorList() { std::deque<std::string>().swap(errorList); }
 
 } // namespace TZM

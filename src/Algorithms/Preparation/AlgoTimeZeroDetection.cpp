@@ -27,56 +27,56 @@ AlgoTimeZeroDetection::InternalAlgoParams::InternalAlgoParams(const AlgoTimeZero
 
 namespace {
 
-/// What the document may say. Each bistatic channel has the offsets of both directions.
+/// What the document may say.
 struct Keys {
     bool useTX1RX2 = false;
     bool useTX3RX2 = false;
     int adBitResolution = AlgoTimeZeroDetection::defADBitResolution;
-    int tx1rx1 = -3;
-    int tx1rx2 = -2, tx2rx1 = -2;
-    int tx2rx2 = -3;
-    int tx2rx3 = -2, tx3rx2 = -2;
-    int tx3rx3 = -3;
+    int tx1rx1 = -3, tx2rx2 = -3, tx3rx3 = -3;
+    int tx1tx2 = -2, tx2tx3 = -2; ///< of the direction in which the bistatic channel was recorded
     int defaultTimeZeroIndex = AlgoTimeZeroDetection::defTimeZeroIndex;
     bool detailedLogging = false;
     int negAdcThreshold = AlgoTimeZeroDetection::defNegADCThreshold;
 };
 
-const std::vector<JsonSection<Keys>>& Sections() {
+const std::vector<JsonSection<Keys>>& Options() {
     static const std::vector<JsonSection<Keys>> sections{
         {{"Global", "BistaticOptions"},
          {
              Boolean("UseTX1RX2", &Keys::useTX1RX2),
              Boolean("UseTX3RX2", &Keys::useTX3RX2),
          }},
-        {{"Global"}, {Integer("ADBitResolution", &Keys::adBitResolution, 14, 32)}},
-        {{kOwnSection, "ChannelOffsets"},
-         {
-             Integer("TX1RX1", &Keys::tx1rx1),
-             Integer("TX1RX2", &Keys::tx1rx2),
-             Integer("TX2RX1", &Keys::tx2rx1),
-             Integer("TX2RX2", &Keys::tx2rx2),
-             Integer("TX2RX3", &Keys::tx2rx3),
-             Integer("TX3RX2", &Keys::tx3rx2),
-             Integer("TX3RX3", &Keys::tx3rx3),
-             Integer("DefaultTimeZeroIndex", &Keys::defaultTimeZeroIndex),
-         }},
-        {{kOwnSection},
-         {
-             Boolean("DetailedLogging", &Keys::detailedLogging),
-             Integer("NegADCThreshold", &Keys::negAdcThreshold),
-         }}};
+        {{"Global"}, {Integer("ADBitResolution", &Keys::adBitResolution, 14, 32)}}};
     return sections;
+}
+
+/// Of the two directions of a bistatic channel only the chosen one is read.
+std::vector<JsonSection<Keys>> Offsets(bool useTX1RX2, bool useTX3RX2) {
+    return {{{kOwnSection, "ChannelOffsets"},
+             {
+                 Integer("TX1RX1", &Keys::tx1rx1),
+                 Integer(useTX1RX2 ? "TX1RX2" : "TX2RX1", &Keys::tx1tx2),
+                 Integer("TX2RX2", &Keys::tx2rx2),
+                 Integer(useTX3RX2 ? "TX3RX2" : "TX2RX3", &Keys::tx2tx3),
+                 Integer("TX3RX3", &Keys::tx3rx3),
+                 Integer("DefaultTimeZeroIndex", &Keys::defaultTimeZeroIndex),
+             }},
+            {{kOwnSection},
+             {
+                 Boolean("DetailedLogging", &Keys::detailedLogging),
+                 Integer("NegADCThreshold", &Keys::negAdcThreshold),
+             }}};
 }
 
 } // namespace
 
 void AlgoTimeZeroDetection::InternalAlgoParams::Parse() {
     Keys keys;
-    ReadDocument("AlgoTimeZeroDetection::InternalAlgoParams::Parse",
-                 [&](const Json::Value& root) { ReadSections(root, algo->name, Sections(), keys); });
-    channelOffsets = {keys.tx1rx1, keys.useTX1RX2 ? keys.tx1rx2 : keys.tx2rx1, keys.tx2rx2,
-                      keys.useTX3RX2 ? keys.tx3rx2 : keys.tx2rx3, keys.tx3rx3};
+    ReadDocument("AlgoTimeZeroDetection::InternalAlgoParams::Parse", [&](const Json::Value& root) {
+        ReadSections(root, algo->name, Options(), keys);
+        ReadSections(root, algo->name, Offsets(keys.useTX1RX2, keys.useTX3RX2), keys);
+    });
+    channelOffsets = {keys.tx1rx1, keys.tx1tx2, keys.tx2rx2, keys.tx2tx3, keys.tx3rx3};
     detailedLogging = keys.detailedLogging;
     adBitResolution = keys.adBitResolution;
     negAdcThreshold = keys.negAdcThreshold;
@@ -84,7 +84,14 @@ void AlgoTimeZeroDetection::InternalAlgoParams::Parse() {
 }
 
 std::vector<JsonKeyInfo> AlgoTimeZeroDetection::DescribeKeys() const {
-    return TZM::DescribeKeys(name, Sections(), Keys());
+    std::vector<JsonKeyInfo> infos = TZM::DescribeKeys(name, Options(), Keys());
+    for (const JsonKeyInfo& info : TZM::DescribeKeys(name, Offsets(false, false), Keys())) {
+        infos.push_back(info);
+        if (info.key != "TX2RX1" && info.key != "TX2RX3") continue;
+        infos.push_back(info);
+        infos.back().key = info.key == "TX2RX1" ? "TX1RX2" : "TX3RX2";
+    }
+    return infos;
 }
 
 void AlgoTimeZeroDetection::RefreshInternalAlgoParams() const { internalAlgoParams.Rebuild(this, jsonConfig); }
@@ -182,7 +189,7 @@ void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, 
         std::string line = "TimeZeroDetection: detected time zero indices (incl. offset): ";
         for (int i = 0; i < src.dim2; ++i)
             line += "ch" + std::to_string(i + 1) + " -> " + std::to_string(shift[i]) + "; ";
-        Logger::GetInstance()->LogText((line + "\n").c_str());
+        LogFromRegion(line + "\n");
     });
 }
 

@@ -34,8 +34,8 @@ inline void RequireIndexable(const ImageProps& props) {
                  "The block has too many elements for its index");
 }
 
-/// View of the caller's output block. Throws like RequireIndexable, and status -8 for a block without memory unless it is
-/// empty.
+/// View of the caller's output block. Throws like RequireIndexable, and status -8 for a block without memory unless it
+/// is empty.
 inline BlockView OutputView(float* out, const ImageProps& props) {
     RequireIndexable(props);
     const bool empty = props.samplesPerAscan == 0 || props.ascansPerBscan == 0 || props.bscanCount == 0;

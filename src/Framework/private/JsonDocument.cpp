@@ -14,8 +14,8 @@
 #include <json/writer.h>
 
 #include "Framework/AlgoBase.h"
-#include "Framework/Logger.h"
 #include "Framework/private/JsonKeys.h"
+#include "Framework/private/RegionLog.h"
 
 namespace TZM {
 
@@ -65,6 +65,24 @@ private:
 
 } // namespace
 
+namespace {
+
+// The reader makes a real number of a whole one beyond 64 bits. It counts as an integer all the same: as the farthest
+// one, which every conversion refuses.
+void RestoreHugeIntegers(const std::string& text, Json::Value& value) {
+    if (value.isArray() || value.isObject()) {
+        for (Json::Value& element : value) RestoreHugeIntegers(text, element);
+    } else if (value.type() == Json::realValue) {
+        const auto start = static_cast<std::size_t>(value.getOffsetStart());
+        const std::string token = text.substr(start, static_cast<std::size_t>(value.getOffsetLimit()) - start);
+        if (token.find_first_of(".eE+") != std::string::npos) return;
+        value =
+            token.front() == '-' ? Json::Value(Json::Value::minLargestInt) : Json::Value(Json::Value::maxLargestUInt);
+    }
+}
+
+} // namespace
+
 // The reader with its successor's interface behind it words its messages differently and takes other defaults.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -75,6 +93,7 @@ bool ReadJson(const std::string& text, Json::Value& root, std::string* errors) {
         Json::Reader reader;
         const bool parsed = reader.parse(text, root);
         if (!parsed && errors) *errors = reader.getFormattedErrorMessages();
+        if (parsed) RestoreHugeIntegers(text, root);
         return parsed;
     } catch (const Json::Exception& failure) { // which isn't a std::runtime_error
         throw std::runtime_error(failure.what());
@@ -100,7 +119,7 @@ void ReadDocument(const char* operation, const std::function<void(const Json::Va
     Json::Value root;
     if (!ParseJsonDocument(AlgoBase::GetConfigString(), root)) return;
     const auto log = [&](const std::exception& failure) {
-        Logger::GetInstance()->LogError((std::string(operation) + ": JSON Exception - " + failure.what()).c_str());
+        LogErrorFromRegion(std::string(operation) + ": JSON Exception - " + failure.what());
     };
     try {
         read(root);
@@ -192,23 +211,11 @@ std::string RealText(T value) {
 
 } // namespace
 
-std::string JsonText(bool value) {
-    return value ? "true" : "false";
-}
-std::string JsonText(int value) {
-    return std::to_string(value);
-}
-std::string JsonText(unsigned value) {
-    return std::to_string(value);
-}
-std::string JsonText(float value) {
-    return RealText(value);
-}
-std::string JsonText(double value) {
-    return RealText(value);
-}
-std::string JsonText(const std::string& value) {
-    return Json::valueToQuotedString(value.c_str());
-}
+std::string JsonText(bool value) { return value ? "true" : "false"; }
+std::string JsonText(int value) { return std::to_string(value); }
+std::string JsonText(unsigned value) { return std::to_string(value); }
+std::string JsonText(float value) { return RealText(value); }
+std::string JsonText(double value) { return RealText(value); }
+std::string JsonText(const std::string& value) { return Json::valueToQuotedString(value.c_str()); }
 
 } // namespace TZM

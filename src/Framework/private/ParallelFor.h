@@ -4,9 +4,8 @@
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <string>
 
-#include "Framework/Logger.h"
+#include "Framework/private/RegionLog.h"
 
 namespace TZM {
 
@@ -73,12 +72,6 @@ void ParallelFor(int count, Maker&& maker, Body&& body) {
             body(i, holder->work);
         };
     });
-}
-
-/// Writes a log line from within a parallel loop.
-inline void LogFromRegion(const std::string& text) {
-#pragma omp critical(TZMLogFromRegion)
-    Logger::GetInstance()->LogText(text.c_str());
 }
 
 } // namespace TZM
