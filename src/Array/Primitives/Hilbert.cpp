@@ -13,10 +13,11 @@ namespace IPP {
 struct IppsHilbertSpec_32f32fc : TransformSpec {
     static constexpr unsigned kMagic = 0x5446484c;
     explicit IppsHilbertSpec_32f32fc(int len)
-        : TransformSpec(kMagic), length(len), transform(len), plan(len <= kLongest ? FftPlan::Get(len) : nullptr) {}
+        : TransformSpec(kMagic), length(len), transform(SingleTransform::Get(len)),
+          plan(len <= kLongest ? FftPlan::Get(len) : nullptr) {}
     static constexpr int kLongest = 1 << 16; // of batches
     int length;
-    SingleTransform transform;
+    std::shared_ptr<const SingleTransform> transform;
     std::shared_ptr<const FftPlan> plan; // of a batch
 };
 
@@ -25,23 +26,21 @@ IppStatus ippsHilbertInitAlloc_32f32fc(IppsHilbertSpec_32f32fc** state, int len,
     return MakeSpec(state, len);
 }
 
-IppStatus ippsHilbertFree_32f32fc(IppsHilbertSpec_32f32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippsHilbertFree_32f32fc(IppsHilbertSpec_32f32fc* state) { return FreeSpec(state); }
 
 IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_32f32fc* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     const int len = state->length;
-    const ThreadWork work(state->transform.WorkSize());
+    const ThreadWork work(state->transform->WorkSize());
     if (!work.Get()) return ippStsMemAllocErr;
     for (int i = 0; i < len; ++i) dst[i] = {src[i], 0.f};
     if (len < 3) return ippStsNoErr;
-    state->transform.Forward(dst, dst, work.Get());
+    state->transform->Forward(dst, dst, work.Get());
     const int half = (len + 1) / 2 - 1; // positive frequencies; the mean and the Nyquist frequency stay as they are
     for (int k = 1; k <= half; ++k) dst[k] = {2 * dst[k].re, 2 * dst[k].im};
     std::fill(dst + len / 2 + 1, dst + len, Ipp32fc{0.f, 0.f});
-    state->transform.Inverse(dst, dst, work.Get(), 1.f / float(len));
+    state->transform->Inverse(dst, dst, work.Get(), 1.f / float(len));
     return ippStsNoErr;
 }
 
