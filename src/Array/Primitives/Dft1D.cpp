@@ -10,15 +10,15 @@ namespace IPP {
 
 struct IppsDFTSpec_C_32fc : TransformSpec {
     static constexpr unsigned kMagic = 0x54464431;
-    IppsDFTSpec_C_32fc(Index n, FlagScale s) : TransformSpec(kMagic), transform(n), scale(s) {}
-    SingleTransform transform;
+    IppsDFTSpec_C_32fc(Index n, FlagScale s) : TransformSpec(kMagic), transform(SingleTransform::Get(n)), scale(s) {}
+    std::shared_ptr<const SingleTransform> transform;
     FlagScale scale;
 };
 
 struct IppsFFTSpec_C_32fc : TransformSpec {
     static constexpr unsigned kMagic = 0x54464631;
-    IppsFFTSpec_C_32fc(Index n, FlagScale s) : TransformSpec(kMagic), transform(n), scale(s) {}
-    SingleTransform transform;
+    IppsFFTSpec_C_32fc(Index n, FlagScale s) : TransformSpec(kMagic), transform(SingleTransform::Get(n)), scale(s) {}
+    std::shared_ptr<const SingleTransform> transform;
     FlagScale scale;
 };
 
@@ -28,9 +28,9 @@ template <class Spec>
 IppStatus Forward(const Ipp32fc* src, Ipp32fc* dst, const Spec* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
-    const ThreadWork work(state->transform.WorkSize());
+    const ThreadWork work(state->transform->WorkSize());
     if (!work.Get()) return ippStsMemAllocErr;
-    state->transform.Forward(src, dst, work.Get(), state->scale.forward);
+    state->transform->Forward(src, dst, work.Get(), state->scale.forward);
     return ippStsNoErr;
 }
 
@@ -38,9 +38,9 @@ template <class Spec>
 IppStatus Inverse(const Ipp32fc* src, Ipp32fc* dst, const Spec* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
-    const ThreadWork work(state->transform.WorkSize());
+    const ThreadWork work(state->transform->WorkSize());
     if (!work.Get()) return ippStsMemAllocErr;
-    state->transform.Inverse(src, dst, work.Get(), state->scale.inverse);
+    state->transform->Inverse(src, dst, work.Get(), state->scale.inverse);
     return ippStsNoErr;
 }
 
@@ -61,9 +61,7 @@ IppStatus ippsDFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSp
     return Inverse(src, dst, state);
 }
 
-IppStatus ippsDFTFree_C_32fc(IppsDFTSpec_C_32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippsDFTFree_C_32fc(IppsDFTSpec_C_32fc* state) { return FreeSpec(state); }
 
 IppStatus ippsFFTInitAlloc_C_32fc(IppsFFTSpec_C_32fc** state, int order, int flag, IppHintAlgorithm) {
     if (const IppStatus bad = CheckPointers(state)) return bad;
@@ -77,9 +75,7 @@ IppStatus ippsFFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsFFTSp
     return Inverse(src, dst, state);
 }
 
-IppStatus ippsFFTFree_C_32fc(IppsFFTSpec_C_32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippsFFTFree_C_32fc(IppsFFTSpec_C_32fc* state) { return FreeSpec(state); }
 
 DftState::DftState(int len, int hint, int flag) {
     IppsDFTSpec_C_32fc* made = nullptr;

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <optional>
+#include <memory>
 
 #include "Array/Primitives/ArgumentChecks.h"
 #include "Array/Primitives/FftPlan.h"
@@ -27,12 +27,12 @@ public:
         if (n <= kLongestInLanes)
             plan = FftPlan::Get(n);
         else
-            single.emplace(n);
+            single = SingleTransform::Get(n);
     }
 
     Index length;
     std::shared_ptr<const FftPlan> plan;
-    std::optional<SingleTransform> single;
+    std::shared_ptr<const SingleTransform> single;
 
     Index WorkSize() const {
         return single ? 2 * length + 16 + single->WorkSize() : 2 * Simd::kMaxLanes * length + plan->WorkSize();
@@ -145,9 +145,7 @@ IppStatus ippiDFTFwd_CToC_32fc_C1R(const Ipp32fc* src, int srcStep, Ipp32fc* dst
     return state->transform.Forward(src, srcStep, dst, dstStep);
 }
 
-IppStatus ippiDFTFree_C_32fc(IppiDFTSpec_C_32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippiDFTFree_C_32fc(IppiDFTSpec_C_32fc* state) { return FreeSpec(state); }
 
 IppStatus ippiFFTInitAlloc_C_32fc(IppiFFTSpec_C_32fc** state, int orderX, int orderY, int flag, IppHintAlgorithm) {
     if (const IppStatus bad = CheckPointers(state)) return bad;
@@ -174,9 +172,7 @@ IppStatus ippiFFTInv_CToC_32fc_C1IR(Ipp32fc* srcDst, int step, const IppiFFTSpec
     return state->transform.Inverse(srcDst, step);
 }
 
-IppStatus ippiFFTFree_C_32fc(IppiFFTSpec_C_32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippiFFTFree_C_32fc(IppiFFTSpec_C_32fc* state) { return FreeSpec(state); }
 
 DftState2D::DftState2D(int width, int height, int hint, int flag) {
     IppiDFTSpec_C_32fc* made = nullptr;

@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <typeindex>
 
 #include "Array/Primitives/Ipps.h"
 #include "Array/Simd/Dispatch.h"
@@ -58,9 +59,7 @@ constexpr double kButterflyCost[] = {0, 0, 16, 30, 36, 66, 78, 112, 96, 160, 180
 /// Radices above are left to a convolution.
 constexpr Index kLargestOdd = 61;
 
-double OddCost(Index p) {
-    return double(p * p) + 12.0 * double(p);
-}
+double OddCost(Index p) { return double(p * p) + 12.0 * double(p); }
 
 /// What a length is made of.
 struct Factors {
@@ -127,9 +126,7 @@ Index ConvolutionLength(Index least) {
     return best;
 }
 
-bool RaderPays(const Factors& factors) {
-    return factors.hardIsPrime && Factors(factors.hard - 1).hard == 1;
-}
+bool RaderPays(const Factors& factors) { return factors.hardIsPrime && Factors(factors.hard - 1).hard == 1; }
 
 Index Generator(Index p) {
     const auto power = [p](Index base, Index exponent) {
@@ -185,9 +182,7 @@ std::vector<float> KernelSpectrum(const std::vector<Complex>& circle) {
 }
 
 /// exp(-pi i k^2 / n), the chirp of Bluestein's convolution.
-Complex Chirp(Index k, Index n) {
-    return Turn(k * k % (2 * n), 2 * n);
-}
+Complex Chirp(Index k, Index n) { return Turn(k * k % (2 * n), 2 * n); }
 
 /// The chirp's conjugate at both signs of k, in a circle of m elements.
 std::vector<Complex> ChirpCircle(Index n, Index m) {
@@ -195,6 +190,61 @@ std::vector<Complex> ChirpCircle(Index n, Index m) {
     for (Index k = 0; k < n; ++k) circle[k] = std::conj(Chirp(k, n));
     for (Index k = 1; k < n; ++k) circle[m - k] = circle[k];
     return circle;
+}
+
+/// What the process keeps of tables that take longer to make than to use, the most recently asked for first.
+struct KeptTables {
+    struct Entry {
+        std::type_index type;
+        Index length, variant;
+        std::shared_ptr<const void> tables;
+        std::size_t bytes;
+    };
+    std::mutex mutex;
+    std::list<Entry> entries;
+    std::size_t bytes = 0;
+};
+
+KeptTables& AllKept() {
+    static auto* kept = new KeptTables; // never freed, so that a state made while the process ends still finds it
+    return *kept;
+}
+
+/// The tables of type T for length n, made if they aren't kept. Tables of different variants are told apart.
+template <class T>
+std::shared_ptr<const T> Kept(Index n, Index variant) {
+    constexpr std::size_t kMostEntries = 128, kMostBytes = std::size_t{64} << 20;
+    KeptTables& kept = AllKept();
+    const auto find = [&kept, n, variant]() -> std::shared_ptr<const T> {
+        const auto found = std::find_if(kept.entries.begin(), kept.entries.end(), [=](const auto& e) {
+            return e.length == n && e.variant == variant && e.type == typeid(T);
+        });
+        if (found == kept.entries.end()) return nullptr;
+        kept.entries.splice(kept.entries.begin(), kept.entries, found);
+        return std::static_pointer_cast<const T>(found->tables);
+    };
+    {
+        const std::lock_guard<std::mutex> lock(kept.mutex);
+        if (auto tables = find()) return tables;
+    }
+    auto made = std::make_shared<const T>(n); // without the lock: what it is made of asks for tables too
+    const std::size_t bytes = made->Bytes();
+    if (bytes > kMostBytes) return made;
+    std::list<KeptTables::Entry> dropped; // freed behind the lock
+    const std::lock_guard<std::mutex> lock(kept.mutex);
+    if (auto tables = find()) return tables;
+    kept.entries.push_front({typeid(T), n, variant, made, bytes});
+    kept.bytes += bytes;
+    while (kept.entries.size() > kMostEntries || kept.bytes > kMostBytes) {
+        kept.bytes -= kept.entries.back().bytes;
+        dropped.splice(dropped.end(), kept.entries, std::prev(kept.entries.end()));
+    }
+    return made;
+}
+
+template <class T>
+std::size_t Size(const std::vector<T>& table) {
+    return table.capacity() * sizeof(T);
 }
 
 } // namespace
@@ -221,28 +271,12 @@ struct FftPlan::Run {
     float* convolutionWork; ///< of a leaf by convolution
 };
 
-std::shared_ptr<const FftPlan> FftPlan::Get(Index n) {
-    constexpr std::size_t kKept = 64;
-    constexpr Index kLongestKept = 1 << 14; // so that the tables kept stay below about 32 MiB
-    static std::mutex mutex;
-    static std::list<std::shared_ptr<const FftPlan>> recent;
-    const auto find = [n]() -> std::shared_ptr<const FftPlan> {
-        const auto found = std::find_if(recent.begin(), recent.end(), [n](const auto& p) { return p->Length() == n; });
-        if (found == recent.end()) return nullptr;
-        recent.splice(recent.begin(), recent, found);
-        return recent.front();
-    };
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (auto plan = find()) return plan;
-    }
-    auto made = std::make_shared<const FftPlan>(n); // without the lock: its convolution asks for a plan too
-    if (n > kLongestKept) return made;
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (auto plan = find()) return plan;
-    recent.push_front(made);
-    if (recent.size() > kKept) recent.pop_back();
-    return made;
+std::shared_ptr<const FftPlan> FftPlan::Get(Index n) { return Kept<FftPlan>(n, 0); }
+
+std::size_t FftPlan::Bytes() const {
+    std::size_t bytes = Size(circle) + Size(gather) + Size(scatter) + Size(chirp) + Size(kernel);
+    for (const Stage& s : stages) bytes += sizeof s + Size(s.twiddles) + Size(s.circle);
+    return bytes + (convolution ? convolution->Bytes() : 0);
 }
 
 double FftPlan::Cost(Index n) {
@@ -479,6 +513,16 @@ Index BestSplit(Index n) {
 
 } // namespace
 
+std::shared_ptr<const SingleTransform> SingleTransform::Get(Index n) {
+    return Kept<SingleTransform>(n, Simd::ActiveFft().lanes); // the best split depends on the lanes
+}
+
+std::size_t SingleTransform::Bytes() const {
+    const auto shared = [](const auto& part) { return part ? part->Bytes() : 0; };
+    return Size(fineTurns) + Size(coarseTurns) + Size(turnsRe) + Size(turnsIm) + Size(chirp) + Size(kernel) +
+           shared(columns) + shared(rows) + shared(convolution);
+}
+
 SingleTransform::SingleTransform(Index n) : length(n) {
     const Index split = BestSplit(n);
     if (split == 0 && n <= kLongestWhole) {
@@ -489,7 +533,7 @@ SingleTransform::SingleTransform(Index n) : length(n) {
         if (n > kLongestChirp) throw std::bad_alloc();
         Index m = 1;
         while (m < 2 * n - 1) m *= 2;
-        convolution = std::make_unique<SingleTransform>(m);
+        convolution = Get(m);
         chirp.reserve(static_cast<std::size_t>(n));
         for (Index k = 0; k < n; ++k) {
             const Complex value = Chirp(k, n);
@@ -649,9 +693,7 @@ ThreadWork::ThreadWork(Index floats) {
     kept = keptBlock.used = data != nullptr;
 }
 
-ThreadWork::~ThreadWork() {
-    kept ? void(keptBlock.used = false) : ippsFree(data);
-}
+ThreadWork::~ThreadWork() { kept ? void(keptBlock.used = false) : ippsFree(data); }
 
 bool ScaleOfFlag(int flag, double n, FlagScale& scale) {
     switch (flag) {

@@ -38,7 +38,8 @@ struct LaneTarget {
 /// instruction set.
 class FftPlan {
 public:
-    /// The plan of length n, from a bounded cache of the process. Throws std::bad_alloc.
+    /// The plan of length n, from the tables that the process keeps: the last 128 asked for, of 64 MiB in all. Throws
+    /// std::bad_alloc.
     static std::shared_ptr<const FftPlan> Get(Index n);
 
     /// An estimate of the time of a transform, in vector operations.
@@ -50,6 +51,7 @@ public:
     FftPlan& operator=(const FftPlan&) = delete;
 
     Index Length() const { return length; }
+    std::size_t Bytes() const; ///< of the tables
 
     /// Floats of work memory of a transform, best aligned to 64 bytes; each thread needs its own.
     Index WorkSize() const { return workElements * 2 * Simd::kMaxLanes; }
@@ -90,11 +92,15 @@ private:
 /// tables of a long transform stay near the square root of n.
 class SingleTransform {
 public:
-    /// Throws std::bad_alloc, also where a length beyond any use would need tables of gigabytes.
+    /// From the tables that the process keeps, as for FftPlan. Throws std::bad_alloc, also where a length beyond any
+    /// use would need tables of gigabytes.
+    static std::shared_ptr<const SingleTransform> Get(Index n);
+
     explicit SingleTransform(Index n);
 
     Index Length() const { return length; }
-    Index WorkSize() const; ///< floats
+    std::size_t Bytes() const; ///< of the tables
+    Index WorkSize() const;    ///< floats
     /// src may equal dst.
     void Forward(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale = 1.f) const;
     void Inverse(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale = 1.f) const;
@@ -112,7 +118,7 @@ private:
         coarseTurns;                     ///< exp(-2 pi i k / length) for the lower bits of k and for its upper ones
     std::vector<float> turnsRe, turnsIm; ///< all turns of a short transform, [row][column] with padded rows
     std::vector<Ipp32fc> chirp, kernel;  ///< Bluestein, for long lengths without good factors
-    std::unique_ptr<SingleTransform> convolution;
+    std::shared_ptr<const SingleTransform> convolution;
 };
 
 /// Work memory of the calling thread: its kept block if that is free and the need is moderate, else an area of its

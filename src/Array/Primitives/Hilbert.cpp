@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "Array/Primitives/ArgumentChecks.h"
 #include "Array/Primitives/TransformSpec.h"
@@ -13,10 +14,11 @@ namespace IPP {
 struct IppsHilbertSpec_32f32fc : TransformSpec {
     static constexpr unsigned kMagic = 0x5446484c;
     explicit IppsHilbertSpec_32f32fc(int len)
-        : TransformSpec(kMagic), length(len), transform(len), plan(len <= kLongest ? FftPlan::Get(len) : nullptr) {}
+        : TransformSpec(kMagic), length(len), transform(SingleTransform::Get(len)),
+          plan(len <= kLongest ? FftPlan::Get(len) : nullptr) {}
     static constexpr int kLongest = 1 << 16; // of batches
     int length;
-    SingleTransform transform;
+    std::shared_ptr<const SingleTransform> transform;
     std::shared_ptr<const FftPlan> plan; // of a batch
 };
 
@@ -25,29 +27,54 @@ IppStatus ippsHilbertInitAlloc_32f32fc(IppsHilbertSpec_32f32fc** state, int len,
     return MakeSpec(state, len);
 }
 
-IppStatus ippsHilbertFree_32f32fc(IppsHilbertSpec_32f32fc* state) {
-    return FreeSpec(state);
-}
+IppStatus ippsHilbertFree_32f32fc(IppsHilbertSpec_32f32fc* state) { return FreeSpec(state); }
 
 IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_32f32fc* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     const int len = state->length;
-    const ThreadWork work(state->transform.WorkSize());
+    const ThreadWork work(state->transform->WorkSize());
     if (!work.Get()) return ippStsMemAllocErr;
     for (int i = 0; i < len; ++i) dst[i] = {src[i], 0.f};
     if (len < 3) return ippStsNoErr;
-    state->transform.Forward(dst, dst, work.Get());
+    state->transform->Forward(dst, dst, work.Get());
     const int half = (len + 1) / 2 - 1; // positive frequencies; the mean and the Nyquist frequency stay as they are
     for (int k = 1; k <= half; ++k) dst[k] = {2 * dst[k].re, 2 * dst[k].im};
     std::fill(dst + len / 2 + 1, dst + len, Ipp32fc{0.f, 0.f});
-    state->transform.Inverse(dst, dst, work.Get(), 1.f / float(len));
+    state->transform->Inverse(dst, dst, work.Get(), 1.f / float(len));
     return ippStsNoErr;
 }
 
+namespace {
+
+/// The power of two that brings a row of the given largest magnitude near 1, and the one that undoes it: 0 for a row
+/// of zeros, NaN for one with a NaN or an infinity. Of a float, the exponent bits are a power of two, and 254 less the
+/// exponent is its reciprocal. They are clamped to those that have both: rows near the largest float come out below 4,
+/// subnormal ones as they can.
+void ScaleOfLevel(float largest, float& factor, float& undo) {
+    int bits;
+    std::memcpy(&bits, &largest, sizeof bits);
+    const int power = std::clamp(bits & 0x7f800000, 0x00800000, 0x7e800000), reciprocal = 0x7f000000 - power;
+    std::memcpy(&factor, &reciprocal, sizeof factor);
+    std::memcpy(&undo, &power, sizeof undo);
+    if (largest == 0.f) undo = 0.f;
+    if (!std::isfinite(largest)) undo = NAN;
+}
+
+/// Asks for rows in the order of memory, where the processor goes on ahead by itself; it doesn't with the many rows at
+/// a time of a transpose.
+template <int write>
+void Prefetch(const float* first, Index step, Index rows, Index count) {
+    constexpr Index line = 16;
+    for (Index r = 0; r < rows; ++r)
+        for (Index k = 0; k < count; k += line) __builtin_prefetch(first + r * step + k, write, 2);
+}
+
+} // namespace
+
 Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state) {
     const Index perElement = 2 * Simd::kMaxLanes;
-    return perElement * (2 * Index(state->length) + 5) + (state->plan ? state->plan->WorkSize() : 0);
+    return perElement * (2 * Index(state->length) + 3) + (state->plan ? state->plan->WorkSize() : 0);
 }
 
 IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
@@ -73,40 +100,37 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
     float* most = hilbert + stride * len;
     float* factors = most + stride;
     float* undo = factors + stride;
-    float* offsets = undo + stride; // of the imaginary parts, then of the real ones: even elements, odd elements
-    float* planWork = offsets + 2 * stride;
+    float* planWork = undo + stride;
 
     // The rows y .. y + W - 1 are the real parts of the lanes, the next W rows the imaginary ones. Of the spectrum Z of
-    // such a pair z, the positive frequencies alone, doubled, go back: they give z - mean - Nyquist part + i H z, with
-    // H z the pair of Hilbert transforms. So these are the imaginary part less the imaginary part of z, and the real
-    // part of z less the real part, both but for the mean and the Nyquist part, which alternates its sign.
-    for (Index y = 0; y < rows; y += 2 * lanes) {
-        const float scale = 1.f / float(len);
+    // such a pair z, the positive frequencies, doubled, and the mean and the Nyquist part go back: they give z + i H z,
+    // with H z the pair of Hilbert transforms. So these are the imaginary part less the imaginary part of z, and the
+    // real part of z less the real part.
+    for (Index y = 0; y < rows; y += stride) {
+        const Index here = std::min(stride, rows - y);
+        Prefetch<0>(src + y * srcStep, srcStep, here, len);
         for (int part = 0; part < 2; ++part) {
             const Index first = y + part * lanes;
             const int count = int(std::clamp(rows - first, Index(0), lanes));
-            const float* from = src + std::min(first, Index(rows) - 1) * srcStep;
-            float* to = signal + part * lanes;
-            kernels.levels(from, srcStep * rowBytes, count, len, most + part * lanes, factors + part * lanes,
-                           undo + part * lanes);
-            kernels.loadScaledRows(from, srcStep * rowBytes, count, len, factors + part * lanes, to, stride);
-            for (Index l = 0; l < count; ++l) // a broken row must not reach its partner
-                for (Index k = 0; std::isnan(undo[part * lanes + l]) && k < len; ++k) to[k * stride + l] = 0.f;
+            kernels.loadRowsAndLevels(src + std::min(first, Index(rows) - 1) * srcStep, srcStep * rowBytes, count, len,
+                                      signal + part * lanes, stride, most + part * lanes);
         }
-        if (largest) std::copy_n(most, std::min(stride, rows - y), largest + y);
+        if (largest) std::copy_n(most, here, largest + y);
+        for (Index l = 0; l < stride; ++l) {
+            ScaleOfLevel(most[l], factors[l], undo[l]);
+            for (Index k = 0; std::isnan(undo[l]) && k < len; ++k) // a broken row must not reach its partner
+                signal[k * stride + l] = 0.f;
+        }
+        kernels.scaleLanes(signal, factors, len);
         const LaneTarget spectrum{hilbert, hilbert + lanes, stride};
-        const LaneSource positive{hilbert, hilbert + lanes, stride, (len + 1) / 2};
         state->plan->Forward({signal, signal + lanes, stride}, spectrum, planWork);
         for (Index l = 0; l < stride; ++l) {
-            const float mean = hilbert[l] * scale,
-                        nyquist = len % 2 == 0 ? hilbert[stride * (len / 2) + l] * scale : 0.f;
-            float* offset = offsets + (l < lanes ? stride + l : l - lanes);
-            offset[0] = mean + nyquist, offset[lanes] = mean - nyquist;
-            hilbert[l] = 0.f;
+            hilbert[l] *= 0.5f;
+            if (len % 2 == 0) hilbert[stride * (len / 2) + l] *= 0.5f;
         }
-        state->plan->Inverse(positive, spectrum, planWork, 2 * scale);
-        kernels.storeEnvelopes(signal, hilbert, offsets, undo, int(std::min(stride, rows - y)), len, dst + y * dstStep,
-                               dstStep * rowBytes);
+        state->plan->Inverse({hilbert, hilbert + lanes, stride, len / 2 + 1}, spectrum, planWork, 2.f / float(len));
+        Prefetch<1>(dst + y * dstStep, dstStep, here, len);
+        kernels.storeEnvelopes(signal, hilbert, undo, int(here), len, dst + y * dstStep, dstStep * rowBytes);
     }
     return ippStsNoErr;
 }

@@ -72,27 +72,24 @@ struct FftKernels {
     void (*loadColumns)(const void* src, Index srcStep, int columns, Index count, float* dst);
     void (*storeColumns)(const float* src, int columns, Index count, void* dst, Index dstStep);
 
-    // Two real signals per lane as one complex signal z = a + i b; z in lane blocks of n elements, the spectra of a and b
-    // as frequencies 1 .. last, element j - 1 at 4 W (j - 1): real and imaginary part of a, then of b.
+    // Two real signals per lane as one complex signal z = a + i b; z in lane blocks of n elements, the spectra of a and
+    // b as frequencies 1 .. last, element j - 1 at 4 W (j - 1): real and imaginary part of a, then of b.
     /// Twice the spectra from that of z; last is at most n / 2.
     void (*separatePair)(const float* z, Index n, Index last, float* halves);
     /// Twice the spectrum of z whose inverse has the real parts of what the halves alone would give: the frequencies -j
     /// become the conjugates, all others 0.
     void (*joinPair)(const float* halves, Index last, Index n, float* z);
 
-    /// The largest magnitude of a row (NaN if one is in it), its power of two in `undo` and the reciprocal in
-    /// `factors`; rows as for loadRows, W values each. A row of zeros gets undo 0, a row with a NaN or an infinity undo
-    /// NaN.
-    void (*levels)(const void* src, Index srcStep, int rows, Index count, float* largest, float* factors, float* undo);
-    /// loadRows, each row times its factor.
-    void (*loadScaledRows)(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
-                           Index dstStride);
+    /// loadRows, and the largest magnitude of every row (NaN if one is in it, 0 for a missing row), W values.
+    void (*loadRowsAndLevels)(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
+                              float* largest);
+    /// Lane blocks times a factor for each of the W real lanes, then the W imaginary ones, in place.
+    void (*scaleLanes)(float* srcDst, const float* factors, Index count);
     /// Envelopes of up to 2 W rows, the first W of them the real parts x of `signal`, the others its imaginary parts,
-    /// from lane blocks: sqrt(x^2 + (h - other + offset)^2) * undo, `other` the other part of the signal, h that of
-    /// `hilbert`. Offsets are W values for even elements and W for odd ones of the first rows, then those of the
-    /// others.
-    void (*storeEnvelopes)(const float* signal, const float* hilbert, const float* offsets, const float* undo, int rows,
-                           Index count, void* dst, Index dstStep);
+    /// from lane blocks: sqrt(x^2 + (h - other)^2) * undo, `other` the other part of the signal, h that of `hilbert`,
+    /// whose memory is used up. Squares below 1e-36 may give less than their root.
+    void (*storeEnvelopes)(const float* signal, float* hilbert, const float* undo, int rows, Index count, void* dst,
+                           Index dstStep);
 };
 
 extern const FftKernels fftKernelsBaseline;

@@ -15,13 +15,9 @@ typedef float V __attribute__((vector_size(4 * W)));
 typedef int VI __attribute__((vector_size(4 * W)));
 typedef float UnalignedV __attribute__((vector_size(4 * W), aligned(1), may_alias));
 
-TZM_INLINE V Load(const float* p) {
-    return *reinterpret_cast<const UnalignedV*>(p);
-}
+TZM_INLINE V Load(const float* p) { return *reinterpret_cast<const UnalignedV*>(p); }
 
-TZM_INLINE void Store(float* p, V v) {
-    *reinterpret_cast<UnalignedV*>(p) = v;
-}
+TZM_INLINE void Store(float* p, V v) { *reinterpret_cast<UnalignedV*>(p) = v; }
 
 // --- Constant trigonometry and loops ------------------------------------------------------------------------------
 
@@ -45,9 +41,7 @@ constexpr double Sin(int k, int n) {
     return SeriesSin(2 * kPi * k / n);
 }
 
-constexpr double Cos(int k, int n) {
-    return Sin(4 * k + n, 4 * n);
-}
+constexpr double Cos(int k, int n) { return Sin(4 * k + n, 4 * n); }
 
 template <int I>
 struct Constant {
@@ -90,9 +84,7 @@ TZM_INLINE void Rotate(V& re, V& im) {
 }
 
 /// How a composite radix N is split: FirstFactor(N) transforms of N / FirstFactor(N) first.
-constexpr int Factor(int n) {
-    return n == 16 ? 4 : n % 2 == 0 ? 2 : n % 3 == 0 ? 3 : n % 5 == 0 ? 5 : n;
-}
+constexpr int Factor(int n) { return n == 16 ? 4 : n % 2 == 0 ? 2 : n % 3 == 0 ? 3 : n % 5 == 0 ? 5 : n; }
 
 /// The transform of N elements that stand in registers.
 template <int N>
@@ -152,9 +144,7 @@ TZM_INLINE void Dft(V (&re)[N], V (&im)[N]) {
 
 const float kZeros[W] = {};
 
-TZM_INLINE V LoadBelow(const float* p, Index offset, Index limit) {
-    return Load(offset < limit ? p + offset : kZeros);
-}
+TZM_INLINE V LoadBelow(const float* p, Index offset, Index limit) { return Load(offset < limit ? p + offset : kZeros); }
 
 /// What is read and written: a leaf goes from the source to lane blocks, an inner pass works on lane blocks in place,
 /// the last one goes from lane blocks to the target, and a general leaf from a source with limits to anywhere. Lane
@@ -354,14 +344,11 @@ struct EverySecond {
 /// 16).
 constexpr int T = W < 8 ? W : 8;
 typedef float Row __attribute__((vector_size(4 * T)));
+typedef int RowBits __attribute__((vector_size(4 * T)));
 typedef float UnalignedRow __attribute__((vector_size(4 * T), aligned(1), may_alias));
 
-TZM_INLINE Row LoadRow(const float* p) {
-    return *reinterpret_cast<const UnalignedRow*>(p);
-}
-TZM_INLINE void StoreRow(float* p, Row v) {
-    *reinterpret_cast<UnalignedRow*>(p) = v;
-}
+TZM_INLINE Row LoadRow(const float* p) { return *reinterpret_cast<const UnalignedRow*>(p); }
+TZM_INLINE void StoreRow(float* p, Row v) { *reinterpret_cast<UnalignedRow*>(p) = v; }
 
 /// The first n < T floats at p, zeros above; p may have any alignment.
 TZM_INLINE Row LoadFirst(const float* p, Index n) {
@@ -375,9 +362,7 @@ TZM_INLINE void StoreFirst(float* p, Row v, Index n) {
     __builtin_memcpy(p, part, 4 * n);
 }
 
-TZM_INLINE Index Least(Index a, Index b) {
-    return a < b ? a : b;
-}
+TZM_INLINE Index Least(Index a, Index b) { return a < b ? a : b; }
 
 /// Rows to columns: 4 by 4 within every 128 bits, then the halves among each other.
 TZM_INLINE void Transpose(Row (&rows)[T]) {
@@ -399,44 +384,43 @@ TZM_INLINE void Transpose(Row (&rows)[T]) {
 TZM_INLINE const float* At(const void* base, Index bytes) {
     return reinterpret_cast<const float*>(static_cast<const char*>(base) + bytes);
 }
-TZM_INLINE float* At(void* base, Index bytes) {
-    return reinterpret_cast<float*>(static_cast<char*>(base) + bytes);
-}
+TZM_INLINE float* At(void* base, Index bytes) { return reinterpret_cast<float*>(static_cast<char*>(base) + bytes); }
 
-/// A run of tiles of T rows, and what stands out at the edges: fewer than T rows or columns. `scaled` is what becomes
-/// of the vector of a row.
-template <class Scaled>
+/// A run of tiles of T rows, and what stands out at the edges: fewer than T rows or columns. `see` gets the T lanes of
+/// every element.
+template <class See>
 TZM_INLINE void LoadTiles(const float* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
-                          const Scaled& scaled) {
+                          const See& see) {
     Row tile[T];
     Index k = 0;
     for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto r)
-                         TZM_UNROLLED { tile[r.value] = scaled(LoadRow(At(src, r.value * srcStep) + k), r.value); });
+        Unroll<0, T>([&](auto r) TZM_UNROLLED { tile[r.value] = LoadRow(At(src, r.value * srcStep) + k); });
         Transpose(tile);
-        Unroll<0, T>([&](auto c) TZM_UNROLLED { StoreRow(dst + (k + c.value) * dstStride, tile[c.value]); });
+        Unroll<0, T>([&](auto c) TZM_UNROLLED {
+            see(tile[c.value]);
+            StoreRow(dst + (k + c.value) * dstStride, tile[c.value]);
+        });
     }
     for (; k < count; k += T) {
         const Index width = Least(count - k, T);
-        for (int r = 0; r < T; ++r) tile[r] = r < rows ? scaled(LoadFirst(At(src, r * srcStep) + k, width), r) : Row{};
+        for (int r = 0; r < T; ++r) tile[r] = r < rows ? LoadFirst(At(src, r * srcStep) + k, width) : Row{};
         Transpose(tile);
-        for (Index c = 0; c < width; ++c) StoreRow(dst + (k + c) * dstStride, tile[c]);
+        for (Index c = 0; c < width; ++c) see(tile[c]), StoreRow(dst + (k + c) * dstStride, tile[c]);
     }
 }
 
-/// The way back; `column` gives the T lanes of element k, its second argument the element's place in the tile.
-template <class Column>
-TZM_INLINE void StoreTiles(int rows, Index count, float* dst, Index dstStep, const Column& column) {
+/// The way back.
+TZM_INLINE void StoreTiles(const float* src, Index srcStride, int rows, Index count, float* dst, Index dstStep) {
     Row tile[T];
     Index k = 0;
     for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto c) TZM_UNROLLED { tile[c.value] = column(k + c.value, c.value); });
+        Unroll<0, T>([&](auto c) TZM_UNROLLED { tile[c.value] = LoadRow(src + (k + c.value) * srcStride); });
         Transpose(tile);
         Unroll<0, T>([&](auto r) TZM_UNROLLED { StoreRow(At(dst, r.value * dstStep) + k, tile[r.value]); });
     }
     for (; k < count; k += T) {
         const Index width = Least(count - k, T);
-        for (int c = 0; c < T; ++c) tile[c] = c < width ? column(k + c, c) : Row{};
+        for (int c = 0; c < T; ++c) tile[c] = c < width ? LoadRow(src + (k + c) * srcStride) : Row{};
         Transpose(tile);
         for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, tile[r], width);
     }
@@ -449,24 +433,14 @@ void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst,
     for (Index k = 0; k < count; k += kRun)
         for (int r = 0; r < W; r += T)
             LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
-                      dst + k * dstStride + r, dstStride, [](Row row, int) TZM_UNROLLED { return row; });
-}
-
-void LoadScaledRows(const void* src, Index srcStep, int rows, Index count, const float* factors, float* dst,
-                    Index dstStride) {
-    for (Index k = 0; k < count; k += kRun)
-        for (int r = 0; r < W; r += T)
-            LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
-                      dst + k * dstStride + r, dstStride,
-                      [f = factors + r](Row row, int at) TZM_UNROLLED { return row * f[at]; });
+                      dst + k * dstStride + r, dstStride, [](Row) TZM_UNROLLED {});
 }
 
 void StoreRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
     for (Index first = 0; first < count; first += kRun)
         for (int r = 0; r < rows; r += T)
-            StoreTiles(int(Least(rows - r, T)), Least(count - first, kRun), At(dst, r * dstStep) + first, dstStep,
-                       [from = src + first * srcStride + r, srcStride](Index k, int)
-                           TZM_UNROLLED { return LoadRow(from + k * srcStride); });
+            StoreTiles(src + first * srcStride + r, srcStride, int(Least(rows - r, T)), Least(count - first, kRun),
+                       At(dst, r * dstStep) + first, dstStep);
 }
 
 void LoadColumns(const void* src, Index srcStep, int columns, Index count, float* dst) {
@@ -512,8 +486,9 @@ void SeparatePair(const float* z, Index n, Index last, float* halves) {
 }
 
 void JoinPair(const float* halves, Index last, Index n, float* z) {
-    const auto put = [&](Index k, V re, V im)
-                         __attribute__((always_inline)) { Store(z + 2 * W * k, re), Store(z + 2 * W * k + W, im); };
+    const auto put = [&](Index k, V re, V im) __attribute__((always_inline)) {
+        Store(z + 2 * W * k, re), Store(z + 2 * W * k + W, im);
+    };
     put(0, V{}, V{});
     for (Index k = last + 1; k < n - last; ++k) put(k, V{}, V{});
     for (Index j = 1; j <= last; ++j, halves += 4 * W) {
@@ -529,58 +504,62 @@ void JoinPair(const float* halves, Index last, Index n, float* z) {
 
 // --- Envelopes ----------------------------------------------------------------------------------------------------
 
-void Levels(const void* src, Index srcStep, int rows, Index count, float* largest, float* factors, float* undo) {
-    // Of a float, the exponent bits are a power of two, and 254 less the exponent is its reciprocal. The ends are
-    // clamped to what has both: rows near the largest float come out below 4, subnormal ones as they can.
-    constexpr int exponent = 0x7f800000, magnitude = 0x7fffffff, lowest = 0x00800000, highest = 0x7e800000;
-    for (int r = 0; r < W; ++r) {
-        const float* row = At(src, r * srcStep);
-        VI most = VI{}; // magnitudes as bits have the order of floats, infinity and NaN at the top
-        Index k = 0;
-        for (; r < rows && k + W <= count; k += W) {
-            const VI bits = reinterpret_cast<VI>(Load(row + k)) & magnitude;
-            most = bits > most ? bits : most;
+void LoadRowsAndLevels(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
+                       float* largest) {
+    RowBits most[W / T] = {}; // magnitudes as bits have the order of floats, infinity and NaN at the top
+    for (Index k = 0; k < count; k += kRun)
+        for (int r = 0; r < W; r += T) {
+            RowBits seen = most[r / T];
+            LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
+                      dst + k * dstStride + r, dstStride, [&seen](Row row) TZM_UNROLLED {
+                          const RowBits bits = reinterpret_cast<RowBits>(row) & 0x7fffffff;
+                          seen = bits > seen ? bits : seen;
+                      });
+            most[r / T] = seen;
         }
-        int bits = 0;
-        for (int l = 0; l < W; ++l) bits = most[l] > bits ? most[l] : bits;
-        for (; r < rows && k < count; ++k) {
-            int value;
-            __builtin_memcpy(&value, row + k, sizeof value);
-            bits = (value & magnitude) > bits ? value & magnitude : bits;
-        }
-        int power = bits & exponent;
-        power = power < lowest ? lowest : power > highest ? highest : power;
-        const int factor = 0x7f000000 - power, quietNan = 0x7fc00000;
-        const int back = bits >= exponent ? quietNan : bits == 0 ? 0 : power;
-        __builtin_memcpy(largest + r, &bits, sizeof bits);
-        __builtin_memcpy(factors + r, &factor, sizeof factor);
-        __builtin_memcpy(undo + r, &back, sizeof back);
+    for (int r = 0; r < W; r += T) StoreRow(largest + r, reinterpret_cast<Row>(most[r / T]));
+}
+
+void ScaleLanes(float* srcDst, const float* factors, Index count) {
+    const V re = Load(factors), im = Load(factors + W);
+    for (Index k = 0; k < count; ++k, srcDst += 2 * W) {
+        Store(srcDst, Load(srcDst) * re);
+        Store(srcDst + W, Load(srcDst + W) * im);
     }
 }
 
-void StoreEnvelopes(const float* signal, const float* hilbert, const float* offsets, const float* undo, int rows,
-                    Index count, void* dst, Index dstStep) {
+/// The square root of v >= 0. AVX-512 takes the reciprocal root's first 14 bits and a step of Newton's, which costs
+/// less than half of its square root: at most one unit in the last place off above 1e-36, smaller than the root below,
+/// 0 of 0, NaN of NaN.
+TZM_INLINE V Root(V v) {
+#ifdef __AVX512F__
+    const V least = V{} + 1e-36f;
+    const V reciprocal = __builtin_ia32_rsqrt14ps512_mask(v > least ? v : least, V{}, -1);
+    const V root = v * reciprocal;
+    return root + (v - root * root) * (reciprocal * 0.5f);
+#else
+    for (int l = 0; l < W; ++l) v[l] = __builtin_sqrtf(v[l]);
+    return v;
+#endif
+}
+
+void StoreEnvelopes(const float* signal, float* hilbert, const float* undo, int rows, Index count, void* dst,
+                    Index dstStep) {
     constexpr Index run = kRun / 2; // of both blocks
-    const auto root = [](Row v) TZM_UNROLLED {
-        for (int l = 0; l < T; ++l) v[l] = __builtin_sqrtf(v[l]);
-        return v;
-    };
-    for (Index first = 0; first < count; first += run)
-        for (int r = 0; r < rows; r += T) {
-            const int lane = r % W, other = r < W ? lane + W : lane;
-            const float* own = signal + 2 * W * first + r;
-            const float* otherPart = signal + 2 * W * first + other;
-            const float* analytic = hilbert + 2 * W * first + other;
-            const float* offset = offsets + r / W * 2 * W + lane;
-            const Row even = LoadRow(offset), odd = LoadRow(offset + W), back = LoadRow(undo + r);
-            StoreTiles(int(Least(rows - r, T)), Least(count - first, run), At(dst, r * dstStep) + first, dstStep,
-                       [&](Index k, int place) TZM_UNROLLED {
-                           const Index at = 2 * W * k;
-                           const Row x = LoadRow(own + at);
-                           const Row h = LoadRow(analytic + at) - LoadRow(otherPart + at) + (place % 2 ? odd : even);
-                           return root(x * x + h * h) * back;
-                       });
+    const V undoRe = Load(undo), undoIm = Load(undo + W);
+    for (Index first = 0; first < count; first += run) {
+        const Index size = Least(count - first, run);
+        const float* from = signal + 2 * W * first;
+        float* envelopes = hilbert + 2 * W * first;
+        for (Index at = 0; at < 2 * W * size; at += 2 * W) {
+            const V re = Load(from + at), im = Load(from + at + W);
+            const V hilbertOfRe = Load(envelopes + at + W) - im, hilbertOfIm = re - Load(envelopes + at);
+            Store(envelopes + at, Root(re * re + hilbertOfRe * hilbertOfRe) * undoRe);
+            Store(envelopes + at + W, Root(im * im + hilbertOfIm * hilbertOfIm) * undoIm);
         }
+        StoreRows(envelopes, 2 * W, int(Least(rows, W)), size, At(dst, 0) + first, dstStep);
+        if (rows > W) StoreRows(envelopes + W, 2 * W, rows - W, size, At(dst, W * dstStep) + first, dstStep);
+    }
 }
 
 #define TZM_RADICES(kind)                                                                                              \
@@ -610,8 +589,8 @@ extern const FftKernels TZM_KERNEL_TABLE = {TZM_LANES,
                                             &StoreColumns,
                                             &SeparatePair,
                                             &JoinPair,
-                                            &Levels,
-                                            &LoadScaledRows,
+                                            &LoadRowsAndLevels,
+                                            &ScaleLanes,
                                             &StoreEnvelopes};
 
 } // namespace IPP::Simd
