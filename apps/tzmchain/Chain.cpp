@@ -392,7 +392,8 @@ Recording Chain::Run(Recording recording, Progress& progress, const Observer& ob
             progress.Note("note: time zero was found at " +
                           (*low == *high ? "sample " + std::to_string(*low)
                                          : "samples " + std::to_string(*low) + " to " + std::to_string(*high)) +
-                          "; " + std::to_string(out.size.samples) + " samples are left");
+                          "; " + std::to_string(out.size.samples) + " samples are left" +
+                          (block.timeZero ? "; the recording says sample " + std::to_string(*block.timeZero) : ""));
         }
         report.output = out.size;
         reports.push_back(report);

@@ -133,7 +133,9 @@ public:
             if (!report.shifts.empty() && report.input.samples == all.front().bscans.size.samples)
                 for (std::size_t i = 0; i < choice.indices.size(); ++i)
                     all.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
-        return DrawBscans(choice, all, folder, style);
+        std::vector<std::string> files = DrawBscans(choice, all, folder, style);
+        for (const std::string& file : DrawAcross(all, folder, style)) files.push_back(file);
+        return files;
     }
 
 private:

@@ -128,7 +128,9 @@ Recording Record(const Scene& scene) {
         const double lane = z / pairs * lanePitch; // place of the first element
         const double txY = lane + pair.transmitter * scene.elementPitch,
                      rxY = lane + pair.receiver * scene.elementPitch;
+        double wander = 0; // stays within about five times its steps
         for (int y = 0; y < scene.ascans; ++y) {
+            wander = 0.98 * wander + scene.wander * noise.Next();
             const double x = y * scene.deltaX;
             Trace trace = background;
             for (const BarLayer& layer : scene.bars)
@@ -137,7 +139,8 @@ Recording Record(const Scene& scene) {
                     AddReflection(scene, path, layer.reflectance, trace);
                 });
             AddReflection(scene, std::hypot(2 * scene.slabThickness, txY - rxY), scene.backWallReflectance, trace);
-            for (const double value : trace.values) *out++ = Counts(gain * value + offset + scene.noise * noise.Next());
+            for (const double value : trace.values)
+                *out++ = Counts(gain * value + offset + wander + scene.noise * noise.Next());
         }
     }
     return recording;

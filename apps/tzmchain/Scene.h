@@ -42,6 +42,7 @@ struct Scene {
     double echoAmplitude = 9000;    ///< counts, of a reflectance of 1 at a path of 0.2 m
     double ringingAmplitude = 900;  ///< counts
     double noise = 25;              ///< counts rms
+    double wander = 60;             ///< counts rms by which the offset changes from A-scan to A-scan
     unsigned seed = 1;
 
     std::array<double, 3> elementDelay = {0, 2e-10, -1e-10}; ///< s that a place's lines add to those of the first one

@@ -21,6 +21,10 @@ Axis TimeAxis(const Recording& recording) {
 
 Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
 
+Axis LineAxis(const Recording& recording) {
+    return recording.lineSpacing ? Axis{"across (m)", "m", 0, *recording.lineSpacing} : Axis{"B-scan", "", 1, 1};
+}
+
 /// Metres of depth per ns of two-way time.
 double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
 
@@ -91,12 +95,35 @@ Choice ChooseBscans(const Recording& recording) {
 }
 
 Stage::Stage(const std::string& name, const Recording& recording, const Choice& choice)
-    : title(name), bscans(recording), timeZero(choice.indices.size(), recording.timeZero) {
+    : title(name), bscans(recording), timeZero(choice.indices.size(), recording.timeZero),
+      lineCount(recording.size.bscans) {
     bscans.size.bscans = static_cast<int>(choice.indices.size());
     bscans.data = AllocateSamples(bscans.size.Count());
     const std::int64_t length = std::int64_t{bscans.size.samples} * bscans.size.ascans;
     for (int i = 0; i < bscans.size.bscans; ++i)
         std::copy_n(recording.Bscan(choice.indices[i]), length, bscans.Bscan(i));
+    for (int z = 0; z < lineCount; ++z) {
+        const float* middle = recording.Bscan(z) + std::int64_t{recording.size.ascans / 2} * recording.size.samples;
+        across.insert(across.end(), middle, middle + recording.size.samples);
+    }
+}
+
+std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
+                                    const Style& style) {
+    if (stages.front().lineCount < 2) return {};
+    std::vector<Panel> panels;
+    for (const Stage& stage : stages) {
+        Panel panel = BscanPanel(stage.bscans, 0, stage.title);
+        panel.data = stage.across.data();
+        panel.columns = stage.lineCount;
+        panel.across = LineAxis(stage.bscans);
+        panel.blend = false;
+        panels.push_back(panel);
+    }
+    DrawPicture(folder / "across.png",
+                stages.front().bscans.file.stem().string() + ": across the lines, in the middle of the scan", panels, 1,
+                style);
+    return {"across.png"};
 }
 
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
@@ -147,7 +174,7 @@ std::vector<std::string> DrawDepthSlices(const Recording& image, const std::file
         panel.rowStep = image.size.ascans;
         panel.across = ScanAxis(image);
         panel.equalScales = image.lineSpacing.has_value();
-        panel.down = panel.equalScales ? Axis{"across (m)", "m", 0, *image.lineSpacing} : Axis{"B-scan", "", 1, 1};
+        panel.down = LineAxis(image);
         panels.push_back(panel);
     }
     DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",

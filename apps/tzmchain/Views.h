@@ -23,11 +23,18 @@ struct Stage {
     std::string title;
     Recording bscans;                         ///< one behind the other, kept when the recording itself is released
     std::vector<std::optional<int>> timeZero; ///< of each
+    std::vector<float> across;                ///< the A-scan in the middle of every B-scan of the recording
+    int lineCount;                            ///< of them
 };
 
 /// Draws each chosen B-scan at all stages, one below the other. Gives the names of the files, "bscan-NAME.png".
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style);
+
+/// Draws the section across the lines, through the middle of all B-scans, at all stages: channels that differ in time
+/// or level stand out as steps. Gives the name of the file, "across.png", or nothing for a single line.
+std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
+                                    const Style& style);
 
 /// Draws, on a linear scale, the mean magnitude of slabs of equal thickness that together make up the image, from
 /// above. Gives the name of the file, "depth-slices.png", or nothing for a single line.

@@ -67,9 +67,9 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     ASSERT_EQ(outcome.code, 0) << outcome.text;
     EXPECT_EQ(outcome.text, "");
     EXPECT_EQ(Names(folder / "deep/out"),
-              (std::set<std::string>{"bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png", "bscan-TX2RX3.png",
-                                     "bscan-TX3RX3.png", "depth-slices.png", "image.vti", "recipe.json", "scene.f32",
-                                     "scene.json"}));
+              (std::set<std::string>{"across.png", "bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png",
+                                     "bscan-TX2RX3.png", "bscan-TX3RX3.png", "depth-slices.png", "image.vti",
+                                     "recipe.json", "scene.f32", "scene.json"}));
     const Recording image = ReadRecording(folder / "deep/out/image.vti");
     EXPECT_TRUE((image.size == Dimensions{84, 20, 10})); // the largest time zero is 44
     EXPECT_NEAR(image.deltaT, 5e-11, 1e-20);
@@ -77,7 +77,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
 
     const Json::Value recipe = ParseJson(ReadText(folder / "deep/out/recipe.json"), "recipe");
     EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
-    EXPECT_EQ(recipe["outputs"].size(), 10u);
+    EXPECT_EQ(recipe["outputs"].size(), 11u);
     EXPECT_EQ(recipe["chain"][3]["parameters"]["antennaOffset"], 0.1);
     EXPECT_EQ(recipe["chain"][4]["parameters"]["timeZero"], 0);
     EXPECT_EQ(recipe["chain"][4]["parameters"]["permittivity"], 6.5);

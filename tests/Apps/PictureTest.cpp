@@ -111,6 +111,7 @@ TEST(Views, DrawBlocksOfAnyShape) {
         const Stage stage("input", recording, choice);
         const auto files = DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, 40});
         EXPECT_EQ(files.size(), choice.indices.size());
+        EXPECT_EQ(DrawAcross({stage, stage}, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         for (const std::string& file : files) EXPECT_GT(Pixels(folder / file).Width(), 1000);
     }

@@ -16,7 +16,7 @@ Scene OnlyBars(std::vector<BarLayer> bars) {
     Scene scene;
     scene.lanes = 1;
     scene.bars = std::move(bars);
-    scene.backWallReflectance = scene.directAmplitude = scene.ringingAmplitude = scene.noise = 0;
+    scene.backWallReflectance = scene.directAmplitude = scene.ringingAmplitude = scene.noise = scene.wander = 0;
     return scene;
 }
 
