@@ -325,16 +325,21 @@ Chain::Use Chain::Find(const std::string& parameter) const {
 
 namespace {
 
-/// Samples by which the detection moved each B-scan. It tells only the largest of them, but an A-scan has to be found
-/// again in its input; one without any signal is found at once.
+/// Samples by which the detection moved each B-scan, whose A-scans stand in the result from there on. The algorithm
+/// tells only the largest of them.
 std::vector<int> Shifts(const Recording& before, const Recording& after) {
+    const std::int64_t samples = before.size.samples, length = samples * before.size.ascans;
+    const auto moved = [&](int bscan, std::int64_t shift) {
+        const float *in = before.Bscan(bscan), *out = after.Bscan(bscan);
+        for (std::int64_t i = 0; i < length; i += samples)
+            if (!std::equal(in + i + shift, in + i + samples, out + i)) return false;
+        return true;
+    };
     std::vector<int> shifts;
-    const int samples = before.size.samples;
     for (int z = 0; z < before.size.bscans; ++z) {
-        const float *in = before.Bscan(z), *out = after.Bscan(z);
         int shift = 0;
-        while (shift < samples && !std::equal(in + shift, in + samples, out)) ++shift;
-        shifts.push_back(shift < samples ? shift : 0); // a B-scan that was wiped out moved nowhere
+        while (shift < samples && !moved(z, shift)) ++shift;
+        shifts.push_back(shift < samples ? shift : 0); // values that aren't finite aren't found again
     }
     return shifts;
 }

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <set>
 
 namespace tzmchain {
 
@@ -89,6 +90,10 @@ void Settle(Chain& chain, Recording& recording, const JobOptions& options, Progr
            progress);
     Settle(chain, "antennaOffset", "antenna offset in metres", "--antenna-offset", options.antennaOffset,
            recording.antennaOffset, progress);
+    std::set<Json::Value> permittivities; // one of them may come from a key that the other steps don't have
+    for (Step& step : chain.steps)
+        if (const Parameter* permittivity = step.Find("permittivity")) permittivities.insert(permittivity->get());
+    if (permittivities.size() > 1) progress.Note("note: the steps work with different permittivities");
 }
 
 void WriteText(const fs::path& file, const std::string& text) { WriteBytes(file, text.data(), text.size()); }
