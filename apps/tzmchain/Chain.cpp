@@ -4,14 +4,21 @@
 #include "Refusal.h"
 #include "Text.h"
 
+#include "Algorithms/Gain/AlgoEnergyCorrection.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
+#include "Algorithms/Preparation/AlgoBistaticCorrection.h"
+#include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
 #include "Framework/CalcError.h"
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
+#include <map>
+#include <type_traits>
 
 namespace tzmchain {
 
@@ -75,16 +82,33 @@ struct Field {
 template <class A>
 using ParamsOf = std::decay_t<decltype(std::declval<A&>().GetParams())>;
 
-/// The row of algorithm class A. Every algorithm has the two parameters of the log beside its own.
 template <class A>
-AlgorithmRow Row(const std::string& summary, double cost, std::vector<Field<ParamsOf<A>>> fields,
-                 const std::vector<Key>& keys) {
+auto KeysOf(const A& algorithm, int) -> decltype(algorithm.DescribeKeys()) {
+    return algorithm.DescribeKeys();
+}
+template <class A>
+std::vector<TZM::JsonKeyInfo> KeysOf(const A&, long) {
+    return {}; // it reads none
+}
+
+/// The row of algorithm class A; `remarks` are those of keys by name. Every algorithm has the two parameters of the log
+/// beside its own.
+template <class A>
+AlgorithmRow Row(const std::string& summary, double cost, std::vector<Field<ParamsOf<A>>> fields = {},
+                 const std::map<std::string, std::string>& remarks = {}) {
     fields.push_back({"enableLogging", &TZM::AlgoParamBase::enableLogging});
     fields.push_back({"loggingLevel", &TZM::AlgoParamBase::loggingLevel});
+    std::vector<Key> keys;
+    for (const TZM::JsonKeyInfo& info : KeysOf(A(), 0)) {
+        const auto remark = remarks.find(info.key);
+        keys.push_back({info, remark == remarks.end() ? "" : remark->second});
+    }
     return {A().GetLogPrefix(),
             summary,
             cost,
             keys,
+            std::is_same_v<A, TZM::AlgoTimeZeroDetection>,
+            std::is_base_of_v<TZM::AlgoParamMigrationBase, ParamsOf<A>>,
             [] { return std::make_unique<A>(); },
             [fields](TZM::AlgoBase& algorithm) {
                 std::vector<Parameter> all;
@@ -128,31 +152,66 @@ Recording FiveTimes(const Recording& line) {
 
 const std::vector<AlgorithmRow>& Algorithms() {
     using namespace TZM;
-    using Fk = AlgoFkMigration;
     static const std::vector<AlgorithmRow> rows = {
-        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4, {}, {}),
-        Row<Fk>("moves energy back to its reflector with one speed (Stolt)", 6,
-                {{"timeZero", &AlgoParamFkMigration::timeZero},
-                 {"permittivity", &AlgoParamFkMigration::permittivity},
-                 {"overlays", &AlgoParamFkMigration::overlays}},
-                {{"DepthSpectrumSizeExtension", Fk::defDepthSpectrumSizeExtension, ""},
-                 {"UseFrequencyMask", true, ""},
-                 {"UseDipMask", true, ""},
-                 {"DipMax", Shortest(Fk::defDipMax), "0 to 90 degrees"},
-                 {"DipWidth", Shortest(Fk::defDipWidth), "at most 90 - DipMax"},
-                 {"InterpolationMethod", Fk::defInterpolationMethod, "1 windowed sinc, other values linear"},
-                 {"MaxMigFreqRel", Shortest(Fk::defMaxMigFreqRel), "0.01 to 1"},
-                 {"HarlanThreshold", Shortest(Fk::defHarlanThreshold), "0.01 to 10"}}),
-        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, {}, {}),
+        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4),
+        Row<AlgoTimeZeroDetection>("moves the direct wave of every B-scan to sample 0", 3),
+        Row<AlgoEnergyCorrection>("levels bistatic B-scans against the monostatic ones beside them", 4),
+        Row<AlgoBistaticCorrection>("moves bistatic echoes to the times of one antenna; needs time zero at sample 0", 4,
+                                    {{"timeZero", &AlgoParamBistaticCorrection::timeZero},
+                                     {"permittivity", &AlgoParamBistaticCorrection::permittivity},
+                                     {"antennaOffset", &AlgoParamBistaticCorrection::antennaOffset}}),
+        Row<AlgoBistaticReplacement>("replaces the first samples of bistatic B-scans by those of their neighbours", 3,
+                                     {{"replaceHeight", &AlgoParamBistaticReplacement::replaceHeight},
+                                      {"crossfadeLen", &AlgoParamBistaticReplacement::crossfadeLen},
+                                      {"enabled", &AlgoParamBistaticReplacement::enabled}}),
+        Row<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6,
+                             {{"timeZero", &AlgoParamFkMigration::timeZero},
+                              {"permittivity", &AlgoParamFkMigration::permittivity},
+                              {"overlays", &AlgoParamFkMigration::overlays}},
+                             {{"DipMax", "0 to 90 degrees"},
+                              {"DipWidth", "at most 90 - DipMax"},
+                              {"InterpolationMethod", "1 windowed sinc, other values linear"},
+                              {"MaxMigFreqRel", "0.01 to 1"},
+                              {"HarlanThreshold", "0.01 to 10"}}),
+        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2),
     };
     return rows;
 }
 
 const char* Key::TypeName() const {
-    if (standard.isBool()) return "boolean";
-    if (standard.isString()) return "string";
-    if (standard.isArray()) return "array";
-    return standard.type() == Json::realValue ? "real" : "integer";
+    switch (kind) {
+    case TZM::JsonKind::Boolean: return "boolean";
+    case TZM::JsonKind::Integer: return "integer";
+    case TZM::JsonKind::Integral: return "integer >= 0";
+    case TZM::JsonKind::Real: return "real";
+    case TZM::JsonKind::String: return "string";
+    case TZM::JsonKind::Array: break;
+    }
+    return "array";
+}
+
+bool Key::Takes(const Json::Value& value) const {
+    const Json::ValueType type = value.type();
+    switch (kind) {
+    case TZM::JsonKind::Boolean: return type == Json::booleanValue;
+    case TZM::JsonKind::Integer: return type == Json::intValue;
+    case TZM::JsonKind::Integral:
+        return type == Json::uintValue || type == Json::booleanValue ||
+               (type == Json::intValue && value.asInt64() >= 0);
+    case TZM::JsonKind::Real: return type == Json::realValue;
+    case TZM::JsonKind::String: return type == Json::stringValue;
+    case TZM::JsonKind::Array: break;
+    }
+    return type == Json::arrayValue || type == Json::nullValue;
+}
+
+std::string Key::FullName() const { return path + "." + key; }
+
+std::string Key::Limits() const {
+    if (!remark.empty()) return remark;
+    if (std::isinf(low) && std::isinf(high)) return "";
+    if (std::isinf(high)) return "at least " + Number(low);
+    return std::isinf(low) ? "at most " + Number(high) : Number(low) + " to " + Number(high);
 }
 
 Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {}
@@ -163,10 +222,27 @@ Parameter* Step::Find(const std::string& parameterName) {
     return nullptr;
 }
 
-Chain Chain::Standard() {
+namespace {
+
+Chain Of(std::initializer_list<const char*> names) {
     Chain chain;
-    for (const char* name : {"OffsetRemoval", "FkMigration", "Mig2Post"}) chain.steps.emplace_back(*FindRow(name));
+    for (const char* name : names) chain.steps.emplace_back(*FindRow(name));
     return chain;
+}
+
+} // namespace
+
+Chain Chain::Standard() { return Of({"OffsetRemoval", "FkMigration", "Mig2Post"}); }
+
+// Offsets go first, since the detection compares counts with a threshold. Levels come ahead of the bistatic correction:
+// that crushes the direct wave of the bistatic channels, so that behind it the energy of traces with a direct wave
+// would be compared with that of traces without.
+Chain Chain::StandardFor(const Recording& recording) {
+    const int bscans = recording.size.bscans;
+    if (bscans % 5 != 0 && bscans % 7 != 0) return Standard();
+    if (recording.oneAntennaPair) return Of({"OffsetRemoval", "TimeZeroDetection", "FkMigration", "Mig2Post"});
+    return Of(
+        {"OffsetRemoval", "TimeZeroDetection", "EnergyCorrection", "BistaticCorrection", "FkMigration", "Mig2Post"});
 }
 
 Chain Chain::FromDocument(const Json::Value& document, const std::string& name) {
@@ -218,10 +294,13 @@ void Chain::Set(const std::string& parameter, const Json::Value& value, bool ove
     }
 }
 
-Parameter* Chain::Find(const std::string& parameter) {
-    for (Step& step : steps)
-        if (Parameter* found = step.Find(parameter)) return found;
-    return nullptr;
+void Chain::BeginAtDetectedTimeZero() {
+    bool detected = false;
+    for (Step& step : steps) {
+        Parameter* timeZero = step.Find("timeZero");
+        if (detected && timeZero && step.given.insert("timeZero").second) timeZero->set(0);
+        detected = detected || step.row->findsTimeZero;
+    }
 }
 
 void Chain::ReadConfiguration() {
@@ -234,14 +313,48 @@ void Chain::ReadConfiguration() {
     }
 }
 
-std::optional<Json::Value> Chain::Given(const std::string& parameter) const {
-    for (const Step& step : steps)
+Chain::Use Chain::Find(const std::string& parameter) const {
+    Use use{Json::Value(), false};
+    for (const Step& step : steps) {
+        if (step.row->findsTimeZero && parameter == "timeZero") break;
         for (const Parameter& found : step.parameters)
-            if (found.name == parameter && step.given.count(parameter)) return found.get();
-    return std::nullopt;
+            if (found.name == parameter) use = {found.get(), step.given.count(parameter) != 0};
+    }
+    return use;
 }
 
-Recording Chain::Run(Recording recording, Progress& progress) {
+namespace {
+
+/// Samples by which the detection moved each B-scan, whose A-scans stand in the result from there on. The algorithm
+/// tells only the largest of them.
+std::vector<int> Shifts(const Recording& before, const Recording& after) {
+    const std::int64_t samples = before.size.samples, length = samples * before.size.ascans;
+    const auto moved = [&](int bscan, std::int64_t shift) {
+        const float *in = before.Bscan(bscan), *out = after.Bscan(bscan);
+        for (std::int64_t i = 0; i < length; i += samples)
+            if (!std::equal(in + i + shift, in + i + samples, out + i)) return false;
+        return true;
+    };
+    std::vector<int> shifts;
+    for (int z = 0; z < before.size.bscans; ++z) {
+        int shift = 0;
+        while (shift < samples && !moved(z, shift)) ++shift;
+        shifts.push_back(shift < samples ? shift : 0); // values that aren't finite aren't found again
+    }
+    return shifts;
+}
+
+/// Shortens the A-scans of a block to their first `samples` samples, in its place.
+void Crop(Recording& block, int samples) {
+    const std::int64_t ascans = std::int64_t{block.size.ascans} * block.size.bscans, before = block.size.samples;
+    for (std::int64_t i = 1; i < ascans; ++i)
+        std::copy_n(block.data.get() + i * before, samples, block.data.get() + i * samples);
+    block.size.samples = samples;
+}
+
+} // namespace
+
+Recording Chain::Run(Recording recording, Progress& progress, const Observer& observe) {
     TZM::AlgoGlobalSettings& settings = TZM::AlgoBase::GetGlobalSettings();
     settings.delta_t = static_cast<float>(recording.deltaT);
     settings.delta_x = static_cast<float>(recording.deltaX);
@@ -250,32 +363,46 @@ Recording Chain::Run(Recording recording, Progress& progress) {
     const bool singleLine = recording.size.bscans == 1;
     Recording block = singleLine ? FiveTimes(recording) : recording;
     recording.data.reset();
-    TZM::ImageProps props = Props(block.size);
     for (Step& step : steps) {
+        if (observe) observe(step, block);
         const std::string& name = step.row->name;
-        if (Parameter* timeZero = step.Find("timeZero")) {
-            const int dropped = timeZero->get().asInt();
+        const TZM::ImageProps props = Props(block.size), outProps = step.algorithm->GetAdjustedImageDimensions(props);
+        Recording out = block;
+        out.size = {outProps.samplesPerAscan, outProps.ascansPerBscan, outProps.bscanCount};
+        if (step.row->migrates) {
+            const int dropped = step.Find("timeZero")->get().asInt();
             if (dropped < 0 || dropped >= block.size.samples)
                 throw Refusal(name + ": timeZero " + std::to_string(dropped) + " isn't one of the samples 0 to " +
                               std::to_string(block.size.samples - 1));
+            out.startTime += dropped * block.deltaT;
+            out.timeZero = 0;
         }
-        const TZM::ImageProps outProps = step.algorithm->GetAdjustedImageDimensions(props);
-        Recording out = block;
-        out.size = {outProps.samplesPerAscan, outProps.ascansPerBscan, outProps.bscanCount};
-        if (out.size.samples < 1 || out.size.ascans < 1 || out.size.bscans < 1)
-            throw Refusal(name + " leaves an empty result of " + out.size.Text() + " samples");
-        out.startTime += (block.size.samples - out.size.samples) * block.deltaT;
-        const double seconds = progress.Do(name, block.size.Text() + " to " + out.size.Text(), [&] {
+        StepReport report{name, block.size, {}, 0, {}};
+        report.seconds = progress.Do(name, block.size.Text() + " to " + out.size.Text(), [&] {
             try {
                 out.data = AllocateSamples(out.size.Count());
                 step.algorithm->Execute(block.data.get(), props, out.data.get(), outProps);
             } catch (const TZM::Exception::CalcError& error) {
                 throw Refusal(name + " " + Explain(error, block.size));
             }
+            if (!step.row->findsTimeZero) return;
+            const auto& detection = static_cast<const TZM::AlgoTimeZeroDetection&>(*step.algorithm);
+            report.shifts = Shifts(block, out);
+            Crop(out, detection.GetNewOutProps().samplesPerAscan);
+            out.startTime = 0;
+            out.timeZero = 0;
         });
-        reports.push_back({name, block.size, out.size, seconds});
+        if (!report.shifts.empty()) {
+            const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
+            progress.Note("note: time zero was found at " +
+                          (*low == *high ? "sample " + std::to_string(*low)
+                                         : "samples " + std::to_string(*low) + " to " + std::to_string(*high)) +
+                          "; " + std::to_string(out.size.samples) + " samples are left" +
+                          (block.timeZero ? "; the recording says sample " + std::to_string(*block.timeZero) : ""));
+        }
+        report.output = out.size;
+        reports.push_back(report);
         block = std::move(out); // releases the step's input
-        props = outProps;
     }
     if (singleLine) block.size.bscans = 1;
     RequireFinite(block, "the image");
@@ -295,21 +422,36 @@ Json::Value Chain::Document() const {
 }
 
 std::vector<std::string> SkippedKeys(const Json::Value& configuration) {
-    std::vector<std::string> lines;
-    if (!configuration.isObject()) return lines;
+    std::map<std::string, const Key*> known; // by full name
+    std::set<std::string> objects;           // in which keys stand
     for (const AlgorithmRow& row : Algorithms()) {
-        const Json::Value& section = configuration[row.name];
-        if (!section.isObject()) continue;
-        for (const std::string& member : section.getMemberNames()) {
-            const auto key =
-                std::find_if(row.keys.begin(), row.keys.end(), [&](const Key& k) { return k.name == member; });
-            if (key == row.keys.end())
-                lines.push_back(row.name + "." + member + " is no key of the algorithm and is skipped");
-            else if (section[member].type() != key->standard.type())
-                lines.push_back(row.name + "." + member + " is skipped: it must be written like " +
-                                OneLine(JsonText(key->standard)));
+        objects.insert(row.name);
+        for (const Key& key : row.keys) {
+            known[key.FullName()] = &key;
+            for (auto dot = key.path.find('.'); dot != std::string::npos; dot = key.path.find('.', dot + 1))
+                objects.insert(key.path.substr(0, dot));
+            objects.insert(key.path);
         }
     }
+    std::vector<std::string> lines;
+    const std::function<void(const Json::Value&, const std::string&)> walk = [&](const Json::Value& object,
+                                                                                 const std::string& path) {
+        if (!object.isObject()) return;
+        for (const std::string& member : object.getMemberNames()) {
+            const std::string name = path.empty() ? member : path + "." + member;
+            const auto key = known.find(name);
+            if (objects.count(name))
+                walk(object[member], name);
+            else if (key == known.end()) {
+                // The rest of the document may be meant for others.
+                if (!path.empty() && path != "Global")
+                    lines.push_back(name + " is no key of the algorithm and is skipped");
+            } else if (!key->second->Takes(object[member])) {
+                lines.push_back(name + " is skipped: it must be written like " + key->second->defaultValue);
+            }
+        }
+    };
+    walk(configuration, "");
     return lines;
 }
 

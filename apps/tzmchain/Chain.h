@@ -3,6 +3,7 @@
 #include "Recording.h"
 
 #include "Framework/AlgoBase.h"
+#include "Framework/JsonKeyInfo.h"
 
 #include <json/value.h>
 
@@ -25,13 +26,14 @@ struct Parameter {
     std::function<bool(const Json::Value&)> set; ///< false, with nothing changed, for a value of another type or range
 };
 
-/// A key that an algorithm reads from its section of the configuration document.
-struct Key {
+/// A key that an algorithm reads from the configuration document.
+struct Key : TZM::JsonKeyInfo {
     const char* TypeName() const;
+    bool Takes(const Json::Value& value) const; ///< an algorithm skips a value of another JSON type
+    std::string FullName() const;               ///< with the objects in which it stands
+    std::string Limits() const;                 ///< "14 to 32", or nothing
 
-    std::string name;
-    Json::Value standard; ///< what counts without the key; a value of another JSON type is skipped by the algorithm
-    std::string range;    ///< to which it is limited, if any
+    std::string remark; ///< limits that the algorithm applies later, when it runs
 };
 
 /// An algorithm of the library as a chain document names it.
@@ -40,6 +42,8 @@ struct AlgorithmRow {
     std::string summary;
     double cost; ///< rough time per sample, relative to the other rows
     std::vector<Key> keys;
+    bool findsTimeZero; ///< moves time zero to sample 0
+    bool migrates;      ///< drops the samples ahead of time zero
     std::function<std::unique_ptr<TZM::AlgoBase>()> make;
     std::function<std::vector<Parameter>(TZM::AlgoBase&)> parameters;
 };
@@ -64,13 +68,19 @@ struct StepReport {
     Dimensions input;
     Dimensions output;
     double seconds;
+    std::vector<int> shifts; ///< samples by which a time-zero detection moved every B-scan, else none
 };
 
 /// Algorithms in the order of their work.
 class Chain {
 public:
-    /// Offset removal, Fk migration and envelope.
+    /// Offset removal, Fk migration and envelope, for a time zero that is known.
     static Chain Standard();
+
+    /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
+    /// and times in common first; recordings of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
+    /// divides is left with the chain above.
+    static Chain StandardFor(const Recording& recording);
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that
     /// the program wrote is such a document, too. Refusal, beginning with `name`, for an unknown algorithm or parameter
@@ -81,20 +91,30 @@ public:
     /// the value is of the wrong type.
     void Set(const std::string& parameter, const Json::Value& value, bool overrule);
 
+    /// Sets timeZero to 0 in all steps behind a time-zero detection, where nobody has set it.
+    void BeginAtDetectedTimeZero();
+
     /// Lets the configuration document override the parameters. To be called once, after all calls of Set.
     void ReadConfiguration();
 
-    /// The parameter of the first step that has it, or null.
-    Parameter* Find(const std::string& parameter);
+    /// What the steps make of a parameter of the recording.
+    struct Use {
+        Json::Value value; ///< of the last step that has the parameter, since a migration decides on the depth; or null
+        bool given;        ///< somebody set it
+    };
+    /// For timeZero only steps ahead of a time-zero detection count: behind it the samples are no more the recording's.
+    Use Find(const std::string& parameter) const;
 
-    /// Its value, if somebody gave it one.
-    std::optional<Json::Value> Given(const std::string& parameter) const;
+    /// Called ahead of every step with the block that it will get.
+    using Observer = std::function<void(const Step& next, const Recording& block)>;
 
-    /// Runs the steps one after the other and gives the image, with the samples that a migration dropped reckoned into
-    /// its start. A recording of one B-scan is handed on as five equal ones, and the first of the image is kept, since
-    /// algorithms that tell channels apart refuse another count. The recording's samples are released after the first
-    /// step. Refusal if an algorithm refuses the block or its parameters, or if the image is empty or not finite.
-    Recording Run(Recording recording, Progress& progress);
+    /// Runs the steps one after the other and gives the image. Samples that a migration dropped are reckoned into its
+    /// start; behind a time-zero detection time counts from there, and the block is cropped to the samples that hold
+    /// data in every B-scan. A recording of one B-scan is handed on as five equal ones, and the first of the image is
+    /// kept, since algorithms that tell channels apart refuse another count. The recording's samples are released after
+    /// the first step. Refusal if an algorithm refuses the block or its parameters, or if the image is empty or not
+    /// finite.
+    Recording Run(Recording recording, Progress& progress, const Observer& observe = {});
 
     /// The chain as a document, with the parameters as they are.
     Json::Value Document() const;
@@ -106,7 +126,8 @@ public:
 /// B-scans handed to the chain for each one of a single line.
 inline constexpr int kCopiesOfSingleLine = 5;
 
-/// Lines that tell which keys of a configuration document the algorithms will skip, as far as their keys are known.
+/// Lines that tell which keys of a configuration document the algorithms will skip: those of another JSON type, and
+/// those that aren't known in the section of an algorithm.
 std::vector<std::string> SkippedKeys(const Json::Value& configuration);
 
 } // namespace tzmchain

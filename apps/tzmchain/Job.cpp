@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <set>
 
 namespace tzmchain {
 
@@ -55,37 +56,44 @@ void LoadDocuments(const JobOptions& options, Progress& progress) {
         RequireAccepted(TZM::AlgoBase::SetCalibrationString(ReadText(options.calibration)), options.calibration);
 }
 
-Chain MakeChain(const JobOptions& options) {
-    Chain chain =
-        options.chain.empty()
-            ? Chain::Standard()
-            : Chain::FromDocument(ParseJson(ReadText(options.chain), options.chain.string()), options.chain.string());
-    if (options.timeZero) chain.Set("timeZero", *options.timeZero, true);
-    if (options.permittivity) chain.Set("permittivity", *options.permittivity, true);
-    return chain;
+std::optional<Chain> GivenChain(const fs::path& file) {
+    if (file.empty()) return std::nullopt;
+    return Chain::FromDocument(ParseJson(ReadText(file), file.string()), file.string());
 }
 
-/// Settles time zero and permittivity between the recording and the chain: what the command line or the chain document
-/// gave counts for both, and what only the recording knows goes to the chain.
+/// Settles a number between command line, chain, recording and default. The recording gets what the chain works with,
+/// so that axes and depths belong to it.
+template <class T>
+void Settle(Chain& chain, const char* parameter, const std::string& words, const std::string& option,
+            const std::optional<T>& commanded, std::optional<T>& known, Progress& progress) {
+    const Chain::Use use = chain.Find(parameter);
+    if (use.given)
+        known = static_cast<T>(use.value.asDouble());
+    else if (commanded)
+        known = commanded;
+    else if (!use.value.isNull() && !known)
+        progress.Note("note: the " + words + " isn't known, " + Number(use.value.asDouble()) +
+                      " is taken; give it with " + option);
+}
+
 void Settle(Chain& chain, Recording& recording, const JobOptions& options, Progress& progress) {
+    if (options.timeZero) chain.Set("timeZero", *options.timeZero, true);
+    if (options.permittivity) chain.Set("permittivity", *options.permittivity, true);
+    if (options.antennaOffset) chain.Set("antennaOffset", *options.antennaOffset, true);
+    chain.BeginAtDetectedTimeZero();
     if (recording.timeZero) chain.Set("timeZero", *recording.timeZero, false);
     if (recording.permittivity) chain.Set("permittivity", *recording.permittivity, false);
+    if (recording.antennaOffset) chain.Set("antennaOffset", *recording.antennaOffset, false);
     chain.ReadConfiguration();
-    const auto timeZero = chain.Given("timeZero"), permittivity = chain.Given("permittivity");
-    if (timeZero)
-        recording.timeZero = timeZero->asInt();
-    else if (options.timeZero)
-        recording.timeZero = options.timeZero;
-    else if (chain.Find("timeZero") && !recording.timeZero)
-        progress.Note("note: time zero isn't known, " + std::to_string(chain.Find("timeZero")->get().asInt()) +
-                      " is taken; give it with --time-zero");
-    if (permittivity)
-        recording.permittivity = permittivity->asDouble();
-    else if (options.permittivity)
-        recording.permittivity = options.permittivity;
-    else if (chain.Find("permittivity") && !recording.permittivity)
-        progress.Note("note: the permittivity isn't known, " + Number(chain.Find("permittivity")->get().asDouble()) +
-                      " is taken; give it with --permittivity");
+    Settle(chain, "timeZero", "sample of time zero", "--time-zero", options.timeZero, recording.timeZero, progress);
+    Settle(chain, "permittivity", "permittivity", "--permittivity", options.permittivity, recording.permittivity,
+           progress);
+    Settle(chain, "antennaOffset", "antenna offset in metres", "--antenna-offset", options.antennaOffset,
+           recording.antennaOffset, progress);
+    std::set<Json::Value> permittivities; // one of them may come from a key that the other steps don't have
+    for (Step& step : chain.steps)
+        if (const Parameter* permittivity = step.Find("permittivity")) permittivities.insert(permittivity->get());
+    if (permittivities.size() > 1) progress.Note("note: the steps work with different permittivities");
 }
 
 void WriteText(const fs::path& file, const std::string& text) { WriteBytes(file, text.data(), text.size()); }
@@ -102,13 +110,45 @@ Recording WithoutSamples(const Recording& recording) {
     return bare;
 }
 
-/// "after OffsetRemoval, FkMigration, Mig2Post"
-std::string ResultTitle(const Chain& chain) {
+/// "after OffsetRemoval, FkMigration, Mig2Post", of the steps from `begin` up to `end`.
+std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
     std::string title = "after ";
-    for (const Step& step : chain.steps) title += (&step == &chain.steps.front() ? "" : ", ") + step.row->name;
+    for (std::size_t i = begin; i < end; ++i) title += (i == begin ? "" : ", ") + chain.steps[i].row->name;
     constexpr std::size_t kFits = 120;
-    return title.size() <= kFits ? title : "after " + std::to_string(chain.steps.size()) + " algorithms";
+    return title.size() <= kFits ? title : "after " + std::to_string(end - begin) + " algorithms";
 }
+
+/// Keeps what the pictures show of the chain's run: input, the prepared block ahead of a migration if more than one
+/// step prepared it, and the image.
+class Stages {
+public:
+    Stages(const Chain& of, const Recording& recording)
+        : chain(of), choice(ChooseBscans(recording)), all{Stage("input", recording, choice)} {}
+
+    void Observe(const Step& next, const Recording& block) {
+        const auto done = static_cast<std::size_t>(&next - chain.steps.data());
+        if (!next.row->migrates || done < 2 || all.size() > 1) return;
+        all.emplace_back(TitleOf(chain, 0, done), block, choice);
+        shown = done;
+    }
+
+    std::vector<std::string> Draw(const Recording& image, const fs::path& folder, const Style& style) {
+        all.emplace_back(TitleOf(chain, shown, chain.steps.size()), image, choice);
+        for (const StepReport& report : chain.reports) // the input counts from the time zero that was found in it
+            if (!report.shifts.empty() && report.input.samples == all.front().bscans.size.samples)
+                for (std::size_t i = 0; i < choice.indices.size(); ++i)
+                    all.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
+        std::vector<std::string> files = DrawBscans(choice, all, folder, style);
+        for (const std::string& file : DrawAcross(all, folder, style)) files.push_back(file);
+        return files;
+    }
+
+private:
+    const Chain& chain;
+    const Choice choice;
+    std::vector<Stage> all;
+    std::size_t shown = 0; // steps that came before the last of these
+};
 
 /// The job after the recording was told how to come: `read` gives it and may put files into the output folder.
 void Work(const JobOptions& options, const std::string& readTask, double bytesHint,
@@ -116,32 +156,40 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     Progress progress(options.quiet, isatty(STDERR_FILENO) != 0);
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
-    Chain chain = MakeChain(options);
+    std::optional<Chain> givenChain = GivenChain(options.chain);
     OutputFolder folder(options.out);
     for (const char* name : {kImage, kRecipe}) folder.Claim(name, options.input);
 
     const double samples = bytesHint / sizeof(float);
     progress.Plan(readTask, samples * kReadCost);
-    for (const Step& step : chain.steps) progress.Plan(step.row->name, samples * step.row->cost);
-    progress.Plan("pictures", samples * kPictureCost);
-    progress.Plan("image", samples * kWriteCost);
-
     const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
     Recipe recipe;
     Recording recording;
-    recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] { recording = read(folder); }));
+    Chain chain;
+    recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] {
+        recording = read(folder);
+        // Who gives the time zero doesn't want it detected.
+        chain = givenChain         ? std::move(*givenChain)
+                : options.timeZero ? Chain::Standard()
+                                   : Chain::StandardFor(recording);
+        for (const Step& step : chain.steps) progress.Plan(step.row->name, samples * step.row->cost);
+        progress.Plan("pictures", samples * kPictureCost);
+        progress.Plan("image", samples * kWriteCost);
+    }));
     RequireFinite(recording, recording.file.string());
     Settle(chain, recording, options, progress);
     recipe.input = WithoutSamples(recording);
     if (recording.size.bscans == 1)
         progress.Note("note: the single line is handed to the chain as five equal B-scans; the first is kept");
 
-    const Excerpt excerpt = ChooseBscans(recording);
-    const Recording image = chain.Run(std::move(recording), progress);
+    Stages stages(chain, recording);
+    const Recording image =
+        chain.Run(std::move(recording), progress,
+                  [&stages](const Step& next, const Recording& block) { stages.Observe(next, block); });
     recipe.imageRange = RangeOf(image);
     recipe.image = WithoutSamples(image);
     recipe.seconds.emplace_back("pictures", progress.Do("pictures", "", [&] {
-        recipe.outputs = DrawBscans(excerpt, image, ResultTitle(chain), folder.Path(), options.style);
+        recipe.outputs = stages.Draw(image, folder.Path(), options.style);
         const auto slices = DrawDepthSlices(image, folder.Path(), options.style);
         recipe.outputs.insert(recipe.outputs.end(), slices.begin(), slices.end());
     }));

@@ -13,11 +13,12 @@ namespace tzmchain {
 struct JobOptions {
     std::filesystem::path input; ///< of `run`
     std::filesystem::path out;
-    std::filesystem::path chain; ///< empty: the standard chain
+    std::filesystem::path chain; ///< empty: the standard chain of the recording
     std::filesystem::path configuration;
     std::filesystem::path calibration;
     std::optional<int> timeZero;
     std::optional<double> permittivity;
+    std::optional<double> antennaOffset;
     int threads = 0; ///< 0: as many as the OpenMP runtime takes
     Style style;
     bool quiet = false;

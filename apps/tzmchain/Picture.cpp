@@ -18,6 +18,9 @@ namespace {
 constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 112, kRightSecond = 186, kTitle = 44;
 constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
 
+/// Fewer than a byte holds: noise below a shade, which nobody sees, would double the size of the file.
+constexpr int kShades = 52;
+
 struct Rgb {
     double r, g, b;
 };
@@ -54,7 +57,7 @@ struct Tap {
     std::vector<float> weights;
 };
 
-std::vector<Tap> Taps(int values, int pixels) {
+std::vector<Tap> Taps(int values, int pixels, bool blend) {
     std::vector<Tap> taps;
     const double ratio = static_cast<double>(values) / pixels;
     for (int p = 0; p < pixels; ++p) {
@@ -65,6 +68,8 @@ std::vector<Tap> Taps(int values, int pixels) {
                 tap.weights.push_back(
                     static_cast<float>((std::min(end, i + 1.0) - std::max<double>(begin, i)) / (end - begin)));
             taps.push_back(tap);
+        } else if (!blend) {
+            taps.push_back({std::min(static_cast<int>((p + 0.5) * ratio), values - 1), {1}});
         } else {
             const double centre = std::clamp((p + 0.5) * ratio - 0.5, 0.0, values - 1.0);
             const int first = std::min(static_cast<int>(centre), std::max(values - 2, 0));
@@ -92,11 +97,11 @@ Surface Map(const Panel& panel, const ColourRange& range, const Style& style, in
     const int stride = cairo_image_surface_get_stride(map.get());
     std::array<std::uint32_t, 256> table;
     for (int i = 0; i < 256; ++i) {
-        const Rgb c = Colour(i / 255.0, range.isSigned, style.colours);
+        const Rgb c = Colour(std::round(i / 255.0 * (kShades - 1)) / (kShades - 1), range.isSigned, style.colours);
         const auto byte = [](double x) { return static_cast<std::uint32_t>(std::lround(255 * x)); };
         table[i] = byte(c.r) << 16 | byte(c.g) << 8 | byte(c.b);
     }
-    const std::vector<Tap> columns = Taps(panel.columns, width), rows = Taps(panel.rows, height);
+    const std::vector<Tap> columns = Taps(panel.columns, width, panel.blend), rows = Taps(panel.rows, height, true);
     const bool logarithmic = UsesDecibels(range, style);
     const float scale = 255 / (range.high - range.low), decibels = static_cast<float>(style.decibels);
     for (int x = 0; x < width; ++x) {

@@ -35,6 +35,7 @@ struct Panel {
     Axis across;
     Axis down;
     bool equalScales = false; ///< both axes have one unit and get one scale
+    bool blend = true;        ///< columns wider than a pixel pass into each other
     bool zeroLine = false;    ///< marks the value 0 of the axis `down`
     std::string secondLabel;  ///< of an axis on the right that shows `down` times `secondFactor`, none if empty
     double secondFactor = 1;

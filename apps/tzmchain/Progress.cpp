@@ -33,6 +33,7 @@ Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double e
 Progress::Progress(bool silent, bool terminal) : quiet(silent), interactive(terminal && !silent) {}
 
 void Progress::Plan(const std::string& name, double cost) {
+    const std::lock_guard lock(mutex);
     tasks.push_back({name, cost});
     planned += cost;
 }

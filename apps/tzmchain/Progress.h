@@ -17,7 +17,8 @@ public:
     /// Silent if `quiet`. The bar needs `interactive`.
     Progress(bool quiet, bool interactive);
 
-    /// Announces a task that will come; `cost` is its expected time relative to the other tasks.
+    /// Announces a task that will come, also from inside another one; `cost` is its expected time relative to the other
+    /// tasks.
     void Plan(const std::string& name, double cost);
 
     /// Does the next task of the plan, prints its line and gives its seconds. What `task` throws passes through.

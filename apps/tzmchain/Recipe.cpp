@@ -37,6 +37,7 @@ Json::Value Describe(const Recording& recording) {
     if (recording.lineSpacing) block["line_spacing"] = *recording.lineSpacing;
     if (recording.timeZero) block["time_zero_sample"] = *recording.timeZero;
     if (recording.permittivity) block["permittivity"] = *recording.permittivity;
+    if (recording.antennaOffset) block["antenna_offset"] = *recording.antennaOffset;
     return block;
 }
 
@@ -67,6 +68,7 @@ std::string RecipeText(const Recipe& recipe, const Chain& chain) {
         step["input"] = SizeList(report.input);
         step["output"] = SizeList(report.output);
         step["seconds"] = report.seconds;
+        for (const int shift : report.shifts) step["shifts"].append(shift);
         root["steps"].append(step);
     }
     for (const auto& [task, seconds] : recipe.seconds) root["seconds"][task] = seconds;

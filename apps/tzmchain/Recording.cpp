@@ -63,6 +63,12 @@ public:
         return static_cast<int>(sample);
     }
 
+    bool Flag(const char* key) const {
+        if (!root.isMember(key)) return false;
+        if (!root[key].isBool()) throw Wrong(key, "true or false");
+        return root[key].asBool();
+    }
+
     std::vector<std::string> Names(const char* key, int bscans) const {
         std::vector<std::string> names;
         if (!root.isMember(key)) return names;
@@ -107,6 +113,8 @@ Recording ReadRaw(const fs::path& input) {
     recording.lineSpacing = sidecar.OptionalPositive("line_spacing");
     recording.permittivity = sidecar.OptionalPositive("permittivity");
     recording.timeZero = sidecar.TimeZero(recording.size);
+    recording.antennaOffset = sidecar.OptionalPositive("antenna_offset");
+    recording.oneAntennaPair = sidecar.Flag("pseudo_channels");
     recording.channels = sidecar.Names("channel_names", recording.size.bscans);
     sidecar.RequireText("dtype", "float32 little-endian");
     sidecar.RequireText("layout", "sample fastest");
@@ -175,6 +183,8 @@ void WriteRecording(Recording& recording, const fs::path& stem) {
     if (recording.lineSpacing) root["line_spacing"] = *recording.lineSpacing;
     if (recording.timeZero) root["time_zero_sample"] = *recording.timeZero;
     if (recording.permittivity) root["permittivity"] = *recording.permittivity;
+    if (recording.antennaOffset) root["antenna_offset"] = *recording.antennaOffset;
+    if (recording.oneAntennaPair) root["pseudo_channels"] = true;
     for (const std::string& name : recording.channels) root["channel_names"].append(name);
     WriteBytes(recording.file, recording.data.get(), bytes);
     const std::string text = JsonText(root);

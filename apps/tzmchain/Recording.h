@@ -33,14 +33,16 @@ Samples AllocateSamples(std::int64_t count);
 struct Recording {
     Dimensions size;
     Samples data;
-    double deltaT = 5e-11;              ///< s between samples
-    double deltaX = 0.005;              ///< m between A-scans
-    double startTime = 0;               ///< s, of the first sample
-    double startX = 0;                  ///< m, of the first A-scan
-    std::optional<double> lineSpacing;  ///< m between B-scans, where it is known and one for all
-    std::optional<int> timeZero;        ///< sample index, where it is known
-    std::optional<double> permittivity; ///< relative, of the ground, where it is known
-    std::vector<std::string> channels;  ///< names, if any: B-scan i belongs to channel i mod their number
+    double deltaT = 5e-11;               ///< s between samples
+    double deltaX = 0.005;               ///< m between A-scans
+    double startTime = 0;                ///< s, of the first sample, for the origin of an image file
+    double startX = 0;                   ///< m, of the first A-scan
+    std::optional<double> lineSpacing;   ///< m between B-scans, where it is known and one for all
+    std::optional<int> timeZero;         ///< sample of the block, where it is known
+    std::optional<double> permittivity;  ///< relative, of the ground, where it is known
+    std::optional<double> antennaOffset; ///< m from transmitter to receiver in a bistatic channel, where it is known
+    bool oneAntennaPair = false;         ///< all channels were recorded by the same antennas: none is bistatic
+    std::vector<std::string> channels;   ///< names, if any: B-scan i belongs to channel i mod their number
 
     std::filesystem::path file; ///< what was read: the block or the .vti
     std::string checksum;       ///< SHA-256 of that file

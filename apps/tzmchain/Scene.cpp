@@ -18,17 +18,24 @@ double Wavelet(double t, double frequency) {
     return u * std::exp(0.5 * (1 - u * u));
 }
 
+/// One pair's trace while it is put together.
+struct Trace {
+    double timeZero; ///< sample
+    std::vector<double> values;
+};
+
 /// Adds `amplitude` * wavelet, delayed by `delay` seconds after time zero.
-void AddEcho(const Scene& scene, double delay, double amplitude, std::vector<double>& trace) {
-    const double place = scene.timeZero + delay / scene.deltaT;
+void AddEcho(const Scene& scene, double delay, double amplitude, Trace& trace) {
+    const double place = trace.timeZero + delay / scene.deltaT;
     const double reach = 6.5 / (2 * kPi * scene.frequency) / scene.deltaT; // samples; the wavelet is 1e-8 there
     const int begin = static_cast<int>(std::max(0.0, std::ceil(place - reach)));
     const int end = static_cast<int>(std::min<double>(scene.samples, std::floor(place + reach) + 1));
-    for (int s = begin; s < end; ++s) trace[s] += amplitude * Wavelet((s - place) * scene.deltaT, scene.frequency);
+    for (int s = begin; s < end; ++s)
+        trace.values[s] += amplitude * Wavelet((s - place) * scene.deltaT, scene.frequency);
 }
 
 /// Echo of a reflector at the end of a path of `length` metres through the slab.
-void AddReflection(const Scene& scene, double length, double reflectance, std::vector<double>& trace) {
+void AddReflection(const Scene& scene, double length, double reflectance, Trace& trace) {
     const double speed = kLightSpeed / std::sqrt(scene.permittivity);
     const double loss = 0.2 / std::max(length, 0.02) * std::exp(-scene.attenuation * (length - 0.2));
     AddEcho(scene, length / speed, scene.echoAmplitude * reflectance * loss, trace);
@@ -41,16 +48,18 @@ void ForEachBar(const BarLayer& layer, double begin, double end, Body&& body) {
         if (layer.first + i * layer.pitch >= begin) body(layer.first + i * layer.pitch);
 }
 
-/// What all traces of one pair have in common: direct wave, ringing and offset.
-std::vector<double> Background(const Scene& scene, int pair) {
-    std::vector<double> trace(static_cast<std::size_t>(scene.samples), 60.0 - 35.0 * pair);
-    const double apart = std::abs(kPairs[pair].transmitter - kPairs[pair].receiver) * scene.elementPitch;
-    AddEcho(scene, apart / kLightSpeed, scene.directAmplitude / (1 + apart / 0.1), trace);
+/// What all traces of one pair have in common: direct wave and ringing.
+Trace Background(const Scene& scene, int number) {
+    const Pair& pair = kPairs[number];
+    Trace trace{TimeZero(scene, pair), std::vector<double>(static_cast<std::size_t>(scene.samples))};
+    const double apart = (pair.transmitter - pair.receiver) * scene.elementPitch,
+                 path = std::hypot(apart, scene.directPath);
+    AddEcho(scene, path / kLightSpeed, scene.directAmplitude * scene.directPath / path, trace);
     const double rate =
-        0.8 * scene.frequency * (1 + 0.03 * pair); // a little lower than the pulse, its own for each pair
-    for (int s = scene.timeZero; s < scene.samples; ++s) {
-        const double t = (s - scene.timeZero) * scene.deltaT;
-        trace[s] += scene.ringingAmplitude * std::sin(2 * kPi * rate * t) * std::exp(-t / 4e-9);
+        0.8 * scene.frequency * (1 + 0.03 * number); // a little lower than the pulse, its own for each pair
+    for (int s = static_cast<int>(std::max(0.0, std::ceil(trace.timeZero))); s < scene.samples; ++s) {
+        const double t = (s - trace.timeZero) * scene.deltaT;
+        trace.values[s] += scene.ringingAmplitude * std::sin(2 * kPi * rate * t) * std::exp(-t / 4e-9);
     }
     return trace;
 }
@@ -80,6 +89,12 @@ float Counts(double value) { return static_cast<float>(std::clamp(std::nearbyint
 
 } // namespace
 
+double TimeZero(const Scene& scene, const Pair& pair) {
+    const double lines = (scene.elementDelay[pair.transmitter] + scene.elementDelay[pair.receiver]) / 2 +
+                         (pair.transmitter == pair.receiver ? 0 : scene.crossDelay);
+    return scene.timeZero + lines / scene.deltaT;
+}
+
 double BarPath(bool across, double depth, double barPlace, double x, double transmitterY, double receiverY) {
     // Both ways lie in planes that contain the bar; turned into one plane, the shortest way is a straight line.
     if (across) return std::hypot(2 * std::hypot(x - barPlace, depth), transmitterY - receiverY);
@@ -96,7 +111,10 @@ Recording Record(const Scene& scene) {
     recording.deltaT = scene.deltaT;
     recording.deltaX = scene.deltaX;
     recording.lineSpacing = midpointPitch;
-    recording.timeZero = scene.timeZero;
+    double timeZeros = 0;
+    for (const Pair& pair : kPairs) timeZeros += TimeZero(scene, pair);
+    recording.timeZero = static_cast<int>(std::lround(timeZeros / pairs));
+    recording.antennaOffset = scene.elementPitch;
     recording.permittivity = scene.permittivity;
     for (const Pair& pair : kPairs) recording.channels.push_back(pair.name);
     recording.data = AllocateSamples(recording.size.Count());
@@ -105,20 +123,24 @@ Recording Record(const Scene& scene) {
     float* out = recording.data.get();
     for (int z = 0; z < recording.size.bscans; ++z) {
         const Pair& pair = kPairs[z % pairs];
-        const std::vector<double> background = Background(scene, z % pairs);
+        const Trace background = Background(scene, z % pairs);
+        const double offset = 60.0 - 35.0 * (z % pairs), gain = scene.gain[z % pairs];
         const double lane = z / pairs * lanePitch; // place of the first element
         const double txY = lane + pair.transmitter * scene.elementPitch,
                      rxY = lane + pair.receiver * scene.elementPitch;
+        double wander = 0; // stays within about five times its steps
         for (int y = 0; y < scene.ascans; ++y) {
+            wander = 0.98 * wander + scene.wander * noise.Next();
             const double x = y * scene.deltaX;
-            std::vector<double> trace = background;
+            Trace trace = background;
             for (const BarLayer& layer : scene.bars)
                 ForEachBar(layer, 0, layer.across ? length : width, [&](double place) {
                     const double path = BarPath(layer.across, layer.depth, place, x, txY, rxY);
                     AddReflection(scene, path, layer.reflectance, trace);
                 });
             AddReflection(scene, std::hypot(2 * scene.slabThickness, txY - rxY), scene.backWallReflectance, trace);
-            for (const double value : trace) *out++ = Counts(value + scene.noise * noise.Next());
+            for (const double value : trace.values)
+                *out++ = Counts(gain * value + offset + wander + scene.noise * noise.Next());
         }
     }
     return recording;

@@ -14,12 +14,16 @@ constexpr int kSlices = 12, kSlicesPerRow = 4;
 
 /// Two-way time in ns, from time zero on where it is known.
 Axis TimeAxis(const Recording& recording) {
-    const double zero = recording.timeZero.value_or(0) * recording.deltaT;
-    return {recording.timeZero ? "two-way time after time zero (ns)" : "two-way time (ns)", "ns",
-            (recording.startTime - zero) / kNanosecond, recording.deltaT / kNanosecond};
+    const double origin = recording.timeZero ? -*recording.timeZero * recording.deltaT : recording.startTime;
+    return {recording.timeZero ? "two-way time after time zero (ns)" : "two-way time (ns)", "ns", origin / kNanosecond,
+            recording.deltaT / kNanosecond};
 }
 
 Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
+
+Axis LineAxis(const Recording& recording) {
+    return recording.lineSpacing ? Axis{"across (m)", "m", 0, *recording.lineSpacing} : Axis{"B-scan", "", 1, 1};
+}
 
 /// Metres of depth per ns of two-way time.
 double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
@@ -69,46 +73,74 @@ std::vector<float> Slab(const Recording& image, int begin, int end) {
 
 } // namespace
 
-Excerpt ChooseBscans(const Recording& recording) {
+Choice ChooseBscans(const Recording& recording) {
     const int bscans = recording.size.bscans;
     int channels = static_cast<int>(recording.channels.size());
     if (channels == 0 && bscans > 1) channels = bscans % 5 == 0 ? 5 : bscans % 7 == 0 ? 7 : 0;
 
-    Excerpt excerpt;
-    excerpt.lineCount = bscans;
+    Choice choice;
+    choice.lineCount = bscans;
     const int chosen = channels > 0 ? channels : std::min(bscans, 5);
     for (int i = 0; i < chosen; ++i) {
         if (channels > 0) {
-            excerpt.indices.push_back(bscans / channels / 2 * channels + i);
-            excerpt.names.push_back(recording.channels.empty() ? "channel " + std::to_string(i + 1)
-                                                               : recording.channels[i]);
+            choice.indices.push_back(bscans / channels / 2 * channels + i);
+            choice.names.push_back(recording.channels.empty() ? "channel " + std::to_string(i + 1)
+                                                              : recording.channels[i]);
         } else {
-            excerpt.indices.push_back(chosen == 1 ? 0
-                                                  : static_cast<int>(std::int64_t{i} * (bscans - 1) / (chosen - 1)));
-            excerpt.names.push_back(bscans == 1 ? "" : "line " + std::to_string(excerpt.indices.back() + 1));
+            choice.indices.push_back(chosen == 1 ? 0 : static_cast<int>(std::int64_t{i} * (bscans - 1) / (chosen - 1)));
+            choice.names.push_back(bscans == 1 ? "" : "line " + std::to_string(choice.indices.back() + 1));
         }
     }
-
-    excerpt.bscans = recording;
-    excerpt.bscans.size.bscans = chosen;
-    excerpt.bscans.data = AllocateSamples(excerpt.bscans.size.Count());
-    const std::int64_t length = std::int64_t{recording.size.samples} * recording.size.ascans;
-    for (int i = 0; i < chosen; ++i) std::copy_n(recording.Bscan(excerpt.indices[i]), length, excerpt.bscans.Bscan(i));
-    return excerpt;
+    return choice;
 }
 
-std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::string& resultTitle,
+Stage::Stage(const std::string& name, const Recording& recording, const Choice& choice)
+    : title(name), bscans(recording), timeZero(choice.indices.size(), recording.timeZero),
+      lineCount(recording.size.bscans) {
+    bscans.size.bscans = static_cast<int>(choice.indices.size());
+    bscans.data = AllocateSamples(bscans.size.Count());
+    const std::int64_t length = std::int64_t{bscans.size.samples} * bscans.size.ascans;
+    for (int i = 0; i < bscans.size.bscans; ++i)
+        std::copy_n(recording.Bscan(choice.indices[i]), length, bscans.Bscan(i));
+    for (int z = 0; z < lineCount; ++z) {
+        const float* middle = recording.Bscan(z) + std::int64_t{recording.size.ascans / 2} * recording.size.samples;
+        across.insert(across.end(), middle, middle + recording.size.samples);
+    }
+}
+
+std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
+                                    const Style& style) {
+    if (stages.front().lineCount < 2) return {};
+    std::vector<Panel> panels;
+    for (const Stage& stage : stages) {
+        Panel panel = BscanPanel(stage.bscans, 0, stage.title);
+        panel.data = stage.across.data();
+        panel.columns = stage.lineCount;
+        panel.across = LineAxis(stage.bscans);
+        panel.blend = false;
+        panels.push_back(panel);
+    }
+    DrawPicture(folder / "across.png",
+                stages.front().bscans.file.stem().string() + ": across the lines, in the middle of the scan", panels, 1,
+                style);
+    return {"across.png"};
+}
+
+std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style) {
     std::vector<std::string> files;
-    for (std::size_t i = 0; i < input.indices.size(); ++i) {
-        const int bscan = input.indices[i];
-        std::string title = input.bscans.file.stem().string();
-        if (!input.names[i].empty())
-            title += ", " + input.names[i] + " (B-scan " + std::to_string(bscan + 1) + " of " +
-                     std::to_string(input.lineCount) + ")";
-        const std::vector<Panel> panels = {BscanPanel(input.bscans, static_cast<int>(i), "input"),
-                                           BscanPanel(image, bscan, resultTitle)};
-        files.push_back(FileName(input.names[i]));
+    for (std::size_t i = 0; i < choice.indices.size(); ++i) {
+        std::string title = stages.front().bscans.file.stem().string();
+        if (!choice.names[i].empty())
+            title += ", " + choice.names[i] + " (B-scan " + std::to_string(choice.indices[i] + 1) + " of " +
+                     std::to_string(choice.lineCount) + ")";
+        std::vector<Panel> panels;
+        for (const Stage& stage : stages) {
+            Recording bscans = stage.bscans; // shares the samples
+            bscans.timeZero = stage.timeZero[i];
+            panels.push_back(BscanPanel(bscans, static_cast<int>(i), stage.title));
+        }
+        files.push_back(FileName(choice.names[i]));
         DrawPicture(folder / files.back(), title, panels, 1, style);
     }
     return files;
@@ -142,7 +174,7 @@ std::vector<std::string> DrawDepthSlices(const Recording& image, const std::file
         panel.rowStep = image.size.ascans;
         panel.across = ScanAxis(image);
         panel.equalScales = image.lineSpacing.has_value();
-        panel.down = panel.equalScales ? Axis{"across (m)", "m", 0, *image.lineSpacing} : Axis{"B-scan", "", 1, 1};
+        panel.down = LineAxis(image);
         panels.push_back(panel);
     }
     DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",

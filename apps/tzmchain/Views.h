@@ -5,9 +5,8 @@
 
 namespace tzmchain {
 
-/// Some B-scans of a recording and where they came from, kept when the recording itself is released.
-struct Excerpt {
-    Recording bscans;               ///< the chosen B-scans, one behind the other
+/// Which B-scans of a recording are drawn.
+struct Choice {
     std::vector<int> indices;       ///< of the recording
     std::vector<std::string> names; ///< "TX2RX1", "channel 2", or none for a single line
     int lineCount = 0;              ///< B-scans of the recording
@@ -15,11 +14,27 @@ struct Excerpt {
 
 /// The B-scan of each channel that lies in the middle of the block. Channels are those that the recording names, or
 /// five or seven that divide its B-scans; a block without channels gives up to five B-scans evenly spread.
-Excerpt ChooseBscans(const Recording& recording);
+Choice ChooseBscans(const Recording& recording);
 
-/// Draws each B-scan of the excerpt above the same one of the image. Gives the names of the files, "bscan-NAME.png".
-std::vector<std::string> DrawBscans(const Excerpt& input, const Recording& image, const std::string& resultTitle,
+/// The chosen B-scans as they are at one place of the chain.
+struct Stage {
+    Stage(const std::string& title, const Recording& recording, const Choice& choice);
+
+    std::string title;
+    Recording bscans;                         ///< one behind the other, kept when the recording itself is released
+    std::vector<std::optional<int>> timeZero; ///< of each
+    std::vector<float> across;                ///< the A-scan in the middle of every B-scan of the recording
+    int lineCount;                            ///< of them
+};
+
+/// Draws each chosen B-scan at all stages, one below the other. Gives the names of the files, "bscan-NAME.png".
+std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style);
+
+/// Draws the section across the lines, through the middle of all B-scans, at all stages: channels that differ in time
+/// or level stand out as steps. Gives the name of the file, "across.png", or nothing for a single line.
+std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
+                                    const Style& style);
 
 /// Draws, on a linear scale, the mean magnitude of slabs of equal thickness that together make up the image, from
 /// above. Gives the name of the file, "depth-slices.png", or nothing for a single line.

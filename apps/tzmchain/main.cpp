@@ -45,6 +45,8 @@ void Info(const std::filesystem::path& input) {
     if (!channels.empty()) line("channels", channels);
     if (recording.timeZero) line("time zero", "sample " + std::to_string(*recording.timeZero));
     if (recording.permittivity) line("permittivity", Number(*recording.permittivity));
+    if (recording.antennaOffset) line("antenna offset", Number(*recording.antennaOffset) + " m");
+    if (recording.oneAntennaPair) line("antennas", "one pair recorded all channels");
     if (finite > 0)
         line("values",
              Number(low, 7) + " to " + Number(high, 7) + ", mean " + Number(sum / static_cast<double>(finite), 7));
@@ -57,11 +59,11 @@ void List() {
     for (const AlgorithmRow& row : Algorithms()) {
         std::printf("%s: %s\n", row.name.c_str(), row.summary.c_str());
         for (const Parameter& parameter : Step(row).parameters)
-            std::printf("    parameter %-28s %-15s %s\n", parameter.name.c_str(), parameter.type.c_str(),
+            std::printf("    parameter %-46s %-15s %s\n", parameter.name.c_str(), parameter.type.c_str(),
                         plain(parameter.get()).c_str());
         for (const Key& key : row.keys)
-            std::printf("    key       %-28s %-15s %s%s\n", key.name.c_str(), key.TypeName(),
-                        plain(key.standard).c_str(), key.range.empty() ? "" : (", " + key.range).c_str());
+            std::printf("    key       %-46s %-15s %s%s\n", key.FullName().c_str(), key.TypeName(),
+                        key.defaultValue.c_str(), key.Limits().empty() ? "" : (", " + key.Limits()).c_str());
     }
 }
 
@@ -73,6 +75,8 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--calibration", options.calibration, "Calibration document of the algorithms");
     command.add_option("--time-zero", options.timeZero, "Sample of time zero, for every step that has one");
     command.add_option("--permittivity", options.permittivity, "Relative permittivity of the ground, likewise");
+    command.add_option("--antenna-offset", options.antennaOffset,
+                       "Metres between transmitter and receiver of a bistatic channel, likewise");
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
     command.add_option("--colours", options.style.colours, "Colours of signed values: grey or seismic")
         ->transform(CLI::CheckedTransformer(

@@ -67,20 +67,22 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     ASSERT_EQ(outcome.code, 0) << outcome.text;
     EXPECT_EQ(outcome.text, "");
     EXPECT_EQ(Names(folder / "deep/out"),
-              (std::set<std::string>{"bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png", "bscan-TX2RX3.png",
-                                     "bscan-TX3RX3.png", "depth-slices.png", "image.vti", "recipe.json", "scene.f32",
-                                     "scene.json"}));
+              (std::set<std::string>{"across.png", "bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png",
+                                     "bscan-TX2RX3.png", "bscan-TX3RX3.png", "depth-slices.png", "image.vti",
+                                     "recipe.json", "scene.f32", "scene.json"}));
     const Recording image = ReadRecording(folder / "deep/out/image.vti");
-    EXPECT_TRUE((image.size == Dimensions{88, 20, 10}));
+    EXPECT_TRUE((image.size == Dimensions{84, 20, 10})); // the largest time zero is 44
     EXPECT_NEAR(image.deltaT, 5e-11, 1e-20);
-    EXPECT_NEAR(image.startTime, 40 * 5e-11, 1e-18);
+    EXPECT_EQ(image.startTime, 0);
 
     const Json::Value recipe = ParseJson(ReadText(folder / "deep/out/recipe.json"), "recipe");
     EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
-    EXPECT_EQ(recipe["outputs"].size(), 10u);
-    EXPECT_EQ(recipe["chain"][1]["parameters"]["timeZero"], 40);
-    EXPECT_EQ(recipe["chain"][1]["parameters"]["permittivity"], 6.5);
-    EXPECT_EQ(recipe["steps"].size(), 3u);
+    EXPECT_EQ(recipe["outputs"].size(), 11u);
+    EXPECT_EQ(recipe["chain"][3]["parameters"]["antennaOffset"], 0.1);
+    EXPECT_EQ(recipe["chain"][4]["parameters"]["timeZero"], 0);
+    EXPECT_EQ(recipe["chain"][4]["parameters"]["permittivity"], 6.5);
+    EXPECT_EQ(recipe["steps"].size(), 6u);
+    EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
     EXPECT_GT(recipe["steps"][0]["seconds"].asDouble(), 0);
     EXPECT_EQ(Names(folder / "deep"), (std::set<std::string>{"out"}));
 }
@@ -112,6 +114,9 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     const TemporaryFolder folder;
     Recording good = Small(5), nan = Small(5), sizes = Small(5);
     WriteRecording(good, folder / "good");
+    Recording three = Small(3);
+    WriteRecording(three, folder / "three");
+    folder.Write("level.json", R"({"chain": [{"algorithm": "EnergyCorrection"}]})");
     nan.data[100] = std::nanf("");
     WriteRecording(nan, folder / "nan");
     WriteRecording(sizes, folder / "short");
@@ -141,6 +146,8 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --calibration " + at + "broken.json" + tail, "Failed to parse calibration string");
     refused("run " + at + "good.f32 --time-zero 64" + tail, "timeZero 64 isn't one of the samples 0 to 63");
     refused("run " + at + "good.f32 --permittivity 0" + tail, "needs a permittivity above 0");
+    refused("run " + at + "three.f32 --chain " + at + "level.json" + tail,
+            "EnergyCorrection refuses 3 B-scans, since neither 5 nor 7 channels divide them");
     refused("run " + at + "good.f32 --threads 0" + tail, "--threads");
     refused("run " + at + "good.f32 --quiet", "--out is required");
     refused("run " + at + "good.f32 --quiet --out " + at + "empty", "isn't a folder");

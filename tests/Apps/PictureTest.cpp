@@ -88,10 +88,11 @@ TEST(Views, ShowTheMiddleLaneOfEveryChannel) {
     Recording recording = Silent({4, 3, 35});
     recording.channels = {"TX1RX1", "TX2RX1", "TX2RX2", "TX2RX3", "TX3RX3"};
     for (int z = 0; z < 35; ++z) recording.Bscan(z)[5] = static_cast<float>(z);
-    const Excerpt excerpt = ChooseBscans(recording);
-    EXPECT_EQ(excerpt.indices, (std::vector<int>{15, 16, 17, 18, 19}));
-    EXPECT_EQ(excerpt.names, recording.channels);
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(excerpt.bscans.Bscan(i)[5], static_cast<float>(15 + i));
+    const Choice choice = ChooseBscans(recording);
+    EXPECT_EQ(choice.indices, (std::vector<int>{15, 16, 17, 18, 19}));
+    EXPECT_EQ(choice.names, recording.channels);
+    const Stage stage("input", recording, choice);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(stage.bscans.Bscan(i)[5], static_cast<float>(15 + i));
 
     EXPECT_EQ(ChooseBscans(Silent({4, 3, 14})).indices, (std::vector<int>{7, 8, 9, 10, 11, 12, 13}));
     EXPECT_EQ(ChooseBscans(Silent({4, 3, 14})).names[1], "channel 2");
@@ -106,9 +107,11 @@ TEST(Views, DrawBlocksOfAnyShape) {
         recording.timeZero = 0;
         recording.permittivity = 9;
         recording.lineSpacing = 0.05;
-        const Excerpt excerpt = ChooseBscans(recording);
-        const auto files = DrawBscans(excerpt, recording, "result", folder.path, {Colours::Seismic, 40});
-        EXPECT_EQ(files.size(), excerpt.indices.size());
+        const Choice choice = ChooseBscans(recording);
+        const Stage stage("input", recording, choice);
+        const auto files = DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, 40});
+        EXPECT_EQ(files.size(), choice.indices.size());
+        EXPECT_EQ(DrawAcross({stage, stage}, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         for (const std::string& file : files) EXPECT_GT(Pixels(folder / file).Width(), 1000);
     }

@@ -67,6 +67,8 @@ TEST(Recording, ComesBackFromARawBlockAsItWasWritten) {
     written.lineSpacing = 0.05;
     written.permittivity = 6.5;
     written.timeZero = 2;
+    written.antennaOffset = 0.1;
+    written.oneAntennaPair = true;
     written.channels = {"a", "b", "c", "d", "e"};
     WriteRecording(written, folder / "block");
     for (const char* name : {"block.f32", "block.json"}) {
@@ -77,6 +79,8 @@ TEST(Recording, ComesBackFromARawBlockAsItWasWritten) {
         EXPECT_EQ(read.lineSpacing, written.lineSpacing);
         EXPECT_EQ(read.permittivity, written.permittivity);
         EXPECT_EQ(read.timeZero, written.timeZero);
+        EXPECT_EQ(read.antennaOffset, written.antennaOffset);
+        EXPECT_EQ(read.oneAntennaPair, written.oneAntennaPair);
         EXPECT_EQ(read.channels, written.channels);
         EXPECT_EQ(read.file.filename(), "block.f32");
         EXPECT_EQ(read.checksum, ChecksumOf(folder / "block.f32"));
@@ -135,6 +139,7 @@ TEST(Recording, RefusesAFlawedSidecarInOneLine) {
         {"{" + kSizes + "," + kIntervals + R"(, "permittivity": -1})", "\"permittivity\" must be a number above 0"},
         {"{" + kSizes + "," + kIntervals + R"(, "channel_names": ["a", "b"]})", "\"channel_names\" must be"},
         {"{" + kSizes + "," + kIntervals + R"(, "dtype": "int16"})", "\"dtype\" must be \"float32 little-endian\""},
+        {"{" + kSizes + "," + kIntervals + R"(, "pseudo_channels": 1})", "\"pseudo_channels\" must be true or false"},
         {"{" + kSizes + "," + kIntervals + R"(, "sha256": "00"})", "another sha256"},
         {std::string(3000, '['), "doesn't parse as JSON"},
     };

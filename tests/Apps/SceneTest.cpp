@@ -16,7 +16,7 @@ Scene OnlyBars(std::vector<BarLayer> bars) {
     Scene scene;
     scene.lanes = 1;
     scene.bars = std::move(bars);
-    scene.backWallReflectance = scene.directAmplitude = scene.ringingAmplitude = scene.noise = 0;
+    scene.backWallReflectance = scene.directAmplitude = scene.ringingAmplitude = scene.noise = scene.wander = 0;
     return scene;
 }
 
@@ -38,11 +38,12 @@ TEST(Scene, BarsStandWhereTheirTravelTimesSayInEveryPair) {
                  bistatic = std::sqrt(0.6 * 0.6 + 0.1 * 0.1); // the elements of a bistatic pair are 0.1 m apart
     const double apex[5] = {mono, bistatic, mono, bistatic, mono};
     for (int channel = 0; channel < 5; ++channel) {
-        EXPECT_NEAR(ArrivalSample(recording, 150, channel), 40 + apex[channel] / 0.005, 0.51) << channel;
+        const double zero = TimeZero(scene, kPairs[channel]);
+        EXPECT_NEAR(ArrivalSample(recording, 150, channel), zero + apex[channel] / 0.005, 0.51) << channel;
         const double slant = std::hypot(0.3, 0.25); // 50 A-scans away
         const double path = channel % 2 == 0 ? 2 * slant : std::hypot(2 * slant, 0.1);
-        EXPECT_NEAR(ArrivalSample(recording, 100, channel), 40 + path / 0.005, 0.51) << channel;
-        EXPECT_NEAR(ArrivalSample(recording, 200, channel), 40 + path / 0.005, 0.51) << channel;
+        EXPECT_NEAR(ArrivalSample(recording, 100, channel), zero + path / 0.005, 0.51) << channel;
+        EXPECT_NEAR(ArrivalSample(recording, 200, channel), zero + path / 0.005, 0.51) << channel;
     }
 }
 
@@ -54,7 +55,8 @@ TEST(Scene, BarsAlongTheScanAreFlatAndDifferFromPairToPair) {
     const double path[5] = {2 * aside, aside + 0.3, 0.6, 0.3 + aside, 2 * aside};
     for (int channel = 0; channel < 5; ++channel)
         for (const int ascan : {0, 150, 299})
-            EXPECT_NEAR(ArrivalSample(recording, ascan, channel), 40 + path[channel] / 0.005, 0.51);
+            EXPECT_NEAR(ArrivalSample(recording, ascan, channel),
+                        TimeZero(scene, kPairs[channel]) + path[channel] / 0.005, 0.51);
 }
 
 TEST(Scene, TheShortestWayOverABarIsNoLongerThanAnyOther) {
@@ -79,7 +81,7 @@ TEST(Scene, TheDirectWaveBeginsWithAStrongNegativeExcursion) {
         const float* first = std::find_if(trace, trace + 98, [](float x) { return std::abs(x) > 4000; });
         ASSERT_NE(first, trace + 98);
         EXPECT_LT(*first, 0);
-        EXPECT_LT(*std::min_element(trace, trace + 98), -8000);
+        EXPECT_LT(*std::min_element(trace, trace + 98), -5000);
     }
 }
 
@@ -95,16 +97,4 @@ TEST(Scene, GivesSixteenBitCountsThatAreAlwaysTheSame) {
     EXPECT_EQ(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
     scene.seed = 2;
     EXPECT_NE(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
-}
-
-TEST(Scene, ItsNoiseHasTheGivenSpread) {
-    Scene scene = OnlyBars({});
-    scene.noise = 100;
-    const Recording recording = Record(scene);
-    double sum = 0, squares = 0;
-    const std::int64_t count = std::int64_t{scene.samples} * scene.ascans;
-    for (std::int64_t i = 0; i < count; ++i) sum += recording.data[i], squares += recording.data[i] * recording.data[i];
-    const double mean = sum / static_cast<double>(count); // that of one pair's offset
-    EXPECT_NEAR(mean, 60, 6 * 100 / std::sqrt(static_cast<double>(count)));
-    EXPECT_NEAR(std::sqrt(squares / static_cast<double>(count) - mean * mean), 100, 1);
 }
