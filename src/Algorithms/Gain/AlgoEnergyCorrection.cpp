@@ -47,7 +47,8 @@ void AlgoEnergyCorrection::Execute(const float* in, const ImageProps& inProps, f
         });
         ParallelFor(dst.dim2, [&](int i) {
             if (!IsBistatic(i, channels)) return;
-            const double factor = E[i] == 0. ? 1. : std::sqrt((E[i - 1] + E[i + 1]) / (2. * E[i]));
+            const bool silent = static_cast<float>(E[i]) == 0.f; // a factor for it might not be a float
+            const double factor = silent ? 1. : std::sqrt((E[i - 1] + E[i + 1]) / (2. * E[i]));
             StreamScaled(src.Slice(i), static_cast<float>(factor), dst.Slice(i));
         });
     });

@@ -5,8 +5,7 @@
 
 namespace TZM {
 
-AlgoAscanOffsetRemoval::AlgoAscanOffsetRemoval(const std::string& name) : Algo(name) {
-}
+AlgoAscanOffsetRemoval::AlgoAscanOffsetRemoval(const std::string& name) : Algo(name) {}
 
 void AlgoAscanOffsetRemoval::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {

@@ -58,7 +58,7 @@ std::vector<double> MoveoutTable(int samples, double dt, double d, double v) {
     for (int i = 0; i < samples; ++i) {
         const double k = i; // the square of an int overflows
         const double y = k * k * dt * dt - d * d / (v * v);
-        t[static_cast<std::size_t>(i)] = y >= 0. ? std::sqrt(y) / dt : 0.;
+        t[static_cast<std::size_t>(i)] = y < 0. ? 0. : std::sqrt(y) / dt;
     }
     return t;
 }
@@ -84,7 +84,8 @@ public:
     }
 
     void Read(const float* in, float* out) const {
-        for (int k = 0; k < head; ++k) out[k] = weights[Index(k)] * in[0]; // nothing is recorded ahead of sample 0
+        for (int k = 0; k < head; ++k)
+            out[k] = 0.f + weights[Index(k)] * in[0]; // nothing is recorded ahead of sample 0
         for (const Run& run : runs)
             IPP::Simd::Active().interpolate(in + run.first + run.lead - 1, &weights[Index(run.first)], out + run.first,
                                             run.end - run.first);

@@ -109,7 +109,7 @@ int Arrival(const IPP::Array<float>& ascan, float threshold) {
     while (start < last && !(s[start] < threshold && s[start + 1] < threshold)) ++start;
     if (start >= last) return 0;
     float weights = 0.f, moments = 0.f;
-    for (int k = start; k <= last && s[k] < threshold; ++k) {
+    for (int k = start; k <= last && !(s[k] >= threshold); ++k) { // a NaN doesn't end the run, but spoils it
         const float w = std::sqrt(std::abs(s[k]));
         weights += w;
         moments += static_cast<float>(k) * w;
@@ -148,6 +148,7 @@ void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float
 
 void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, float* out,
                                     const ImageProps& outProps) const {
+    if (&inProps == &newOutProps) return Execute(in, ImageProps(inProps), out, outProps); // it is about to be replaced
     newOutProps = outProps;
     RunExecute([&] {
         RefreshInternalAlgoParams();
