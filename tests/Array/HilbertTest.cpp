@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "Array/Primitives/Hilbert.h"
 #include "Array/TransformStates.h"
@@ -55,7 +56,10 @@ TEST_P(Hilbert, EnvelopesOfRowsOfVeryDifferentStrengthKeepTheirOwnPrecision) {
             ASSERT_EQ(HilbertEnvelopes(src.data(), srcStep, dst.data(), dstStep, rows, state.Get(), work.data(),
                                        largest.data()),
                       0);
+            std::vector<float> inPlace = src;
+            HilbertEnvelopes(inPlace.data(), srcStep, inPlace.data(), srcStep, rows, state.Get(), work.data());
             for (int r = 0; r < rows; ++r) {
+                EXPECT_EQ(std::memcmp(&inPlace[r * srcStep], &dst[r * dstStep], 4 * n), 0);
                 const float* envelope = &dst[r * dstStep];
                 EXPECT_EQ(envelope[n], -1.f);
                 if (r == broken) {
@@ -77,15 +81,6 @@ TEST_P(Hilbert, EnvelopesOfRowsOfVeryDifferentStrengthKeepTheirOwnPrecision) {
                 EXPECT_TRUE(AllNear(envelope, expected, n, 1.2e-6 * peak + spacing)) << "row " << r;
             }
         }
-}
-
-TEST_P(Hilbert, EnvelopesRunInPlace) {
-    const int n = 100, rows = 40;
-    const HilbertState state(n, ippAlgHintAccurate);
-    std::vector<float> inPlace = Noise().Floats(rows * n), apart = inPlace, work(HilbertEnvelopesWorkSize(state.Get()));
-    HilbertEnvelopes(inPlace.data(), n, apart.data(), n, rows, state.Get(), work.data());
-    HilbertEnvelopes(inPlace.data(), n, inPlace.data(), n, rows, state.Get(), work.data());
-    EXPECT_EQ(inPlace, apart);
 }
 
 TEST(HilbertContract, Statuses) {

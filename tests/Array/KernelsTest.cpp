@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "support/Near.h"
@@ -45,19 +46,16 @@ TEST_P(Kernels, ElementOperationsFollowTheirFormula) {
          [](float s, float) { return 0.3f * s; }}};
     for (const auto& operation : operations)
         for (const int len : kLengths) { // from an unaligned start; the elements around the range must stay
-            std::vector<float> src = Noise(3).Floats(len + 2);
-            std::vector<float> dst = Noise(4).Floats(len + 2);
+            std::vector<float> src = Noise(3).Floats(len + 2), dst = Noise(4).Floats(len + 2);
             if (len > 8) src[4] = NAN, src[7] = INFINITY, dst[9] = -INFINITY;
             std::vector<float> expected = dst;
             for (int i = 1; i <= len; ++i) expected[i] = operation.formula(src[i], dst[i]);
             operation.kernel(src.data() + 1, dst.data() + 1, len);
-            for (int i = 0; i < len + 2; ++i) {
-                SCOPED_TRACE(operation.name);
-                if (std::isnan(expected[i]))
-                    EXPECT_TRUE(std::isnan(dst[i])) << "length " << len << ", element " << i;
-                else
-                    EXPECT_FLOAT_EQ(dst[i], expected[i]) << "length " << len << ", element " << i;
-            }
+            for (int i = 0; i < len + 2; ++i)
+                EXPECT_TRUE(std::isnan(expected[i]) ? std::isnan(dst[i])
+                                                    : std::fabs(dst[i] - expected[i]) <= 4 * kFloatEpsilon ||
+                                                          dst[i] == expected[i]) // values below 4
+                    << operation.name << ", length " << len << ", element " << i;
         }
 }
 
@@ -83,10 +81,8 @@ TEST_P(Kernels, ComplexOperationsFollowTheirFormula) {
 
 TEST_P(Kernels, ReductionsSeeEveryElement) {
     for (const int len : kLengths) {
-        std::vector<float> v = Noise(7).Floats(len + 2);
-        std::vector<float> reversed = v;
-        double sum = 0;
-        double squares = 0;
+        std::vector<float> v = Noise(7).Floats(len + 2), reversed = v;
+        double sum = 0, squares = 0;
         for (int i = 1; i <= len; ++i) sum += v[i], squares += double(v[i]) * v[i];
         EXPECT_NEAR(k.sum(v.data() + 1, len), sum, len * 1e-16 * len);
         EXPECT_NEAR(k.sumOfSquares(v.data() + 1, len), squares, len * 1e-16 * len);
@@ -96,15 +92,13 @@ TEST_P(Kernels, ReductionsSeeEveryElement) {
         for (int at = 1; at <= len; at += 1 + len / 9) {
             std::vector<int> n(len + 1, -5);
             const float kept = v[at];
-            float min = 0;
-            float max = 0;
+            float min = 0, max = 0;
             v[at] = 2;
             k.minMax(v.data() + 1, len, &min, &max);
             EXPECT_EQ(max, 2.f);
             v[at] = -2;
             k.minMax(v.data() + 1, len, &min, &max);
-            EXPECT_EQ(min, -2.f);
-            v[at] = kept;
+            EXPECT_EQ(std::exchange(v[at], kept), min);
             n[0] = 9, n[at] = -4;
             EXPECT_EQ(k.maxInt(n.data() + 1, len), -4);
         }
@@ -140,8 +134,7 @@ TEST_P(Kernels, TapReadsWeighTwelveNeighboursAndTurnTheSum) {
 
 TEST_P(Kernels, InterpolationWeighsNeighbours) {
     for (const int len : kLengths) {
-        const std::vector<float> v = Noise(14).Floats(len + 2);
-        const std::vector<float> weights = Noise(15).Floats(len);
+        const std::vector<float> v = Noise(14).Floats(len + 2), weights = Noise(15).Floats(len);
         std::vector<float> dst(len + 2, 9.f);
         k.interpolate(v.data() + 1, weights.data(), dst.data() + 1, len);
         for (int i = 0; i < len; ++i) // a difference below 2, a product below 2, a sum below 3
