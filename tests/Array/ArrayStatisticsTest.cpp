@@ -5,21 +5,14 @@
 #include <vector>
 
 #include "Array/Array2D.h"
-#include "support/Near.h"
+#include "support/Failure.h"
 #include "support/Noise.h"
 
 using namespace IPP;
 
 namespace {
 
-Array<float> View(std::vector<float>& v) {
-    return Array<float>(v.data(), static_cast<int>(v.size()));
-}
-
-template <class Call>
-std::string Message(Call&& call) {
-    return Caught<Exception>(call, [](const Exception& e) { return e.GetMessage(); });
-}
+Array<float> View(std::vector<float>& v) { return Array<float>(v.data(), static_cast<int>(v.size())); }
 
 } // namespace
 
@@ -32,26 +25,22 @@ TEST(ArrayStatistics, MeanLimitsItsRangeToTheArray) {
 }
 
 TEST(ArrayStatistics, MedianIsTheMiddleOfTheOrder) {
-    std::vector<float> odd{3, 1, 2};
-    std::vector<float> even{4, 1, 3, 2};
+    std::vector<float> odd{3, 1, 2}, even{4, 1, 3, 2};
     EXPECT_EQ(View(odd).Median(), 2.f);
     EXPECT_EQ(View(even).Median(), 2.5f);
     EXPECT_EQ(even, (std::vector<float>{4, 1, 3, 2}));
-    int ints[] = {4, 1, 3, 2};
-    int negative[] = {-1, -2};
-    int largest[] = {2147483647, 2147483645};
-    EXPECT_EQ(Array<int>(ints, 4).Median(), 2);
+    int negative[] = {-1, -2}, largest[] = {2147483647, 2147483645};
     EXPECT_EQ(Array<int>(negative, 2).Median(), -1);
     EXPECT_EQ(Array<int>(largest, 2).Median(), 2147483646);
-    EXPECT_EQ(Array<int>(ints, 0).Median(), 0);
+    EXPECT_EQ(Array<int>(largest, 0).Median(), 0);
 }
 
 TEST(ArrayStatistics, IndexOfMaxTakesTheFirstOfEqualsAndNoNaN) {
     std::vector<float> v{1, 5, NAN, 5, 2};
     float value = 0;
+    EXPECT_EQ(View(v).IndexOfMax(nullptr), View(v).IndexOfMax(&value));
     EXPECT_EQ(View(v).IndexOfMax(&value), 1);
     EXPECT_EQ(value, 5.f);
-    EXPECT_EQ(View(v).IndexOfMax(nullptr), 1);
     EXPECT_EQ(Array<float>(v.data(), 0).IndexOfMax(&value), -1);
     EXPECT_EQ(value, 0.f);
 }
@@ -76,26 +65,26 @@ TEST(ArrayStatistics, RootMeanSquareTurnsIntervalSpeedsIntoRmsSpeeds) {
     }
     EXPECT_EQ(rms[39], rms[38]);
     std::vector<float> two{2, 2};
-    EXPECT_EQ(Message([&] { View(two).RootMeanSquare(View(interval), 0); }),
-              "IPP::Array::RootMeanSquare - Dimensions are not equal");
-    EXPECT_EQ(Message([&] { View(two).RootMeanSquare(View(two), 0); }), "IPP::Array::RootMeanSquare - too short");
-    EXPECT_EQ(Message([&] { View(rms).RootMeanSquare(View(interval), 0); }),
-              "IPP::Array::RootMeanSquare - delta must not be 0");
+    EXPECT_EQ(Failure([&] { View(two).RootMeanSquare(View(interval), 0); }),
+              "-2 IPP::Array::RootMeanSquare - Dimensions are not equal");
+    EXPECT_EQ(Failure([&] { View(two).RootMeanSquare(View(two), 0); }), "-2 IPP::Array::RootMeanSquare - too short");
+    EXPECT_EQ(Failure([&] { View(rms).RootMeanSquare(View(interval), 0); }),
+              "-2 IPP::Array::RootMeanSquare - delta must not be 0");
 }
 
 TEST(ArrayStatistics, MovingAveragesShortenTheirWindowAtTheEnd) {
-    std::vector<float> leading{1, 3, 5};
-    View(leading).FilterMovingAverageLeading(2);
-    EXPECT_EQ(leading, (std::vector<float>{2, 4, 5}));
-    std::vector<float> delayed{1, 3, 5};
-    View(delayed).FilterMovingAverageDelayed(2);
-    EXPECT_EQ(delayed, (std::vector<float>{1, 2, 4}));
-    View(delayed).FilterMovingAverageLeading(100);
-    EXPECT_EQ(delayed[2], 4.f);
-    EXPECT_EQ(Message([&] { View(delayed).FilterMovingAverageLeading(1); }),
-              "IPP::Array::FilterMovingAverageLeading - maskSize too small");
-    EXPECT_EQ(Message([&] { View(delayed).FilterMovingAverageDelayed(1); }),
-              "IPP::Array::FilterMovingAverageDelayed - maskSize too small");
+    std::vector<float> v{1, 3, 5};
+    View(v).FilterMovingAverageLeading(2);
+    EXPECT_EQ(v, (std::vector<float>{2, 4, 5}));
+    v = {1, 3, 5};
+    View(v).FilterMovingAverageDelayed(2);
+    EXPECT_EQ(v, (std::vector<float>{1, 2, 4}));
+    View(v).FilterMovingAverageLeading(100);
+    EXPECT_EQ(v[2], 4.f);
+    EXPECT_EQ(Failure([&] { View(v).FilterMovingAverageLeading(1); }),
+              "-2 IPP::Array::FilterMovingAverageLeading - maskSize too small");
+    EXPECT_EQ(Failure([&] { View(v).FilterMovingAverageDelayed(1); }),
+              "-2 IPP::Array::FilterMovingAverageDelayed - maskSize too small");
 }
 
 TEST(ArrayStatistics, ElementOperationsRefuseOtherSizesBeforeTheyWrite) {
@@ -113,13 +102,13 @@ TEST(ArrayStatistics, ElementOperationsRefuseOtherSizesBeforeTheyWrite) {
     EXPECT_EQ(complex[0].im, 3.f);
     View(b).MagnitudesOfElements(Array<Ipp32fc>(complex, 2));
     EXPECT_EQ(b, (std::vector<float>{5, 2}));
-    EXPECT_EQ(Message([&] { View(a).MultiplyElements(View(three)); }),
-              "IPP::Array::MultiplyElements - Dimensions are not equal");
-    EXPECT_EQ(Message([&] { View(a).MinOfElements(View(three)); }),
-              "IPP::Array::MinOfElements - Dimensions are not equal");
-    EXPECT_EQ(Message([&] { View(three).MagnitudesOfElements(Array<Ipp32fc>(complex, 2)); }),
-              "IPP::Array::MagnitudesOfElements - Dimensions are not equal");
-    EXPECT_EQ(Message([&] { View(a).CumSum(View(three)); }), "IPP::Array::CumSum - Dimensions are not equal");
+    EXPECT_EQ(Failure([&] { View(a).MultiplyElements(View(three)); }),
+              "-2 IPP::Array::MultiplyElements - Dimensions are not equal");
+    EXPECT_EQ(Failure([&] { View(a).MinOfElements(View(three)); }),
+              "-2 IPP::Array::MinOfElements - Dimensions are not equal");
+    EXPECT_EQ(Failure([&] { View(three).MagnitudesOfElements(Array<Ipp32fc>(complex, 2)); }),
+              "-2 IPP::Array::MagnitudesOfElements - Dimensions are not equal");
+    EXPECT_EQ(Failure([&] { View(a).CumSum(View(three)); }), "-2 IPP::Array::CumSum - Dimensions are not equal");
     EXPECT_EQ(a, (std::vector<float>{3, -8}));
 }
 
@@ -131,8 +120,8 @@ TEST(ArrayStatistics, TransposeSwapsRowsAndColumnsOfAnyShape) {
     Array2D<float>(target.data(), height, width).Transpose(Array2D<float>(source.data(), width, height));
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) ASSERT_EQ(target[x * height + y], source[y * width + x]);
-    EXPECT_EQ(Message([&] {
+    EXPECT_EQ(Failure([&] {
                   Array2D<float>(target.data(), width, height).Transpose(Array2D<float>(source.data(), width, height));
               }),
-              "IPP::Array2D::Transpose - dimensions are not compatible");
+              "-2 IPP::Array2D::Transpose - dimensions are not compatible");
 }

@@ -1,24 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <numeric>
 #include <vector>
 
 #include "Array/AlignedIntVector.h"
 #include "Array/Array3D.h"
-#include "support/Near.h"
+#include "support/Failure.h"
 
 using namespace IPP;
-
-namespace {
-
-template <class Call>
-std::string Message(Call&& call) {
-    return Caught<Exception>(call,
-                             [](const Exception& e) { return std::to_string(e.GetStatus()) + " " + e.GetMessage(); });
-}
-
-} // namespace
 
 TEST(Array, AddressesTheFirstDimensionFastest) {
     Array2D<float> plane(4, 3);
@@ -47,18 +36,13 @@ TEST(Array, OwnsAlignedMemoryAndRefusesWhatItCannotHold) {
 }
 
 TEST(Array, ViewsLeaveTheirMemoryAlone) {
-    std::vector<float> memory(24);
-    std::iota(memory.begin(), memory.end(), 0.f);
-    const std::vector<float> before = memory;
-    try {
-        const Array3D<float> view(memory.data(), 2, 3, 4);
-        EXPECT_FALSE(view.owner);
-        EXPECT_FALSE(view.Slice(2).owner);
+    float memory[24] = {0, 1, 2, 3, 4, 5, 6, 7};
+    {
+        const Array3D<float> view(memory, 2, 3, 4);
+        EXPECT_FALSE(view.owner || view.Slice(2).owner);
         EXPECT_EQ(view.Row(0, 1).SubArray(1, 1)[0], 7.f);
-        view.At(0, 0, 4);
-    } catch (const Exception&) {
     }
-    EXPECT_EQ(memory, before);
+    EXPECT_EQ(memory[7], 7.f);
 }
 
 TEST(Array, ChecksUpperBounds) {
@@ -66,13 +50,13 @@ TEST(Array, ChecksUpperBounds) {
     const Array3D<float> block(2, 3, 4);
     for (auto call : {+[](const Array2D<float>& a) { a.At(4, 0); }, +[](const Array2D<float>& a) { a.At(0, 3); },
                       +[](const Array2D<float>& a) { a.Row(3); }})
-        EXPECT_EQ(Message([&] { call(plane); }), "-2 Index exceeds IPP::Array2D bounds");
+        EXPECT_EQ(Failure([&] { call(plane); }), "-2 Index exceeds IPP::Array2D bounds");
     for (auto call : {+[](const Array3D<float>& a) { a.At(2, 0, 0); }, +[](const Array3D<float>& a) { a.At(0, 3, 0); },
                       +[](const Array3D<float>& a) { a.Row(0, 4); }, +[](const Array3D<float>& a) { a.Slice(4); }})
-        EXPECT_EQ(Message([&] { call(block); }), "-2 Index exceeds IPP::Array3D bounds");
-    EXPECT_EQ(Message([&] { block.SubArray(24, 0); }), "-2 Index exceeds IPP::Array bounds");
+        EXPECT_EQ(Failure([&] { call(block); }), "-2 Index exceeds IPP::Array3D bounds");
+    EXPECT_EQ(Failure([&] { block.SubArray(24, 0); }), "-2 Index exceeds IPP::Array bounds");
     float one = 0;
-    EXPECT_EQ(Message([&] { Array2D<float>(&one, 0, 1).Row(0); }), "-2 Index exceeds IPP::Array2D bounds");
+    EXPECT_EQ(Failure([&] { Array2D<float>(&one, 0, 1).Row(0); }), "-2 Index exceeds IPP::Array2D bounds");
 }
 
 TEST(Array, WholeArrayOperationsAreOnePrimitiveEach) {
@@ -91,9 +75,9 @@ TEST(Array, WholeArrayOperationsAreOnePrimitiveEach) {
     longer.Set(7);
     a.CopyFrom(longer); // the shorter size decides
     EXPECT_EQ(memory, (std::vector<float>{7, 7, 7, 7}));
-    EXPECT_EQ(Message([&] { a.DivC(0); }), "-10 IPP::Exception::ippsDivC_32f_I");
-    EXPECT_EQ(Message([&] { Array<float>(memory.data(), 0).Zero(); }), "-6 IPP::Exception::ippsZero_32f");
-    EXPECT_EQ(Message([] { Array<int>(nullptr, 3).CopyFrom(Array<int>(3)); }), "-8 IPP::Exception::ippsCopy_32s");
+    EXPECT_EQ(Failure([&] { a.DivC(0); }), "-10 IPP::Exception::ippsDivC_32f_I");
+    EXPECT_EQ(Failure([&] { Array<float>(memory.data(), 0).Zero(); }), "-6 IPP::Exception::ippsZero_32f");
+    EXPECT_EQ(Failure([] { Array<int>(nullptr, 3).CopyFrom(Array<int>(3)); }), "-8 IPP::Exception::ippsCopy_32s");
 }
 
 TEST(AlignedIntVector, GrowsByHalfItsCapacityOrToTheNeed) {

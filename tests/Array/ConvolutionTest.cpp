@@ -47,17 +47,14 @@ double Norm(const Floats& x) {
 }
 
 // Each of the 16 or so passes of a transform rounds once, relative to the norms; no sum exceeds their product.
-double TransformLimit(const Floats& a, const Floats& b) {
-    return 16 * kFloatEpsilon / 2 * Norm(a) * Norm(b);
-}
+double TransformLimit(const Floats& a, const Floats& b) { return 16 * kFloatEpsilon / 2 * Norm(a) * Norm(b); }
 
 class Convolution : public AtSimdLevel {};
 
 } // namespace
 
 TEST_P(Convolution, IsTheSumOfShiftedProducts) {
-    for (const auto& [len1, len2] :
-         {std::pair{1, 1}, {7, 1}, {3, 9}, {31, 33}, {32, 1}, {300, 17}, {513, 40}, {257, 270}}) {
+    for (const auto& [len1, len2] : {std::pair{1, 1}, {3, 9}, {31, 33}, {32, 1}, {513, 40}, {257, 270}}) {
         const Floats a = Noise(len1).Floats(len1);
         const Floats b = Noise(len2 + 1).Floats(len2);
         const Doubles expected = SlowConvolution(a, b);
@@ -69,19 +66,16 @@ TEST_P(Convolution, IsTheSumOfShiftedProducts) {
 }
 
 TEST_P(Convolution, AutoCorrelationSumsTheProductsOfEveryLag) {
-    for (const auto& [len, lags] : {std::pair{1, 1}, {1, 5}, {33, 33}, {40, 7}, {270, 270}, {300, 900}}) {
+    for (const auto& [len, lags] : {std::pair{1, 5}, {33, 33}, {270, 270}, {300, 900}}) {
         const Floats x = Noise(len).Floats(len);
         const Doubles expected = SlowAutoCorrelation(x, lags);
-        Floats plain(lags), byLength(lags), byProducts(lags);
-        Checked::ippsAutoCorr_32f(x.data(), len, plain.data(), lags, 0);
-        Checked::ippsAutoCorr_32f(x.data(), len, byLength.data(), lags, 1);
-        Checked::ippsAutoCorr_32f(x.data(), len, byProducts.data(), lags, 2);
-        const double limit = kFloatEpsilon;
-        for (int k = 0; k < lags; ++k) {
-            const int products = std::max(1, len - k); // beyond the length every form is 0
-            ASSERT_NEAR(plain[k], expected[k], limit * std::fabs(expected[k]) + 1e-13) << len << ", lag " << k;
-            ASSERT_NEAR(byLength[k], expected[k] / len, limit * std::fabs(expected[k]) / len + 1e-13);
-            ASSERT_NEAR(byProducts[k], expected[k] / products, limit * std::fabs(expected[k]) / products + 1e-13);
+        for (int mode = 0; mode < 3; ++mode) {
+            Floats actual(lags);
+            Checked::ippsAutoCorr_32f(x.data(), len, actual.data(), lags, mode);
+            for (int k = 0; k < lags; ++k) { // beyond the length every form is 0
+                const double sum = expected[k] / (mode == 1 ? len : mode == 2 ? std::max(1, len - k) : 1);
+                ASSERT_NEAR(actual[k], sum, kFloatEpsilon * std::fabs(sum) + 1e-13) << len << ", lag " << k;
+            }
         }
     }
 }
@@ -94,14 +88,11 @@ TEST_P(Convolution, IsTheSameThroughTransforms) {
         for (float& v : b) v *= 1e-30f;
         EXPECT_TRUE(AllNear(Convolve(a, b), SlowConvolution(a, b), len1 + len2 - 1, TransformLimit(a, b)));
     }
-    for (const int lags : {4000, 2500}) {
-        const Floats x = Noise(6).Floats(4000);
-        const Doubles expected = SlowAutoCorrelation(x, lags);
-        Floats actual(lags + 1, 77.f);
-        ASSERT_EQ(ippsAutoCorr_32f(x.data(), 4000, actual.data(), lags), 0);
-        EXPECT_TRUE(AllNear(actual, expected, lags, TransformLimit(x, x)));
-        EXPECT_EQ(actual.back(), 77.f);
-    }
+    const Floats x = Noise(6).Floats(4000);
+    Floats actual(2501, 77.f);
+    ASSERT_EQ(ippsAutoCorr_32f(x.data(), 4000, actual.data(), 2500), 0);
+    EXPECT_TRUE(AllNear(actual, SlowAutoCorrelation(x, 2500), 2500, TransformLimit(x, x)));
+    EXPECT_EQ(actual.back(), 77.f);
 }
 
 TZM_INSTANTIATE_AT_SIMD_LEVELS(Convolution);

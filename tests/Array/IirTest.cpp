@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <numeric>
 #include <vector>
 
 #include "Array/Array2D.h"
@@ -34,9 +35,7 @@ std::complex<double> Polynomial(const double* c, int order, double frequency) {
 }
 
 double SumOfMagnitudes(const double* c, int order) {
-    double sum = 0;
-    for (int k = 0; k <= order; ++k) sum += std::fabs(c[k]);
-    return sum;
+    return std::accumulate(c, c + order + 1, 0., [](double sum, double tap) { return sum + std::fabs(tap); });
 }
 
 /// |H|^2 = 1 / (1 + epsilon^2 T(w)^2) with w the analogue frequency over the cut-off and T = w^n or Chebyshev's.
@@ -70,12 +69,9 @@ void ExpectAnalyticResponse(bool highpass, double cutoff, double ripple, int ord
 
 std::vector<float> SlowFilter(const std::vector<float>& x, const Taps& taps, int order) {
     std::vector<double> y(x.size());
-    for (int m = 0; m < static_cast<int>(x.size()); ++m) {
-        double sum = 0;
-        for (int k = 0; k <= std::min(m, order); ++k) sum += taps[k] * x[m - k];
-        for (int k = 1; k <= std::min(m, order); ++k) sum -= taps[order + 1 + k] * y[m - k];
-        y[m] = sum / taps[order + 1];
-    }
+    for (int m = 0; m < static_cast<int>(x.size()); ++m)
+        for (int k = 0; k <= std::min(m, order); ++k)
+            y[m] += taps[k] * x[m - k] - (k > 0 ? taps[order + 1 + k] * y[m - k] : 0);
     return {y.begin(), y.end()};
 }
 
@@ -95,84 +91,72 @@ TEST(IirDesign, HasTheResponseOfItsAnaloguePrototype) {
 TEST(IirDesign, HasUnitGainAtTheEndOfThePassBand) {
     EXPECT_EQ(Design(false, 0.25, 0, 1, 0), (Taps{0.5, 0.5, 1, 0}));
     EXPECT_EQ(Design(true, 0.25, 0, 1, 0), (Taps{0.5, -0.5, 1, 0}));
-    for (const double cutoff : {1e-3, 5e-3, 0.2})
+    for (const double cutoff : {1e-3, 0.2}) // a low one, where the sums of the taps nearly cancel
         for (int order = 1; order <= 4; ++order)
             for (const bool highpass : {false, true}) {
                 const Taps taps = Design(highpass, highpass ? 0.5 - cutoff : cutoff, 0, order, 0);
-                long double b = 0;
-                long double a = 0;
+                long double b = 0, a = 0;
                 for (int k = 0; k <= order; ++k) {
                     const int sign = highpass && k % 2 ? -1 : 1;
-                    b += sign * taps[k];
-                    a += sign * taps[order + 1 + k];
+                    b += sign * taps[k], a += sign * taps[order + 1 + k];
                 }
                 EXPECT_NEAR(static_cast<double>(b / a), 1, 2 * kEpsilon) << cutoff << ", order " << order;
             }
 }
 
 TEST(IirDesign, TestsItsArgumentsInOrder) {
-    double taps[26] = {7};
     for (const auto generate : {ippsIIRGenLowpass_64f, ippsIIRGenHighpass_64f}) {
+        double taps[26] = {7};
         EXPECT_EQ(generate(0.5, 0, 13, nullptr, 1), -8);
         EXPECT_EQ(generate(0.5, 0, 13, taps, 1), -206);
         EXPECT_EQ(generate(0.2, 0, 0, taps, 0), -206);
         for (const double frequency : {0., 0.5, -0.1, static_cast<double>(NAN)})
             EXPECT_EQ(generate(frequency, 0, 12, taps, 1), -208);
-        for (const double ripple : {0., 29., static_cast<double>(NAN)}) {
+        for (const double ripple : {0., 29., static_cast<double>(NAN)})
             EXPECT_EQ(generate(0.2, ripple, 12, taps, 1), -209);
-            EXPECT_EQ(taps[0], 7.);
-        }
         EXPECT_EQ(generate(0.2, 1, 2, taps, 2), -5);
         EXPECT_EQ(taps[0], 7.);
         EXPECT_EQ(generate(0.2, NAN, 12, taps, 0), 0);
-        taps[0] = 7;
     }
 }
 
 TEST(IirFilter, IsTheRecursionOfItsTaps) {
     for (const int order : {1, 2, 3, 4, 5, 12}) {
         Taps taps = Design(order % 2, 0.15, 0, order, 0);
-        for (double& tap : taps) tap *= -2; // normalised again
         std::vector<float> x = Noise(order).Floats(400);
         const std::vector<float> expected = SlowFilter(x, taps, order);
+        for (double& tap : taps) tap *= -2; // normalised again
         IppsIIRState64f_32f* state = nullptr;
         ASSERT_EQ(ippsIIRInitAlloc64f_32f(&state, taps.data(), order, nullptr), 0);
         EXPECT_EQ(ippsIIR64f_32f_I(x.data(), 3, state), 0); // the state carries on from block to block
         EXPECT_EQ(ippsIIR64f_32f_I(x.data() + 3, 397, state), 0);
         EXPECT_EQ(ippsIIRFree64f_32f(state), 0);
-        EXPECT_TRUE(AllNear(x, expected, x.size(), kFloatEpsilon))
-            << "order " << order; // outputs below 2, one narrowing
+        EXPECT_TRUE(AllNear(x, expected, 400, kFloatEpsilon)) << "order " << order; // below 2, one narrowing
     }
 }
 
-TEST(IirFilter, StartsFromTheGivenDelayLine) {
-    const double taps[] = {0, 0, 0, 1, 0, 0};
-    const double delay[] = {3, 4};
+TEST(IirFilter, StartsFromTheGivenDelayLineAndRefusesWrongStates) {
+    const double delayTaps[] = {0, 0, 0, 1, 0, 0}, delay[] = {3, 4}, noTaps[] = {1, 0, 0, 0}, unit[] = {1, 0, 1, 0};
     float x[] = {9, 9, 9};
     IppsIIRState64f_32f* state = nullptr;
-    ASSERT_EQ(ippsIIRInitAlloc64f_32f(&state, taps, 2, delay), 0);
+    ASSERT_EQ(ippsIIRInitAlloc64f_32f(&state, delayTaps, 2, delay), 0);
     EXPECT_EQ(ippsIIR64f_32f_I(x, 3, state), 0);
     EXPECT_EQ(std::vector<float>(x, x + 3), (std::vector<float>{3, 4, 0}));
     EXPECT_EQ(ippsIIR64f_32f_I(x, 0, state), -6);
     EXPECT_EQ(ippsIIR64f_32f_I(nullptr, 3, state), -8);
     EXPECT_EQ(ippsIIRFree64f_32f(state), 0);
-}
 
-TEST(IirFilter, RefusesWrongStatesAndTaps) {
-    const double taps[] = {1, 0, 0, 0};
-    float x[] = {1};
     alignas(64) char other[256] = {};
-    auto* state = reinterpret_cast<IppsIIRState64f_32f*>(other);
+    state = reinterpret_cast<IppsIIRState64f_32f*>(other);
     EXPECT_EQ(ippsIIR64f_32f_I(x, 1, state), -17);
     EXPECT_EQ(ippsIIRFree64f_32f(state), -17);
     EXPECT_EQ(ippsIIRFree64f_32f(nullptr), -8);
     state = nullptr;
-    EXPECT_EQ(ippsIIRInitAlloc64f_32f(nullptr, taps, 1, nullptr), -8);
-    EXPECT_EQ(ippsIIRInitAlloc64f_32f(&state, taps, 0, nullptr), -25);
-    EXPECT_EQ(ippsIIRInitAlloc64f_32f(&state, taps, 1, nullptr), -10);
+    EXPECT_EQ(ippsIIRInitAlloc64f_32f(nullptr, noTaps, 1, nullptr), -8);
+    EXPECT_EQ(ippsIIRInitAlloc64f_32f(&state, noTaps, 0, nullptr), -25);
+    EXPECT_EQ(ippsIIRInitAlloc64f_32f(&state, noTaps, 1, nullptr), -10);
     EXPECT_EQ(state, nullptr);
-    EXPECT_EQ(Failure([&] { Checked::IirFilter(x, 1, taps, 1); }), "-10 IPP::Exception::ippsIIRInitAlloc64f_32f");
-    const double unit[] = {1, 0, 1, 0};
+    EXPECT_EQ(Failure([&] { Checked::IirFilter(x, 1, noTaps, 1); }), "-10 IPP::Exception::ippsIIRInitAlloc64f_32f");
     EXPECT_EQ(Failure([&] { Checked::IirFilter(x, 0, unit, 1); }), "-6 IPP::Exception::ippsIIR64f_32f_I");
 }
 
@@ -206,23 +190,13 @@ TEST(ArrayFilterZeroPhase, RunsForwardAndBackwardOverTheMirroredArray) {
     }
 }
 
-TEST(ArrayFilterZeroPhase, LeavesAPulseWhereItIs) {
-    Array<float> x(201);
-    x.Zero();
-    x[100] = 1;
-    Taps taps = Design(false, 0.05, 0, 2, 0);
-    x.FilterZeroPhase(Array<double>(taps.data(), 6), 2);
-    EXPECT_EQ(x.IndexOfMax(nullptr), 100);
-    for (int i = 1; i <= 100; ++i) EXPECT_NEAR(x[100 - i], x[100 + i], kFloatEpsilon);
-}
-
 TEST(ArrayFilterZeroPhase, RefusesWhatItCannotFilter) {
     float x[1] = {1};
     double taps[4] = {1, 0, 1, 0};
-    const Array<double> view(taps, 4);
-    EXPECT_THROW(Array<float>(x, 0).FilterZeroPhase(view, 1), std::bad_alloc);
-    EXPECT_EQ(Failure([&] { Array<float>(x, 1).FilterZeroPhase(view, 0); }),
-              "-25 IPP::Exception::ippsIIRInitAlloc64f_32f");
-    EXPECT_EQ(Failure([&] { Array<float>(x, 1).FilterZeroPhase(view, 2); }),
-              "-2 IPP::Array::FilterZeroPhase - Too few taps");
+    const auto filter = [&](int len, int order) {
+        Array<float>(x, len).FilterZeroPhase(Array<double>(taps, 4), order);
+    };
+    EXPECT_THROW(filter(0, 1), std::bad_alloc);
+    EXPECT_EQ(Failure([&] { filter(1, 0); }), "-25 IPP::Exception::ippsIIRInitAlloc64f_32f");
+    EXPECT_EQ(Failure([&] { filter(1, 2); }), "-2 IPP::Array::FilterZeroPhase - Too few taps");
 }

@@ -64,13 +64,8 @@ TEST(Windows, FollowTheirFormulaSymmetrically) {
 
 TEST(Windows, HaveExactEndsAndMiddles) {
     EXPECT_EQ(Window(ippsWinHamming_32f_I, 3), (std::vector<float>{0.08f, 1, 0.08f}));
-    EXPECT_EQ(Window(ippsWinHann_32f_I, 5), (std::vector<float>{0, 0.5f, 1, 0.5f, 0}));
-    EXPECT_EQ(Window(ippsWinBartlett_32f_I, 4)[1], static_cast<float>(2. / 3));
-    const std::vector<float> zeroEnds{0, 1, 0};
-    EXPECT_EQ(Window(ippsWinHann_32f_I, 3), zeroEnds);
-    EXPECT_EQ(Window(ippsWinBartlett_32f_I, 3), zeroEnds);
-    EXPECT_EQ(Window(Blackman(-0.16f), 3), zeroEnds);
-    EXPECT_EQ(Window(Blackman(1e-20f), 3), zeroEnds);
+    for (const Primitive& p : {Primitive(ippsWinHann_32f_I), Primitive(ippsWinBartlett_32f_I), Blackman(1e-20f)})
+        EXPECT_EQ(Window(p, 3), (std::vector<float>{0, 1, 0}));
     EXPECT_EQ(Window(Kaiser(0), 2), (std::vector<float>{1, 1}));
 }
 
