@@ -104,17 +104,13 @@ TEST(FkMigration, TakesItsTuningFromTheSectionOfItsName) {
         using AlgoFkMigration::AlgoFkMigration;
         using AlgoFkMigration::GetInternalAlgoParams;
         using AlgoFkMigration::RefreshInternalAlgoParams;
-        std::vector<float> Refreshed() const {
+        std::string Refreshed() const {
             RefreshInternalAlgoParams();
             const auto& p = *GetInternalAlgoParams();
-            return {p.dipMax,
-                    p.dipWidth,
-                    p.maxMigFreqRel,
-                    p.harlanThreshold,
-                    float(p.interpolationMethod),
-                    float(p.depthSpectrumSizeExtension),
-                    float(p.useDipMask),
-                    float(p.useFrequencyMask)};
+            std::ostringstream told;
+            told << p.dipMax << " " << p.dipWidth << " " << p.maxMigFreqRel << " " << p.harlanThreshold << " "
+                 << p.interpolationMethod << p.depthSpectrumSizeExtension << p.useDipMask << p.useFrequencyMask;
+            return told.str();
         }
     };
     const FreshStatics statics("{'FkMigration': {'DipMax': 10.0}, 'Second': {'DipMax': 200.5, 'UseDipMask': false, "
@@ -122,8 +118,8 @@ TEST(FkMigration, TakesItsTuningFromTheSectionOfItsName) {
                                "'DipWidth': -3.0, 'MaxMigFreqRel': 2.5e0, 'HarlanThreshold': 0.0}}");
     const Named named("Second");
     EXPECT_EQ(named.GetInternalAlgoParams(), nullptr);
-    EXPECT_EQ(named.Refreshed(), (std::vector<float>{200.5, -3, 2.5, 0, 0, 1, 0, 0})); // limited where they are used
+    EXPECT_EQ(named.Refreshed(), "200.5 -3 2.5 0 0100"); // limited where they are used
     EXPECT_EQ(Named(named).GetInternalAlgoParams(), named.GetInternalAlgoParams());
     statics.Configure("");
-    EXPECT_EQ(named.Refreshed(), (std::vector<float>{85, 5, 0.6f, 0.1f, 1, 0, 1, 1}));
+    EXPECT_EQ(named.Refreshed(), "85 5 0.6 0.1 1011");
 }
