@@ -6,18 +6,11 @@
 
 #include "support/FreshStatics.h"
 #include "support/Near.h"
-#include "support/Noise.h"
 #include "support/Scenes.h"
 
 using namespace TZM;
 
 namespace {
-
-Block NoiseBlock(int samples, int bscans) {
-    Block block(ImageProps(samples, 6, bscans));
-    block.data = Noise(6).Floats(block.data.size());
-    return block;
-}
 
 Block Replaced(const Block& in, int height, int fade, bool enabled = true) {
     AlgoBistaticReplacement algo;
@@ -31,7 +24,7 @@ TEST(BistaticReplacement, ReplacesAndFadesLikeThePlainLoop) {
     for (const int bscans : {10, 7})
         for (const auto& [height, fade] : std::vector<std::pair<int, int>>{
                  {30, 10}, {30, 2}, {1, 0}, {30, -4}, {47, 10}, {50, 10}, {1000, 3}, {0, 10}, {-3, 10}}) {
-            Block in = NoiseBlock(50, bscans);
+            Block in = NoiseBlock(50, 6, bscans);
             in.props.bscanInfo[0] = {2, 4}; // B-scan 1: A-scan 0 invalid, 1 and 4 with one neighbour, 5 with the other
             in.props.bscanInfo[1] = {1, 5};
             in.props.bscanInfo[2] = {0, 5};
@@ -62,7 +55,7 @@ TEST(BistaticReplacement, ReplacesAndFadesLikeThePlainLoop) {
 }
 
 TEST(BistaticReplacement, PassesEverythingUnlessEnabled) {
-    const Block in = NoiseBlock(50, 5);
+    const Block in = NoiseBlock(50, 6, 5);
     EXPECT_EQ(Replaced(in, 30, 10, false).data, in.data);
     EXPECT_EQ(Executed(AlgoBistaticReplacement(), in).data, in.data);
 }
@@ -70,16 +63,13 @@ TEST(BistaticReplacement, PassesEverythingUnlessEnabled) {
 TEST(BistaticReplacement, ReadsItsKeys) {
     const FreshStatics statics;
     AlgoBistaticReplacement algo;
-    const auto parsed = [&](const char* section) {
-        AlgoBase::SetConfigString(std::string("{\"BistaticReplacement\": ") + section + "}");
-        algo.ParseParamsFromJsonConfig();
-        const auto& p = algo.GetParams();
+    const auto parsed = [&](const std::string& keys) {
+        const auto& p = statics.Parsed(algo, "{'BistaticReplacement': {" + keys + "}}");
         return std::vector<int>{p.replaceHeight, p.crossfadeLen, p.enabled};
     };
-    EXPECT_EQ(parsed("{\"ReplaceHeight\": 3.0, \"Enabled\": 1}"), (std::vector<int>{30, 10, 0}));
-    EXPECT_EQ(parsed("{\"ReplaceHeight\": 40, \"CrossfadeLen\": 0, \"Enabled\": true}"), (std::vector<int>{40, 0, 1}));
-    EXPECT_EQ(parsed("{\"ReplaceHeight\": 5, \"CrossfadeLen\": -1, \"Enabled\": false}"), (std::vector<int>{5, 0, 1}));
-    EXPECT_EQ(Logger::GetInstance()->GetErrorList().back(),
-              "AlgoBistaticReplacement::ParseParamsFromJsonConfig: JSON Exception - "
-              "Negative integer can not be converted to unsigned integer");
+    EXPECT_EQ(parsed("'ReplaceHeight': 3.0, 'Enabled': 1"), (std::vector<int>{30, 10, 0}));
+    EXPECT_EQ(parsed("'ReplaceHeight': 40, 'CrossfadeLen': 0, 'Enabled': true"), (std::vector<int>{40, 0, 1}));
+    EXPECT_EQ(parsed("'ReplaceHeight': 5, 'CrossfadeLen': -1, 'Enabled': false"), (std::vector<int>{5, 0, 1}));
+    EXPECT_EQ(statics.Errors().back(), "AlgoBistaticReplacement::ParseParamsFromJsonConfig: JSON Exception - "
+                                       "Negative integer can not be converted to unsigned integer");
 }

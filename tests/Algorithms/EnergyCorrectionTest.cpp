@@ -3,33 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "support/Near.h"
-#include "support/Noise.h"
 #include "support/Scenes.h"
 
 using namespace TZM;
 
-namespace {
-
-Block NoiseBlock(int bscans, float scale = 1) {
-    Block block(ImageProps(77, 9, bscans));
-    block.data = Noise(8).Floats(block.data.size());
-    for (std::size_t i = 0; i < block.data.size(); ++i) block.data[i] *= scale * (1 + i / (77 * 9));
-    return block;
-}
-
-double Energy(const Block& block, int z) {
-    double energy = 0;
-    for (int y = 0; y < 9; ++y)
-        for (int s = 0; s < 77; ++s) energy += std::pow(double(block.At(s, y, z)), 2);
-    return energy;
-}
-
-} // namespace
-
 TEST(EnergyCorrection, BringsBistaticBscansToTheMeanEnergyOfTheirNeighbours) {
     for (const float scale : {1.f, 1e25f}) // whose squares are no 32-bit floats
         for (const int bscans : {5, 7, 10, 14}) {
-            Block in = NoiseBlock(bscans, scale);
+            Block in = NoiseBlock(77, 9, bscans, scale);
+            for (std::size_t i = 0; i < in.data.size(); ++i) in.data[i] *= 1 + i / (77 * 9); // B-scan by B-scan
             in.props.bscanInfo[1] = BscanInfo(); // valid ranges play no part
             const Block out = Executed(AlgoEnergyCorrection(), in);
             for (int z = 0; z < bscans; ++z) {
@@ -46,10 +28,8 @@ TEST(EnergyCorrection, BringsBistaticBscansToTheMeanEnergyOfTheirNeighbours) {
 }
 
 TEST(EnergyCorrection, SilentBscansStaySilentAndSilentNeighboursSilence) {
-    Block in = NoiseBlock(5);
-    for (const int z : {1, 2, 4})
-        for (int y = 0; y < 9; ++y)
-            for (int s = 0; s < 77; ++s) in.At(s, y, z) = 0;
+    Block in = NoiseBlock(77, 9, 5);
+    for (const int z : {1, 2, 4}) std::fill_n(&in.At(0, 0, z), 77 * 9, 0.f);
     const Block out = Executed(AlgoEnergyCorrection(), in);
     for (int z = 1; z < 5; ++z) EXPECT_EQ(Peak(out, z).magnitude, 0.f) << z;
     EXPECT_EQ(Energy(out, 0), Energy(in, 0));

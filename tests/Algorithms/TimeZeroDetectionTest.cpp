@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "Framework/CalcError.h"
+#include "support/Failure.h"
 #include "support/FreshStatics.h"
-#include "support/Near.h"
-#include "support/Noise.h"
 #include "support/Scenes.h"
 #include "support/Threads.h"
 
@@ -22,13 +20,12 @@ class TimeZeroDetection : public ::testing::Test {
 protected:
     FreshStatics statics;
 
-    // A document whose section has the keys, the detailed log among them, and whose "Global" has the others; ' is ".
+    // The section's keys, with the detailed log, and those of "Global".
     static void Configure(const std::string& keys = "", const std::string& global = "") {
-        std::string text = "{'Global': {" + global + "}, 'TimeZeroDetection': {'DetailedLogging': true" +
-                           (keys.empty() ? "" : ", " + keys) + "}}";
-        std::replace(text.begin(), text.end(), '\'', '"');
-        AlgoBase::SetConfigString(text);
+        FreshStatics::Configure("{'Global': {" + global + "}, 'TimeZeroDetection': {'DetailedLogging': true" +
+                                (keys.empty() ? "" : ", " + keys) + "}}");
     }
+    static void Offsets(const std::string& keys) { Configure("'ChannelOffsets': {" + keys + "}"); }
 
     void SetUp() override { Configure(); }
 
@@ -43,11 +40,10 @@ protected:
     }
 };
 
-// Three samples around `sample` in an A-scan, or in all of them.
+// Three samples around `sample` in all A-scans, or in one.
 void Pulse(Block& block, int z, int sample, float level = -10000, int onlyAscan = -1) {
     for (int y = 0; y < block.props.ascansPerBscan; ++y)
-        for (int s = sample - 1; s <= sample + 1; ++s)
-            if (onlyAscan < 0 || y == onlyAscan) block.At(s, y, z) = level;
+        if (onlyAscan < 0 || y == onlyAscan) std::fill_n(&block.At(sample - 1, y, z), 3, level);
 }
 
 Block Pulses(const Shifts& samples, int ascans = 4) {
@@ -57,24 +53,19 @@ Block Pulses(const Shifts& samples, int ascans = 4) {
     return block;
 }
 
-// The walk over the samples as it is told, step by step.
-int NaiveArrival(const Block& in, int y, int z, float threshold) {
-    const int bound = std::min(98, in.props.samplesPerAscan);
-    int start = 0, count = 0;
-    for (int k = 2; k < bound && count < 2; ++k) {
-        count = in.At(k, y, z) < threshold ? count + 1 : 0;
-        if (count == 2) start = k - 1;
+// The rounded centroid of the first run of two or more, from sample 2 to sample 97.
+int NaiveArrival(const std::vector<float>& ascan, float threshold) {
+    const auto below = [&](std::size_t k) { return k < 98 && k < ascan.size() && ascan[k] < threshold; };
+    for (std::size_t k = 2; k < ascan.size(); ++k) {
+        if (!below(k) || !below(k + 1)) continue;
+        float moments = 0, weights = 0;
+        for (; below(k); ++k) {
+            moments += k * std::sqrt(std::abs(ascan[k]));
+            weights += std::sqrt(std::abs(ascan[k]));
+        }
+        return static_cast<int>(moments / weights + 0.5f);
     }
-    if (start == 0) return 0;
-    int end = start + 2;
-    while (end < bound && in.At(end, y, z) < threshold) ++end;
-    float moments = 0, weights = 0;
-    for (int k = start; k < end; ++k) {
-        const float w = std::sqrt(std::abs(in.At(k, y, z)));
-        moments += k * w;
-        weights += w;
-    }
-    return static_cast<int>(moments / weights + 0.5f);
+    return 0;
 }
 
 } // namespace
@@ -83,7 +74,7 @@ TEST_F(TimeZeroDetection, ShiftsLikeThePlainLoopOnShortAndLongAscans) {
     Noise noise(3);
     for (int run = 0; run < 200; ++run) {
         const int samples = std::vector<int>{30, 97, 98, 99, 130}[run % 5];
-        Block in(ImageProps(samples, 3, 7)); // equal A-scans
+        Block in(ImageProps(samples, 3, 7)), expected(in.props); // equal A-scans
         Shifts raw(7), shift(7);
         for (int z = 0; z < 7; ++z) { // a broad lobe somewhere with gaps and single samples, or hardly one
             const int start = static_cast<int>((noise() + 1) / 2 * (samples - 3));
@@ -92,15 +83,15 @@ TEST_F(TimeZeroDetection, ShiftsLikeThePlainLoopOnShortAndLongAscans) {
                 const bool lobe = s >= start && s < end && noise() > -0.8;
                 in.At(s, 0, z) = in.At(s, 1, z) = in.At(s, 2, z) = lobe ? -8000 + 4500 * noise() : 3000 * noise();
             }
-            raw[z] = NaiveArrival(in, 0, z, -4000);
-            if (raw[z] == 0) raw[z] = 24;
+            const int arrival = NaiveArrival({&in.At(0, 0, z), &in.At(0, 1, z)}, -4000);
+            raw[z] = arrival > 0 ? arrival : 24;
         }
         for (const int z : {1, 3, 5}) raw[z] = (raw[z - 1] + raw[z + 1]) / 2;
-        for (int z = 0; z < 7; ++z) shift[z] = std::max(0, raw[z] - (z % 5 % 2 == 1 ? 2 : 3));
-        Block expected(in.props);
-        for (int z = 0; z < 7; ++z)
+        for (int z = 0; z < 7; ++z) {
+            shift[z] = std::max(0, raw[z] - (z % 5 % 2 == 1 ? 2 : 3));
             for (int y = 0; y < 3; ++y)
-                for (int s = shift[z]; s < samples; ++s) expected.At(s - shift[z], y, z) = in.At(s, y, z);
+                std::copy(&in.At(shift[z], y, z), &in.At(0, y, z) + samples, &expected.At(0, y, z));
+        }
         AlgoTimeZeroDetection algo;
         EXPECT_EQ(ShiftsOf(in), shift);
         EXPECT_EQ(Executed(algo, in).data, expected.data);
@@ -109,7 +100,7 @@ TEST_F(TimeZeroDetection, ShiftsLikeThePlainLoopOnShortAndLongAscans) {
 }
 
 TEST_F(TimeZeroDetection, TakesTheCentroidOfTheFirstRunWithRootWeights) {
-    Configure("'ChannelOffsets': {'TX1RX1': 0}");
+    Offsets("'TX1RX1': 0");
     const auto first = [&](const std::vector<std::pair<int, float>>& values) {
         Block block = Pulses({0, 40, 40, 40, 40});
         for (const auto& [sample, value] : values)
@@ -144,33 +135,32 @@ TEST_F(TimeZeroDetection, DecidesFromTheValidAscans) {
 
 TEST_F(TimeZeroDetection, BistaticBscansAverageRawIndices) {
     EXPECT_EQ(ShiftsOf(Pulses({21, 0, 24, 0, 40})), (Shifts{18, 20, 21, 30, 37})); // 22.5 is 22
-    Configure("'ChannelOffsets': {'TX1RX1': -90}");
+    Offsets("'TX1RX1': -90");
     EXPECT_EQ(ShiftsOf(Pulses({21, 0, 24, 0, 40}))[1], 20); // the shift of 0 beside it doesn't count
-    Configure("'ChannelOffsets': {'TX2RX1': 7}");
+    Offsets("'TX2RX1': 7");
     Block block = Pulses({21, 0, 24, 0, 40});
     block.props.bscanInfo[0] = BscanInfo();
     EXPECT_EQ(ShiftsOf(block), (Shifts{0, 7, 21, 30, 37})); // raw index 0, no default
-    Configure("'ChannelOffsets': {'TX1RX1': 1, 'TX2RX1': 2, 'TX2RX2': 3, 'TX2RX3': 4, 'TX3RX3': 5}");
+    Offsets("'TX1RX1': 1, 'TX2RX1': 2, 'TX2RX2': 3, 'TX2RX3': 4, 'TX3RX3': 5");
     EXPECT_EQ(ShiftsOf(Pulses({20, 0, 20, 0, 20, 0, 20})), (Shifts{21, 22, 23, 24, 25, 21, 22}));
 }
 
 TEST_F(TimeZeroDetection, TheThresholdFollowsDigitiserAndDocument) {
-    const auto detects = [&](const std::string& keys, const std::string& global, float level) {
+    const auto expectThreshold = [&](const std::string& keys, const std::string& global, float threshold) {
         Configure(keys, global);
         Block block = Pulses({50, 0, 50, 0, 50});
-        Pulse(block, 0, 50, level);
-        return ShiftsOf(block)[0] == 47;
+        Pulse(block, 0, 50, threshold);
+        EXPECT_EQ(ShiftsOf(block)[0], 21) << keys; // not below it: the default index
+        Pulse(block, 0, 50, std::nextafter(threshold, -INFINITY));
+        EXPECT_EQ(ShiftsOf(block)[0], 47) << keys;
     };
-    const auto threshold = [&](const std::string& keys, const std::string& global, float level) {
-        return detects(keys, global, std::nextafter(level, -INFINITY)) && !detects(keys, global, level);
-    };
-    EXPECT_TRUE(threshold("", "", -4000));
-    EXPECT_TRUE(threshold("'NegADCThreshold': 5000", "", -5000));
-    EXPECT_TRUE(threshold("'NegADCThreshold': 0", "", -1));
-    EXPECT_TRUE(threshold("'NegADCThreshold': -5000.0", "", -4000)); // no integer
-    EXPECT_TRUE(threshold("'NegADCThreshold': -40000", "", -32768));
-    EXPECT_TRUE(threshold("'NegADCThreshold': -40000", "'ADBitResolution': 8", -8192));
-    EXPECT_TRUE(threshold("'NegADCThreshold': -2147483648", "'ADBitResolution': 40", -2147483648.f));
+    expectThreshold("", "", -4000);
+    expectThreshold("'NegADCThreshold': 5000", "", -5000);
+    expectThreshold("'NegADCThreshold': 0", "", -1);
+    expectThreshold("'NegADCThreshold': -5000.0", "", -4000); // no integer
+    expectThreshold("'NegADCThreshold': -40000", "", -32768);
+    expectThreshold("'NegADCThreshold': -40000", "'ADBitResolution': 8", -8192);
+    expectThreshold("'NegADCThreshold': -2147483648", "'ADBitResolution': 40", -2147483648.f);
 }
 
 TEST_F(TimeZeroDetection, ReadsTheOffsetsOfTheRecordedDirection) {
@@ -182,7 +172,7 @@ TEST_F(TimeZeroDetection, ReadsTheOffsetsOfTheRecordedDirection) {
     EXPECT_EQ(ShiftsOf(silent), (Shifts{11, 13, 7, 14, 16}));
     Configure(offsets, "'BistaticOptions': {'UseTX1RX2': true, 'UseTX3RX2': true}");
     EXPECT_EQ(ShiftsOf(silent), (Shifts{11, 12, 7, 15, 16}));
-    AlgoBase::SetConfigString("{}");
+    statics.Configure("");
     AlgoTimeZeroDetection algo;
     Executed(algo, silent); // the document's values are gone
     EXPECT_EQ(algo.GetNewOutProps().samplesPerAscan, 120 - 22);
@@ -196,13 +186,13 @@ TEST_F(TimeZeroDetection, LogsOneLineIfBothSwitchesAreOn) {
                                                  "18; ch2 -> 20; ch3 -> 21; ch4 -> 30; ch5 -> 37; \n");
     algo.GetParams().enableLogging = false;
     Executed(algo, Pulses({21, 0, 24, 0, 40}));
-    AlgoBase::SetConfigString("{}");
+    statics.Configure("");
     Executed(AlgoTimeZeroDetection(), Pulses({21, 0, 24, 0, 40}));
     EXPECT_EQ(statics.Log(), line);
 }
 
 TEST_F(TimeZeroDetection, WithoutAShiftTheBlockPassesAndWithOneEmptyBscansAreZero) {
-    Configure("'ChannelOffsets': {'TX2RX1': -3, 'TX2RX3': -3}");
+    Offsets("'TX2RX1': -3, 'TX2RX3': -3");
     Block block = Pulses({3, 3, 3, 3, 3});
     block.props.bscanInfo[1] = BscanInfo();
     ImageProps outProps(77, 4, 5);
@@ -217,24 +207,18 @@ TEST_F(TimeZeroDetection, WithoutAShiftTheBlockPassesAndWithOneEmptyBscansAreZer
     EXPECT_EQ(Peak(out, 1).magnitude, 0.f);
     EXPECT_EQ(out.At(2, 0, 2), -10000.f); // raw index 3, shift 0
     EXPECT_EQ(algo.GetNewOutProps().samplesPerAscan, 120 - 6);
-    const AlgoTimeZeroDetection copy = algo; // tuning values of its own
-    EXPECT_EQ(copy.GetNewOutProps().samplesPerAscan, 120 - 6);
-    EXPECT_EQ(Executed(copy, block).data, out.data);
+    EXPECT_EQ(Executed(AlgoTimeZeroDetection(algo), block).data, out.data); // a copy has tuning values of its own
 }
 
 TEST_F(TimeZeroDetection, RefusesAShiftToTheEndOfTheAscanOnAnyNumberOfThreads) {
     const Block in(ImageProps(30, 4, 35)), untouched(in.props, 7.f);
     for (const int threads : {1, 2, 8})
         for (const char* offset : {"'DefaultTimeZeroIndex': 33", "'TX3RX3': 2147483647", "'TX2RX1': 6"}) {
-            Configure(std::string("'ChannelOffsets': {") + offset + "}");
+            Offsets(offset);
             Block out = untouched;
             AlgoTimeZeroDetection algo;
             const auto execute = [&] { algo.Execute(in.data.data(), in.props, out.data.data(), out.props); };
-            const auto told = [](const Exception::CalcError& e) {
-                return std::to_string(e.GetCode()) + e.GetMessage();
-            };
-            EXPECT_EQ(OnThreads(threads, [&] { return Caught<Exception::CalcError>(execute, told); }),
-                      "99Index exceeds IPP::Array2D bounds");
+            EXPECT_EQ(OnThreads(threads, [&] { return Failure(execute); }), "99/-2 Index exceeds IPP::Array2D bounds");
             EXPECT_EQ(out.data, untouched.data);
             EXPECT_EQ(algo.GetNewOutProps().samplesPerAscan, 30);
         }

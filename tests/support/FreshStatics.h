@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <deque>
 #include <string>
 
 #include <vtkNew.h>
@@ -23,30 +25,39 @@ public:
     std::string lines;
 };
 
-/// Empty documents, default settings, an empty error list and a captured log as long as it lives; then what was before.
+/// As long as it lives, a captured log; at its begin and end, no documents, default settings and no errors.
 class FreshStatics : AlgoBase {
 public:
-    FreshStatics() : config(jsonConfig), calibration(jsonCalibration), settings(globalSettings) {
-        jsonConfig.clear();
-        jsonCalibration.clear();
-        globalSettings = {};
-        Logger::GetInstance()->ClearErrorList();
-        vtkOutputWindow::SetInstance(window);
+    explicit FreshStatics(const std::string& document = "") {
+        Reset(window);
+        Configure(document);
     }
-    ~FreshStatics() override {
-        jsonConfig = config;
-        jsonCalibration = calibration;
-        globalSettings = settings;
-        Logger::GetInstance()->ClearErrorList();
-        vtkOutputWindow::SetInstance(before);
-    }
+    ~FreshStatics() override { Reset(before); }
 
+    /// Makes the text, with ' for ", the configuration document, whether it parses or not.
+    static void Configure(const std::string& document) {
+        jsonConfig = document;
+        std::replace(jsonConfig.begin(), jsonConfig.end(), '\'', '"');
+    }
+    /// The parameters of an algorithm that has read such a document.
+    template <class Algorithm>
+    static const auto& Parsed(Algorithm& algorithm, const std::string& document) {
+        Configure(document);
+        algorithm.ParseParamsFromJsonConfig();
+        return algorithm.GetParams();
+    }
+    static const std::deque<std::string>& Errors() { return Logger::GetInstance()->GetErrorList(); }
     /// What has been written to the log.
     const std::string& Log() const { return window->lines; }
 
 private:
-    std::string config, calibration;
-    AlgoGlobalSettings settings;
+    static void Reset(vtkOutputWindow* log) {
+        jsonConfig.clear();
+        jsonCalibration.clear();
+        globalSettings = {};
+        Logger::GetInstance()->ClearErrorList();
+        vtkOutputWindow::SetInstance(log);
+    }
     vtkSmartPointer<vtkOutputWindow> before = vtkOutputWindow::GetInstance();
     vtkNew<CapturedWindow> window;
 };

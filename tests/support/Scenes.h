@@ -6,6 +6,7 @@
 
 #include "Framework/AlgoBase.h"
 #include "Framework/ImageProps.h"
+#include "support/Noise.h"
 
 /// A block of traces that owns its floats.
 struct Block {
@@ -22,6 +23,13 @@ struct Block {
     std::vector<float> data;
 };
 
+/// Dimensions and valid ranges in a row, to be compared.
+inline std::vector<int> Flat(const TZM::ImageProps& props) {
+    std::vector<int> flat{props.samplesPerAscan, props.ascansPerBscan, props.bscanCount};
+    for (const auto& range : props.bscanInfo) flat.insert(flat.end(), {range.firstValidIdx, range.validLen});
+    return flat;
+}
+
 /// Runs an algorithm the way a host does.
 template <class Algorithm>
 Block Executed(const Algorithm& algorithm, const Block& in) {
@@ -30,12 +38,18 @@ Block Executed(const Algorithm& algorithm, const Block& in) {
     return out;
 }
 
+/// Values between offset - scale and offset + scale.
+inline Block NoiseBlock(int samples, int ascans, int bscans, float scale = 1.f, float offset = 0.f) {
+    Block block(TZM::ImageProps(samples, ascans, bscans));
+    Noise noise;
+    for (float& v : block.data) v = offset + scale * noise();
+    return block;
+}
+
 constexpr double kSpeedOfLight = 3e8; // m/s
 
 /// Two-way travel time in seconds per metre of depth.
-inline double TwoWaySlowness(double permittivity) {
-    return 2. * std::sqrt(permittivity) / kSpeedOfLight;
-}
+inline double TwoWaySlowness(double permittivity) { return 2. * std::sqrt(permittivity) / kSpeedOfLight; }
 
 /// Zero-phase wavelet of unit peak; frequency in hertz, t in seconds.
 inline double Ricker(double t, double frequency) {
@@ -75,15 +89,13 @@ inline PeakPosition Peak(const Block& block, int z = 0) {
     return peak;
 }
 
-/// Part of a B-scan's energy that lies within `ascans` and `samples` of a position.
-inline double EnergyAround(const Block& block, int sample, int ascan, int samples, int ascans, int z = 0) {
-    double near = 0;
-    double all = 0;
+/// Energy of a B-scan within `ascans` and `samples` of a position; of all of it without one.
+inline double Energy(const Block& block, int z = 0, int sample = 0, int ascan = 0, int samples = 1 << 30,
+                     int ascans = 1 << 30) {
+    double energy = 0;
     for (int y = 0; y < block.props.ascansPerBscan; ++y)
-        for (int s = 0; s < block.props.samplesPerAscan; ++s) {
-            const double energy = std::pow(block.At(s, y, z), 2);
-            all += energy;
-            if (std::abs(s - sample) <= samples && std::abs(y - ascan) <= ascans) near += energy;
-        }
-    return near / all;
+        for (int s = 0; s < block.props.samplesPerAscan; ++s)
+            if (std::abs(s - sample) <= samples && std::abs(y - ascan) <= ascans)
+                energy += std::pow(block.At(s, y, z), 2);
+    return energy;
 }

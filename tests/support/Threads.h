@@ -7,9 +7,7 @@ template <class Run>
 auto OnThreads(int threads, Run&& run) -> decltype(run()) {
     const int before = omp_get_max_threads();
     omp_set_num_threads(threads);
-    struct Restore {
-        int threads;
-        ~Restore() { omp_set_num_threads(threads); }
-    } restore{before};
-    return run();
+    auto result = run();
+    omp_set_num_threads(before);
+    return result;
 }
