@@ -172,6 +172,8 @@ TEST_F(TimeZeroDetection, ReadsTheOffsetsOfTheRecordedDirection) {
     EXPECT_EQ(ShiftsOf(silent), (Shifts{11, 13, 7, 14, 16}));
     Configure(offsets, "'BistaticOptions': {'UseTX1RX2': true, 'UseTX3RX2': true}");
     EXPECT_EQ(ShiftsOf(silent), (Shifts{11, 12, 7, 15, 16}));
+    Configure("'ChannelOffsets': {'TX1RX2': -3000000000, 'TX2RX1': 3}"); // the other direction isn't even converted
+    EXPECT_EQ(ShiftsOf(silent), (Shifts{21, 27, 21, 22, 21}));
     statics.Configure("");
     AlgoTimeZeroDetection algo;
     Executed(algo, silent); // the document's values are gone

@@ -186,10 +186,16 @@ TEST_F(Configuration, StopsAtAValueThatCannotBeConverted) {
     EXPECT_EQ(params.fraction, 0.5) << "what comes later isn't read";
     With("{'Global': {'Count': 4294967296}}");
     With("{'Keys': {'Whole': -2147483649}}");
+    With("{'Keys': {'Whole': -99999999999999999999}}"); // beyond 64 bits, an integer all the same
+    With("{'Global': {'Count': 99999999999999999999}}");
+    With("{'Keys': {'Real': 99999999999999999999}}"); // no real number
+    EXPECT_EQ(params.real, 0.25f);
     const std::string prefix = "KeyAlgo::ParseParamsFromJsonConfig: JSON Exception - ";
     EXPECT_EQ(Errors(), (std::deque<std::string>{prefix + "Negative integer can not be converted to unsigned integer",
                                                  prefix + "Real out of unsigned integer range",
-                                                 prefix + "integer out of signed integer range"}));
+                                                 prefix + "integer out of signed integer range",
+                                                 prefix + "integer out of signed integer range",
+                                                 prefix + "Real out of unsigned integer range"}));
 }
 
 TEST_F(Configuration, LeavesAbsentKeysAtWhatTheHostGaveAndNotifiesOfChanges) {
