@@ -116,9 +116,7 @@ struct FftwPlan {
     fftwf_plan plan;
 };
 
-fftwf_complex* Complex(const Area& area) {
-    return reinterpret_cast<fftwf_complex*>(area.data);
-}
+fftwf_complex* Complex(const Area& area) { return reinterpret_cast<fftwf_complex*>(area.data); }
 
 void FftwRows(benchmark::State& state, Index n) {
     Area src(2 * n * kRows), dst(2 * n * kRows);

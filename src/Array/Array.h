@@ -98,7 +98,7 @@ public:
     void DivC(T value); ///< status -10 for 0
     void Sqr();
     void SubC(const Array& src, T value); ///< this = src - value over the first min(size, src.size) elements
-    void SortAscend(); ///< float (NaN last) and int
+    void SortAscend();                    ///< float (NaN last) and int
 
     // Statistics.
     /// Mean of count elements from start on; start is limited to the array, count to what follows, a count below 1 is

@@ -5,8 +5,7 @@
 
 namespace IPP {
 
-Exception::Exception(int failedStatus, const char* text) : status(failedStatus), message(text) {
-}
+Exception::Exception(int failedStatus, const char* text) : status(failedStatus), message(text) {}
 
 Exception::~Exception() = default;
 
@@ -46,54 +45,32 @@ TZM_EXPORT Ipp64f* Allocate<Ipp64f>(int n) {
     return OrBadAlloc(ippsMalloc_64f(n));
 }
 
-void Release(void* data) {
-    ippsFree(data);
-}
+void Release(void* data) { ippsFree(data); }
 
 } // namespace Detail
 
 namespace {
 
 // The members are templates, the primitives bear the element type in their names.
-void ZeroAll(Ipp32f* dst, int len) {
-    Checked::ippsZero_32f(dst, len);
-}
+void ZeroAll(Ipp32f* dst, int len) { Checked::ippsZero_32f(dst, len); }
 
-void ZeroAll(Ipp32s* dst, int len) {
-    Checked::ippsZero_32s(dst, len);
-}
+void ZeroAll(Ipp32s* dst, int len) { Checked::ippsZero_32s(dst, len); }
 
-void ZeroAll(Ipp32fc* dst, int len) {
-    Checked::ippsZero_32fc(dst, len);
-}
+void ZeroAll(Ipp32fc* dst, int len) { Checked::ippsZero_32fc(dst, len); }
 
-void CopyAll(const Ipp32f* src, Ipp32f* dst, int len) {
-    Checked::ippsCopy_32f(src, dst, len);
-}
+void CopyAll(const Ipp32f* src, Ipp32f* dst, int len) { Checked::ippsCopy_32f(src, dst, len); }
 
-void CopyAll(const Ipp32s* src, Ipp32s* dst, int len) {
-    Checked::ippsCopy_32s(src, dst, len);
-}
+void CopyAll(const Ipp32s* src, Ipp32s* dst, int len) { Checked::ippsCopy_32s(src, dst, len); }
 
-void CopyAll(const Ipp32fc* src, Ipp32fc* dst, int len) {
-    Checked::ippsCopy_32fc(src, dst, len);
-}
+void CopyAll(const Ipp32fc* src, Ipp32fc* dst, int len) { Checked::ippsCopy_32fc(src, dst, len); }
 
-void MaxOf(const Ipp32f* src, int len, Ipp32f* max) {
-    Checked::ippsMax_32f(src, len, max);
-}
+void MaxOf(const Ipp32f* src, int len, Ipp32f* max) { Checked::ippsMax_32f(src, len, max); }
 
-void MaxOf(const Ipp32s* src, int len, Ipp32s* max) {
-    Checked::ippsMax_32s(src, len, max);
-}
+void MaxOf(const Ipp32s* src, int len, Ipp32s* max) { Checked::ippsMax_32s(src, len, max); }
 
-void SortAll(Ipp32f* srcDst, int len) {
-    Checked::ippsSortAscend_32f_I(srcDst, len);
-}
+void SortAll(Ipp32f* srcDst, int len) { Checked::ippsSortAscend_32f_I(srcDst, len); }
 
-void SortAll(Ipp32s* srcDst, int len) {
-    Checked::ippsSortAscend_32s_I(srcDst, len);
-}
+void SortAll(Ipp32s* srcDst, int len) { Checked::ippsSortAscend_32s_I(srcDst, len); }
 
 } // namespace
 

@@ -8,21 +8,13 @@ namespace IPP {
 
 namespace {
 
-void Multiply(const Ipp32f* src, Ipp32f* srcDst, int len) {
-    Checked::ippsMul_32f_I(src, srcDst, len);
-}
+void Multiply(const Ipp32f* src, Ipp32f* srcDst, int len) { Checked::ippsMul_32f_I(src, srcDst, len); }
 
-void Multiply(const Ipp32fc* src, Ipp32fc* srcDst, int len) {
-    Checked::ippsMul_32fc_I(src, srcDst, len);
-}
+void Multiply(const Ipp32fc* src, Ipp32fc* srcDst, int len) { Checked::ippsMul_32fc_I(src, srcDst, len); }
 
-Ipp32f MeanOfTwo(Ipp32f a, Ipp32f b) {
-    return 0.5f * (a + b);
-}
+Ipp32f MeanOfTwo(Ipp32f a, Ipp32f b) { return 0.5f * (a + b); }
 
-Ipp32s MeanOfTwo(Ipp32s a, Ipp32s b) {
-    return static_cast<Ipp32s>((static_cast<std::int64_t>(a) + b) / 2);
-}
+Ipp32s MeanOfTwo(Ipp32s a, Ipp32s b) { return static_cast<Ipp32s>((static_cast<std::int64_t>(a) + b) / 2); }
 
 } // namespace
 

@@ -23,8 +23,9 @@ Array<float> EnvelopeWork(const HilbertState& state) {
 void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work) {
     Array<float> largest(src.dim1);
     Checked::CheckHilbertLength(src.dim0);
-    Checked::Check(HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data, largest.data),
-                   "IPP::Exception::ippsHilbert_32f32fc");
+    Checked::Check(
+        HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data, largest.data),
+        "IPP::Exception::ippsHilbert_32f32fc");
     for (int y = 0; y < src.dim1; ++y)
         if (!(largest[y] <= Checked::kTransformRange)) Checked::CheckHilbertRange(src.Row(y).data, src.dim0);
 }

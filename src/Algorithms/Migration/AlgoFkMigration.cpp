@@ -21,8 +21,7 @@ const int AlgoFkMigration::defInterpolationMethod = 1;
 const float AlgoFkMigration::defMaxMigFreqRel = 0.6f;
 const float AlgoFkMigration::defHarlanThreshold = 0.1f;
 
-AlgoFkMigration::AlgoFkMigration(const std::string& name) : Algo(name) {
-}
+AlgoFkMigration::AlgoFkMigration(const std::string& name) : Algo(name) {}
 
 namespace {
 
@@ -46,8 +45,7 @@ const std::vector<JsonSection<Internal>>& Sections() {
 
 } // namespace
 
-AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner) : AlgoJsonParamsBase(owner, "") {
-}
+AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner) : AlgoJsonParamsBase(owner, "") {}
 
 AlgoFkMigration::InternalAlgoParams::InternalAlgoParams(const AlgoFkMigration* owner, const std::string& config)
     : AlgoJsonParamsBase(owner, config) {

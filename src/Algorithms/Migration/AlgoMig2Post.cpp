@@ -6,8 +6,7 @@
 
 namespace TZM {
 
-AlgoMig2Post::AlgoMig2Post(const std::string& name) : Algo(name) {
-}
+AlgoMig2Post::AlgoMig2Post(const std::string& name) : Algo(name) {}
 
 void AlgoMig2Post::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {

@@ -15,9 +15,7 @@ using IPP::Simd::Index;
 
 // Elements between two columns: room for the bins 1 .. nt / 2 in whole vectors, and one vector more, so that
 // neighbouring columns don't fall into the same set of the cache.
-int ColumnStride(int nt) {
-    return (nt / 2 + 15) / 16 * 16 + 16;
-}
+int ColumnStride(int nt) { return (nt / 2 + 15) / 16 * 16 + 16; }
 
 int AreaSize(std::int64_t floats) {
     if (floats > std::numeric_limits<int>::max()) throw std::bad_alloc();

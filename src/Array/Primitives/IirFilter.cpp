@@ -29,9 +29,7 @@ constexpr std::uint32_t kMagic = 0x49495236; // "IIR6"
 
 using State = IppsIIRState64f_32f;
 
-IppStatus CheckState(const State* state) {
-    return state->magic == kMagic ? ippStsNoErr : ippStsContextMatchErr;
-}
+IppStatus CheckState(const State* state) { return state->magic == kMagic ? ippStsNoErr : ippStsContextMatchErr; }
 
 /// For the low orders: taps and delay line stay in registers. `pending` is d[0] without its part -a[1] y, which enters
 /// last, so that only one product and one difference of a sample wait for the sample before.

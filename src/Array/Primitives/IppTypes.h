@@ -21,17 +21,17 @@ using IppStatus = int;
 
 enum : IppStatus {
     ippStsNoErr = 0,
-    ippStsSizeErr = -6,          ///< a length below the minimum of the primitive
-    ippStsNullPtrErr = -8,       ///< a null pointer
-    ippStsMemAllocErr = -9,      ///< no memory
-    ippStsDivByZeroErr = -10,    ///< division by 0
-    ippStsStepErr = -14,         ///< a row step below 1
-    ippStsFftOrderErr = -15,     ///< a transform order outside 0 .. 30
-    ippStsFftFlagErr = -16,      ///< a transform flag that doesn't exist
-    ippStsContextMatchErr = -17, ///< a state object of the wrong kind
-    ippStsIIROrderErr = -25,     ///< an IIR order below 1
-    ippStsHugeWinErr = -39,      ///< a Kaiser window parameter too large
-    ippStsIIRGenOrderErr = -206, ///< an IIR design order outside 1 .. 12
+    ippStsSizeErr = -6,              ///< a length below the minimum of the primitive
+    ippStsNullPtrErr = -8,           ///< a null pointer
+    ippStsMemAllocErr = -9,          ///< no memory
+    ippStsDivByZeroErr = -10,        ///< division by 0
+    ippStsStepErr = -14,             ///< a row step below 1
+    ippStsFftOrderErr = -15,         ///< a transform order outside 0 .. 30
+    ippStsFftFlagErr = -16,          ///< a transform flag that doesn't exist
+    ippStsContextMatchErr = -17,     ///< a state object of the wrong kind
+    ippStsIIROrderErr = -25,         ///< an IIR order below 1
+    ippStsHugeWinErr = -39,          ///< a Kaiser window parameter too large
+    ippStsIIRGenOrderErr = -206,     ///< an IIR design order outside 1 .. 12
     ippStsFilterFrequencyErr = -208, ///< a design frequency outside the open interval 0 .. 0.5
     ippStsIIRGenRippleErr = -209     ///< a design ripple outside the open interval 0 .. 29
 };

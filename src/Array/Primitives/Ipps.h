@@ -76,11 +76,14 @@ IppStatus ippsWinKaiser_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
 // Transforms. A state is made once and only read afterwards, so that threads share it. A null buffer is the rule:
 // the transform has work memory of its own. src may equal dst, but not in ippsHilbert.
 IppStatus ippsDFTInitAlloc_C_32fc(IppsDFTSpec_C_32fc** state, int len, int flag, IppHintAlgorithm hint);
-IppStatus ippsDFTFwd_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state, unsigned char* buffer);
-IppStatus ippsDFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state, unsigned char* buffer);
+IppStatus ippsDFTFwd_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state,
+                               unsigned char* buffer);
+IppStatus ippsDFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsDFTSpec_C_32fc* state,
+                               unsigned char* buffer);
 IppStatus ippsDFTFree_C_32fc(IppsDFTSpec_C_32fc* state);
 IppStatus ippsFFTInitAlloc_C_32fc(IppsFFTSpec_C_32fc** state, int order, int flag, IppHintAlgorithm hint);
-IppStatus ippsFFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsFFTSpec_C_32fc* state, unsigned char* buffer);
+IppStatus ippsFFTInv_CToC_32fc(const Ipp32fc* src, Ipp32fc* dst, const IppsFFTSpec_C_32fc* state,
+                               unsigned char* buffer);
 IppStatus ippsFFTFree_C_32fc(IppsFFTSpec_C_32fc* state);
 IppStatus ippsHilbertInitAlloc_32f32fc(IppsHilbertSpec_32f32fc** state, int len, IppHintAlgorithm hint);
 IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_32f32fc* state);

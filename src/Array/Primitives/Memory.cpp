@@ -13,12 +13,10 @@ constexpr std::size_t kCacheLine = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kWorthAHugePage = std::size_t{1} << 20;
 
-std::size_t RoundUp(std::size_t bytes, std::size_t unit) {
-    return (bytes + unit - 1) / unit * unit;
-}
+std::size_t RoundUp(std::size_t bytes, std::size_t unit) { return (bytes + unit - 1) / unit * unit; }
 
-// The first touch of a fresh 4 KiB page can cost 10 us, more than the arithmetic on it, and that of a huge page as much as
-// some 30 small ones: areas well above that ask for huge pages.
+// The first touch of a fresh 4 KiB page can cost 10 us, more than the arithmetic on it, and that of a huge page as much
+// as some 30 small ones: areas well above that ask for huge pages.
 void* AllocateBytes(std::size_t bytes) {
     if (bytes < kWorthAHugePage) return std::aligned_alloc(kCacheLine, RoundUp(bytes, kCacheLine));
     const std::size_t whole = RoundUp(bytes, kHugePage);
@@ -34,24 +32,14 @@ T* AllocateElements(int len) {
 
 } // namespace
 
-Ipp32f* ippsMalloc_32f(int len) {
-    return AllocateElements<Ipp32f>(len);
-}
+Ipp32f* ippsMalloc_32f(int len) { return AllocateElements<Ipp32f>(len); }
 
-Ipp32s* ippsMalloc_32s(int len) {
-    return AllocateElements<Ipp32s>(len);
-}
+Ipp32s* ippsMalloc_32s(int len) { return AllocateElements<Ipp32s>(len); }
 
-Ipp32fc* ippsMalloc_32fc(int len) {
-    return AllocateElements<Ipp32fc>(len);
-}
+Ipp32fc* ippsMalloc_32fc(int len) { return AllocateElements<Ipp32fc>(len); }
 
-Ipp64f* ippsMalloc_64f(int len) {
-    return AllocateElements<Ipp64f>(len);
-}
+Ipp64f* ippsMalloc_64f(int len) { return AllocateElements<Ipp64f>(len); }
 
-void ippsFree(void* p) {
-    std::free(p);
-}
+void ippsFree(void* p) { std::free(p); }
 
 } // namespace IPP

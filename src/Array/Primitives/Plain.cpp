@@ -46,33 +46,19 @@ IppStatus WithConstant(Kernel kernel, V value, Ipp32f* srcDst, int len) {
 
 } // namespace
 
-IppStatus ippsZero_32f(Ipp32f* dst, int len) {
-    return ZeroElements(dst, len);
-}
+IppStatus ippsZero_32f(Ipp32f* dst, int len) { return ZeroElements(dst, len); }
 
-IppStatus ippsZero_32s(Ipp32s* dst, int len) {
-    return ZeroElements(dst, len);
-}
+IppStatus ippsZero_32s(Ipp32s* dst, int len) { return ZeroElements(dst, len); }
 
-IppStatus ippsZero_32fc(Ipp32fc* dst, int len) {
-    return ZeroElements(dst, len);
-}
+IppStatus ippsZero_32fc(Ipp32fc* dst, int len) { return ZeroElements(dst, len); }
 
-IppStatus ippsCopy_32f(const Ipp32f* src, Ipp32f* dst, int len) {
-    return CopyElements(src, dst, len);
-}
+IppStatus ippsCopy_32f(const Ipp32f* src, Ipp32f* dst, int len) { return CopyElements(src, dst, len); }
 
-IppStatus ippsCopy_32s(const Ipp32s* src, Ipp32s* dst, int len) {
-    return CopyElements(src, dst, len);
-}
+IppStatus ippsCopy_32s(const Ipp32s* src, Ipp32s* dst, int len) { return CopyElements(src, dst, len); }
 
-IppStatus ippsCopy_32fc(const Ipp32fc* src, Ipp32fc* dst, int len) {
-    return CopyElements(src, dst, len);
-}
+IppStatus ippsCopy_32fc(const Ipp32fc* src, Ipp32fc* dst, int len) { return CopyElements(src, dst, len); }
 
-IppStatus ippsSet_32f(Ipp32f value, Ipp32f* dst, int len) {
-    return WithConstant(Simd::Active().set, value, dst, len);
-}
+IppStatus ippsSet_32f(Ipp32f value, Ipp32f* dst, int len) { return WithConstant(Simd::Active().set, value, dst, len); }
 
 IppStatus ippsMul_32f_I(const Ipp32f* src, Ipp32f* srcDst, int len) {
     return OneToOne(Simd::Active().mul, src, srcDst, len);
@@ -102,17 +88,13 @@ IppStatus ippsDivC_32f_I(Ipp32f value, Ipp32f* srcDst, int len) {
     return WithConstant(Simd::Active().mulC, 1. / value, srcDst, len);
 }
 
-IppStatus ippsSqr_32f_I(Ipp32f* srcDst, int len) {
-    return InPlace(Simd::Active().sqr, srcDst, len);
-}
+IppStatus ippsSqr_32f_I(Ipp32f* srcDst, int len) { return InPlace(Simd::Active().sqr, srcDst, len); }
 
 IppStatus ippsMagnitude_32fc(const Ipp32fc* src, Ipp32f* dst, int len) {
     return OneToOne(Simd::Active().magnitude, src, dst, len);
 }
 
-IppStatus ippsConj_32fc_I(Ipp32fc* srcDst, int len) {
-    return InPlace(Simd::Active().conj, srcDst, len);
-}
+IppStatus ippsConj_32fc_I(Ipp32fc* srcDst, int len) { return InPlace(Simd::Active().conj, srcDst, len); }
 
 IppStatus ippsMaxEvery_32f_I(const Ipp32f* src, Ipp32f* srcDst, int len) {
     return OneToOne(Simd::Active().maxEvery, src, srcDst, len);
@@ -128,8 +110,6 @@ IppStatus ippsThreshold_GT_32f_I(Ipp32f* srcDst, int len, Ipp32f level) {
     return ippStsNoErr;
 }
 
-IppStatus ippsFlip_32f_I(Ipp32f* srcDst, int len) {
-    return InPlace(Simd::Active().flip, srcDst, len);
-}
+IppStatus ippsFlip_32f_I(Ipp32f* srcDst, int len) { return InPlace(Simd::Active().flip, srcDst, len); }
 
 } // namespace IPP

@@ -21,9 +21,7 @@ IppStatus CheckSpec(const Spec* state) {
     return magic == Spec::kMagic ? ippStsNoErr : ippStsContextMatchErr;
 }
 
-inline IppStatus CheckOrder(int order) {
-    return order < 0 || order > 30 ? ippStsFftOrderErr : ippStsNoErr;
-}
+inline IppStatus CheckOrder(int order) { return order < 0 || order > 30 ? ippStsFftOrderErr : ippStsNoErr; }
 
 /// A new state made of the arguments; the pointer becomes null, and the status -9, when memory is out.
 template <class Spec, class... Arguments>

@@ -33,9 +33,7 @@ Level BestLevel() {
     return Level::Baseline;
 }
 
-Level ActiveLevel() {
-    return Chosen().load(std::memory_order_relaxed);
-}
+Level ActiveLevel() { return Chosen().load(std::memory_order_relaxed); }
 
 void SetActiveLevel(Level level) {
     Chosen().store(level <= BestLevel() ? level : BestLevel(), std::memory_order_relaxed);
@@ -59,9 +57,7 @@ const Kernels& Of(Level level) {
     return kernelsBaseline;
 }
 
-const Kernels& Active() {
-    return Of(ActiveLevel());
-}
+const Kernels& Active() { return Of(ActiveLevel()); }
 
 const FftKernels& FftOf(Level level) {
     switch (level) {
@@ -72,8 +68,6 @@ const FftKernels& FftOf(Level level) {
     return fftKernelsBaseline;
 }
 
-const FftKernels& ActiveFft() {
-    return FftOf(ActiveLevel());
-}
+const FftKernels& ActiveFft() { return FftOf(ActiveLevel()); }
 
 } // namespace IPP::Simd
