@@ -124,8 +124,9 @@ TEST(AllAlgorithms, KeepANaNToTheAscansThatItReaches) {
             notNumbers += std::any_of(a, end, [](float v) { return std::isnan(v); });
             a = end;
         }
-        EXPECT_EQ(changed, row.reached) << typeid(*row.algorithm).name();
-        EXPECT_EQ(notNumbers, row.reached) << typeid(*row.algorithm).name();
+        const AlgoBase& algorithm = *row.algorithm;
+        EXPECT_EQ(changed, row.reached) << typeid(algorithm).name();
+        EXPECT_EQ(notNumbers, row.reached) << typeid(algorithm).name();
     }
 }
 
