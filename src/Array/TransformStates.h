@@ -15,24 +15,24 @@ struct IppiFFTSpec_C_32fc;
 /// makes its state from (sizes, hint, flag), whatever status that gives, and throws std::bad_alloc if there is none
 /// afterwards. A state is only read by the transforms, so that threads share it. Hints are 1 (fast) and 2 (accurate);
 /// flags 1, 2, 4 and 8 (IppFftFlag).
-template <class Spec>
+template <class Raw>
 class TransformState {
 public:
     TransformState(const TransformState&) = delete;
     TransformState& operator=(const TransformState&) = delete;
 
-    Spec* Get() const { return state; }
+    Raw* Get() const { return state; }
 
 protected:
     TransformState() = default;
     ~TransformState() = default;
-    void Take(Spec* made) {
+    void Take(Raw* made) {
         if (!made) throw BadAllocation();
         state = made;
         owner = true;
     }
 
-    Spec* state = nullptr;
+    Raw* state = nullptr;
     bool owner = false;
 };
 

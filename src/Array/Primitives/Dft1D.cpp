@@ -24,8 +24,8 @@ struct IppsFFTSpec_C_32fc : TransformSpec {
 
 namespace {
 
-template <class Spec>
-IppStatus Forward(const Ipp32fc* src, Ipp32fc* dst, const Spec* state) {
+template <class State>
+IppStatus Forward(const Ipp32fc* src, Ipp32fc* dst, const State* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     const ThreadWork work(state->transform->WorkSize());
@@ -34,8 +34,8 @@ IppStatus Forward(const Ipp32fc* src, Ipp32fc* dst, const Spec* state) {
     return ippStsNoErr;
 }
 
-template <class Spec>
-IppStatus Inverse(const Ipp32fc* src, Ipp32fc* dst, const Spec* state) {
+template <class State>
+IppStatus Inverse(const Ipp32fc* src, Ipp32fc* dst, const State* state) {
     if (const IppStatus bad = CheckPointers(src, dst, state)) return bad;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     const ThreadWork work(state->transform->WorkSize());

@@ -123,8 +123,8 @@ struct IppiFFTSpec_C_32fc : TransformSpec {
 
 namespace {
 
-template <class Spec>
-IppStatus Check(const void* src, Index srcStep, const void* dst, Index dstStep, const Spec* state) {
+template <class State>
+IppStatus Check(const void* src, Index srcStep, const void* dst, Index dstStep, const State* state) {
     if (!src || !dst || !state) return ippStsNullPtrErr;
     if (const IppStatus bad = CheckSpec(state)) return bad;
     return srcStep < 1 || dstStep < 1 ? ippStsStepErr : ippStsNoErr;
