@@ -14,14 +14,14 @@ void Array<T, I>::Hilbert(const Array<float, I>& src, HilbertState& state) {
 
 template void Array<Ipp32fc, int>::Hilbert(const Array<float, int>&, HilbertState&);
 
-Array<float> EnvelopeWork(const HilbertState& state) {
-    const auto floats = HilbertEnvelopesWorkSize(state.Get());
+Array<float> EnvelopeWork(const HilbertState& state, int rows) {
+    const auto floats = HilbertEnvelopesWorkSize(state.Get()) + rows;
     if (floats > std::numeric_limits<int>::max()) throw std::bad_alloc();
     return Array<float>(static_cast<int>(floats));
 }
 
 void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work) {
-    Array<float> largest(src.dim1);
+    const Array<float> largest = work.SubArray(work.size - src.dim1, src.dim1); // behind what the envelopes need
     Checked::CheckHilbertLength(src.dim0);
     Checked::Check(
         HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data, largest.data),

@@ -5,8 +5,8 @@
 
 namespace IPP {
 
-/// Work memory of Envelopes, one per thread.
-Array<float> EnvelopeWork(const HilbertState& state);
+/// Work memory of Envelopes for at most so many rows, one per thread.
+Array<float> EnvelopeWork(const HilbertState& state, int rows);
 
 /// Row by row dst = |analytic signal of src|, as Hilbert and MagnitudesOfElements give it, many rows at a time. Both
 /// arrays have the same dimensions and rows of the state's length. Fails as the range-checked Hilbert wrapper does.

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 using namespace tzmchain;
 
@@ -61,10 +60,8 @@ TEST(Chain, RefusesAFlawedDocumentInOneLine) {
     } cases[] = {
         {"[]", "needs a member \"chain\""},
         {R"({"chain": []})", "needs a member \"chain\""},
-        {R"({"chain": "FkMigration"})", "needs a member \"chain\""},
         {R"({"chain": [{"algorithm": "Mig2Post"}], "extra": 1})", "unknown member \"extra\""},
         {R"({"chain": ["Mig2Post"]})", "needs a member \"algorithm\""},
-        {R"({"chain": [{"parameters": {}}]})", "needs a member \"algorithm\""},
         {R"({"chain": [{"algorithm": "Fk"}]})", "unknown algorithm \"Fk\"; known are OffsetRemoval"},
         {R"({"chain": [{"algorithm": "Mig2Post", "params": {}}]})", "Mig2Post: unknown member \"params\""},
         {R"({"chain": [{"algorithm": "Mig2Post", "parameters": [1]}]})", "\"parameters\" must be an object"},
@@ -73,7 +70,6 @@ TEST(Chain, RefusesAFlawedDocumentInOneLine) {
         {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 1.0}}]})", "must be a whole number"},
         {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 3000000000}}]})",
          "must be a whole number"},
-        {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"permittivity": "9"}}]})", "must be a number"},
         {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"permittivity": 1e39}}]})", "must be a number"},
         {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"overlays": 1}}]})", "must be text"},
         {R"({"chain": [{"algorithm": "FkMigration", "parameters": {"enableLogging": 1}}]})", "must be true or false"},
@@ -189,26 +185,6 @@ TEST(Chain, GivesASingleLineTheImageOfOneOfFive) {
     EXPECT_TRUE((image.size == Dimensions{63, 16, 1}));
     const Recording expected = RunQuietly(chain, five);
     for (int i = 0; i < image.size.Count(); ++i) ASSERT_EQ(image.data[i], expected.data[i]) << i;
-}
-
-TEST(Chain, RefusesWhatAnAlgorithmRefuses) {
-    Chain chain = Chain::Standard();
-    const auto run = [&] { RunQuietly(chain, Block({64, 16, 5})); };
-    for (const int timeZero : {64, -1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
-        chain.Set("timeZero", timeZero, true);
-        EXPECT_NE(RefusalOf(run).find("isn't one of the samples 0 to 63"), std::string::npos);
-    }
-    chain.Set("timeZero", 1, true);
-    chain.Set("permittivity", 0, true);
-    EXPECT_NE(RefusalOf(run).find("needs a permittivity above 0"), std::string::npos);
-}
-
-TEST(Chain, RefusesAnImageThatIsNotFinite) {
-    Chain chain = Parse(R"({"chain": [{"algorithm": "Mig2Post"}]})");
-    Recording recording = Block({64, 16, 5});
-    std::fill_n(recording.data.get(), recording.size.Count(), 0.0f);
-    for (int s = 0; s < 64; ++s) recording.data[s] = s % 2 ? 3e38f : -3e38f;
-    EXPECT_NE(RefusalOf([&] { RunQuietly(chain, recording); }), "no refusal");
 }
 
 TEST(Chain, TellsWhichKeysOfTheConfigurationAreSkipped) {

@@ -1,6 +1,5 @@
 #include "Picture.h"
 
-#include "Refusal.h"
 #include "TemporaryFolder.h"
 #include "Views.h"
 
@@ -75,13 +74,6 @@ TEST(Picture, ABrightSampleShowsAtItsPlace) {
     EXPECT_EQ(pixels.At(78 + 605, 78 + 84), 0xffffffu);
     EXPECT_EQ(pixels.At(78 + 605, 78 + 124), pixels.At(78 + 305, 78 + 84));
     EXPECT_NE(pixels.At(78 + 305, 78 + 84), 0xffffffu);
-}
-
-TEST(Picture, CantBeWrittenIntoAMissingFolder) {
-    const std::vector<float> values(4);
-    Panel panel;
-    panel.data = values.data(), panel.columns = 2, panel.rows = 2;
-    EXPECT_THROW(DrawPicture("/missing folder/a.png", "", {panel}, 1, {}), Refusal);
 }
 
 TEST(Views, ShowTheMiddleLaneOfEveryChannel) {

@@ -59,32 +59,6 @@ TEST(Scene, BarsAlongTheScanAreFlatAndDifferFromPairToPair) {
                         TimeZero(scene, kPairs[channel]) + path[channel] / 0.005, 0.51);
 }
 
-TEST(Scene, TheShortestWayOverABarIsNoLongerThanAnyOther) {
-    for (const bool across : {true, false}) {
-        const double path = BarPath(across, 0.2, 0.5, 0.3, 0.1, 0.25);
-        double least = 1e9; // over points of the bar
-        for (double u = -2; u <= 2; u += 1e-4) {
-            const double x = across ? 0.5 : u, y = across ? u : 0.5;
-            const auto way = [&](double elementY) {
-                return std::sqrt((x - 0.3) * (x - 0.3) + (y - elementY) * (y - elementY) + 0.2 * 0.2);
-            };
-            least = std::min(least, way(0.1) + way(0.25));
-        }
-        EXPECT_NEAR(path, least, 1e-7);
-    }
-}
-
-TEST(Scene, TheDirectWaveBeginsWithAStrongNegativeExcursion) {
-    const Recording recording = Record(Scene{});
-    for (int channel = 0; channel < 5; ++channel) {
-        const float* trace = recording.Bscan(channel);
-        const float* first = std::find_if(trace, trace + 98, [](float x) { return std::abs(x) > 4000; });
-        ASSERT_NE(first, trace + 98);
-        EXPECT_LT(*first, 0);
-        EXPECT_LT(*std::min_element(trace, trace + 98), -5000);
-    }
-}
-
 TEST(Scene, GivesSixteenBitCountsThatAreAlwaysTheSame) {
     Scene scene;
     scene.lanes = 1, scene.ascans = 20;

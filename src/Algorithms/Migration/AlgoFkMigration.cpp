@@ -72,12 +72,12 @@ ImageProps AlgoFkMigration::GetAdjustedImageDimensions(const ImageProps& props) 
 namespace {
 
 // The order of nt comes from all samples, time zero included. A plan that can't be made is std::bad_alloc, and so is a
-// spectrum of more elements than the index type counts.
+// spectrum whose weights an index no longer counts: twelve to every fourth element.
 StoltSettings Settings(const AlgoFkMigration::InternalAlgoParams& internal, const AlgoGlobalSettings& sampling,
                        float permittivity, const ImageProps& props) {
     const std::int64_t orderX = CeilLog2(props.ascansPerBscan);
     const std::int64_t orderT = std::int64_t{CeilLog2(props.samplesPerAscan)} + internal.depthSpectrumSizeExtension;
-    if (orderT < 0 || orderX + orderT > 30) throw IPP::BadAllocation();
+    if (orderT < 0 || orderX + orderT > 29) throw IPP::BadAllocation();
     StoltSettings s;
     s.nx = 1 << orderX;
     s.nt = 1 << orderT;

@@ -15,7 +15,7 @@ void AlgoMig2Post::Execute(const float* in, const ImageProps& inProps, float* ou
         const IPP::HilbertState state(src.dim0, IPP::ippAlgHintAccurate);
         RefuseEmpty(src, "IPP::Exception::ippsMinMax_32f"); // the range check of the first A-scan
         ParallelFor(
-            dst.dim2, [&] { return IPP::EnvelopeWork(state); },
+            dst.dim2, [&] { return IPP::EnvelopeWork(state, dst.dim1); },
             [&](int z, IPP::Array<float>& work) { IPP::Envelopes(src.Slice(z), dst.Slice(z), state, work); });
     });
 }

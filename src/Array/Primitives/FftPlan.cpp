@@ -10,6 +10,7 @@
 #include <new>
 #include <typeindex>
 
+#include "Array/IppException.h"
 #include "Array/Primitives/Ipps.h"
 #include "Array/Simd/Dispatch.h"
 
@@ -291,7 +292,7 @@ double FftPlan::Cost(Index n) {
 }
 
 FftPlan::FftPlan(Index n) : length(n) {
-    if (n > kLongestPlan) throw std::bad_alloc();
+    if (n > kLongestPlan) throw BadAllocation();
     const Factors factors(n);
     std::vector<int> radices = BestRadices(factors.smooth).list;
     radices.insert(radices.end(), factors.odd.begin(), factors.odd.end());
@@ -530,7 +531,7 @@ SingleTransform::SingleTransform(Index n) : length(n) {
         return;
     }
     if (split == 0) {
-        if (n > kLongestChirp) throw std::bad_alloc();
+        if (n > kLongestChirp) throw BadAllocation();
         Index m = 1;
         while (m < 2 * n - 1) m *= 2;
         convolution = Get(m);
