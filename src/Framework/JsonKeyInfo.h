@@ -15,6 +15,7 @@ enum class JsonKind {
     Integer,  ///< signed
     Integral, ///< signed, unsigned or boolean, taken as an unsigned number: true is 1, a negative one fails
     Real,
+    Numeric, ///< any number or boolean
     String,
     Array ///< or null
 };
@@ -26,7 +27,7 @@ struct TZM_EXPORT JsonKeyInfo {
     JsonKind kind;
     double low = -std::numeric_limits<double>::infinity(); ///< smaller values become this one
     double high = std::numeric_limits<double>::infinity(); ///< larger values become this one
-    std::string defaultValue;                              ///< as JSON text; empty for an array
+    std::string defaultValue;                              ///< as JSON text; empty for an array or a keyword
 };
 
 } // namespace TZM

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
@@ -63,6 +64,8 @@ struct Row {
 std::vector<Row> AllAlgorithms() {
     auto replacement = std::make_shared<AlgoBistaticReplacement>();
     replacement->GetParams().enabled = true;
+    auto mean = std::make_shared<AlgoBgRemoval>();
+    mean->GetParams().algorithm = static_cast<AlgoParamBgRemoval::AlgoType>(4);
     const std::string copy = "99/-6 IPP::Exception::ippsCopy_32f", range = "99/-6 IPP::Exception::ippsMinMax_32f",
                       bounds = "99/-2 Index exceeds IPP::Array3D bounds";
     return {{std::make_shared<AlgoAscanOffsetRemoval>(), 1, false, copy, copy, copy},
@@ -70,6 +73,7 @@ std::vector<Row> AllAlgorithms() {
             {std::make_shared<AlgoBistaticCorrection>(), 1, true, copy, copy, copy},
             {replacement, 1, true, copy, copy, copy},
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours
+            {mean, 12, true, copy, copy, copy},
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"}};
 }

@@ -83,12 +83,15 @@ void AlgoBistaticReplacement::Execute(const float* in, const ImageProps& inProps
         const Replacement top{height, std::clamp<int>(params.crossfadeLen, 0, src.dim0 - height)};
         const bool replaces = params.enabled && height > 0;
         ParallelFor(dst.dim2, [&](int i) {
-            if (!replaces || !IsBistatic(i, channels)) return StreamCopy(src.Slice(i), dst.Slice(i));
+            if (!replaces || !IsBistatic(i, channels)) {
+                if (in != out) StreamCopy(src.Slice(i), dst.Slice(i));
+                return;
+            }
             const BscanInfo cur = ValidRange(inProps, i), prev = ValidRange(inProps, i - 1),
                             next = ValidRange(inProps, i + 1);
             for (int y = 0; y < dst.dim1; ++y) {
                 const auto ascan = dst.Row(y, i);
-                if (height < ascan.size) // what lies behind, and what the fade starts from
+                if (height < ascan.size && in != out) // what lies behind, and what the fade starts from
                     ascan.SubArray(height, ascan.size - height)
                         .CopyFrom(src.Row(y, i).SubArray(height, ascan.size - height));
                 const bool usesPrev = Holds(cur, y) && Holds(prev, y), usesNext = Holds(cur, y) && Holds(next, y);

@@ -25,7 +25,7 @@ struct TZM_EXPORT AlgoParamBistaticReplacement : AlgoParamBase {
 /// Where only one neighbour is valid r is that one; where none is, or where the A-scan itself isn't, r is 0. Monostatic
 /// B-scans pass unchanged, and everything does if enabled is off or h is 0.
 ///
-/// Output: that of the input. CalcError -11 if neither 5 nor 7 divides the number of B-scans, before the output is
+/// Output: that of the input, which may be the same block. CalcError -11 if neither 5 nor 7 divides the number of B-scans, before the output is
 /// touched; 99 "IPP::Exception::ippsCopy_32f" if a dimension is 0.
 class TZM_EXPORT AlgoBistaticReplacement : public Algo<AlgoParamBistaticReplacement> {
 public:

@@ -7,6 +7,9 @@ namespace IPP::Simd {
 /// The sums of a correlation come in multiples of this many.
 constexpr int kCorrelateBlock = 32;
 
+/// So many depth rows lie side by side where a whole row decides: element e of row l at lanes[kRowLanes * e + l].
+constexpr int kRowLanes = 16;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -46,6 +49,17 @@ struct Kernels {
     /// soon. Complete for every thread on return.
     void (*streamCopy)(const float* src, float* dst, int len);
     void (*streamMulC)(float value, const float* src, float* dst, int len);
+
+    void (*addTo)(const float* src, double* sums, int len);                    ///< sums[i] += src[i]
+    void (*add)(const float* src, const float* summands, float* dst, int len); ///< dst[i] = src[i] + summands[i]
+
+    /// The medians of kRowLanes rows of len elements, which are overwritten: the middle element in ascending order, NaN
+    /// last, or half the sum of the two middle ones.
+    void (*laneMedians)(float* lanes, int len, float* medians);
+
+    /// y[e] = b0 x[e] + b1 x[e - 1] - a1 y[e - 1] forwards and backwards over kRowLanes rows of len elements, each
+    /// between its own mirror images and from rest on. work holds 2 * len elements of all rows.
+    void (*laneZeroPhase)(float* lanes, float* work, int len, double b0, double b1, double a1);
 };
 
 extern const Kernels kernelsBaseline;

@@ -260,11 +260,168 @@ void StreamMulC(float value, const float* src, float* dst, int len) {
     Stream(src, dst, len, [value](auto x) { return value * x; });
 }
 
+void AddTo(const float* src, double* sums, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) sums[i] += static_cast<double>(src[i]);
+}
+
+void Add(const float* src, const float* summands, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = src[i] + summands[i];
+}
+
+typedef int Ints __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+typedef unsigned Unsigneds __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+constexpr int kIntRegisters = kRowLanes / (2 * kLanes);
+
+/// One number of each of the rows side by side.
+struct LaneInts {
+    Ints r[kIntRegisters];
+};
+
+LaneInts LoadLanes(const int* p) {
+    LaneInts v;
+    for (int k = 0; k < kIntRegisters; ++k) v.r[k] = *reinterpret_cast<const Ints*>(p + 2 * kLanes * k);
+    return v;
+}
+
+void StoreLanes(const LaneInts& v, int* p) {
+    for (int k = 0; k < kIntRegisters; ++k) *reinterpret_cast<Ints*>(p + 2 * kLanes * k) = v.r[k];
+}
+
+Ints Select(Ints where, Ints a, Ints b) { return (where & a) | (~where & b); }
+
+// Floats as integers of the same order, every NaN as the largest one. The bits of a float are those of an integer with
+// a sign of its own.
+constexpr int kLargestKey = 0x7fffffff;
+
+Ints KeyOf(Ints bits) {
+    const Ints key = bits ^ ((bits >> 31) & kLargestKey);
+    const Ints isNan = (bits & kLargestKey) > 0x7f800000;
+    return Select(isNan, Ints{} + kLargestKey, key);
+}
+
+// The other way round; the largest key is a NaN.
+Ints BitsOf(Ints key) { return key ^ ((key >> 31) & kLargestKey); }
+
+// The (rank + 1)-th smallest key of each row, by bisection: `bound` rises bit by bit as long as no more than rank keys
+// lie below it. Once there are rank of them, the smallest of the others is the one.
+LaneInts Smallest(const int* keys, int len, int rank) {
+    LaneInts bound, below;
+    for (int k = 0; k < kIntRegisters; ++k) {
+        bound.r[k] = Ints{} + (-kLargestKey - 1);
+        below.r[k] = Ints{};
+    }
+    for (unsigned step = 1u << 31; step != 0; step >>= 1) {
+        LaneInts candidate, count;
+        for (int k = 0; k < kIntRegisters; ++k) {
+            candidate.r[k] = reinterpret_cast<Ints>(reinterpret_cast<Unsigneds>(bound.r[k]) + step);
+            count.r[k] = Ints{};
+        }
+        for (int e = 0; e < len; ++e) {
+            const LaneInts key = LoadLanes(keys + kRowLanes * e);
+            for (int k = 0; k < kIntRegisters; ++k) count.r[k] -= key.r[k] < candidate.r[k];
+        }
+        bool found = true;
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const Ints rises = count.r[k] <= rank;
+            bound.r[k] = Select(rises, candidate.r[k], bound.r[k]);
+            below.r[k] = Select(rises, count.r[k], below.r[k]);
+            for (int l = 0; l < 2 * kLanes; ++l) found &= below.r[k][l] == rank;
+        }
+        if (found) break;
+    }
+    LaneInts smallest;
+    for (int k = 0; k < kIntRegisters; ++k) smallest.r[k] = Ints{} + kLargestKey;
+    for (int e = 0; e < len; ++e) {
+        const LaneInts key = LoadLanes(keys + kRowLanes * e);
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const Ints fits = (key.r[k] >= bound.r[k]) & (key.r[k] < smallest.r[k]);
+            smallest.r[k] = Select(fits, key.r[k], smallest.r[k]);
+        }
+    }
+    return smallest;
+}
+
+// The key behind `key` in ascending order, rank + 1 keys being no larger than it at least.
+LaneInts Next(const int* keys, int len, const LaneInts& key, int rank) {
+    LaneInts next, upTo;
+    for (int k = 0; k < kIntRegisters; ++k) {
+        next.r[k] = Ints{} + kLargestKey;
+        upTo.r[k] = Ints{};
+    }
+    for (int e = 0; e < len; ++e) {
+        const LaneInts x = LoadLanes(keys + kRowLanes * e);
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const Ints above = x.r[k] > key.r[k];
+            next.r[k] = Select(above & (x.r[k] < next.r[k]), x.r[k], next.r[k]);
+            upTo.r[k] += 1 + above;
+        }
+    }
+    for (int k = 0; k < kIntRegisters; ++k) next.r[k] = Select(upTo.r[k] > rank + 1, key.r[k], next.r[k]);
+    return next;
+}
+
+float FloatOf(int bits) {
+    float value;
+    __builtin_memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+void LaneMedians(float* lanes, int len, float* medians) {
+    int* const keys = reinterpret_cast<int*>(lanes);
+    for (int i = 0; i < kRowLanes * len; i += 2 * kLanes) {
+        Ints& run = *reinterpret_cast<Ints*>(keys + i);
+        run = KeyOf(run);
+    }
+    const bool even = len % 2 == 0;
+    const int rank = even ? len / 2 - 1 : len / 2;
+    LaneInts middle = Smallest(keys, len, rank), next = even ? Next(keys, len, middle, rank) : middle;
+    int bits[kRowLanes], nextBits[kRowLanes];
+    for (int k = 0; k < kIntRegisters; ++k) {
+        middle.r[k] = BitsOf(middle.r[k]);
+        next.r[k] = BitsOf(next.r[k]);
+    }
+    StoreLanes(middle, bits);
+    StoreLanes(next, nextBits);
+    for (int l = 0; l < kRowLanes; ++l)
+        medians[l] = even ? 0.5f * (FloatOf(bits[l]) + FloatOf(nextBits[l])) : FloatOf(bits[l]);
+}
+
+// A recursive filter of the first order over the rows side by side. `pending` is b1 x[e - 1] of the element before.
+struct LaneFilter {
+    static constexpr int kRegisters = kRowLanes / kLanes;
+    double b0, b1, a1;
+    Doubles y[kRegisters] = {};
+    Doubles pending[kRegisters] = {};
+
+    void Step(const float* x, float* out) {
+        for (int k = 0; k < kRegisters; ++k) {
+            const Doubles in = __builtin_convertvector(*reinterpret_cast<const Floats*>(x + k * kLanes), Doubles);
+            y[k] = (pending[k] + b0 * in) - a1 * y[k];
+            pending[k] = b1 * in;
+            if (out) *reinterpret_cast<Floats*>(out + k * kLanes) = __builtin_convertvector(y[k], Floats);
+        }
+    }
+};
+
+void LaneZeroPhase(float* lanes, float* work, int len, double b0, double b1, double a1) {
+    float* const tail = work + static_cast<long>(kRowLanes) * len;
+    LaneFilter forwards{b0, b1, a1}, backwards{b0, b1, a1};
+    const auto at = [](float* rows, int e) { return rows + static_cast<long>(kRowLanes) * e; };
+    for (int e = len - 1; e >= 0; --e) forwards.Step(at(lanes, e), nullptr);
+    for (int e = 0; e < len; ++e) forwards.Step(at(lanes, e), at(work, e));
+    for (int e = len - 1; e >= 0; --e) forwards.Step(at(lanes, e), at(tail, len - 1 - e));
+    for (int e = len - 1; e >= 0; --e) backwards.Step(at(tail, e), nullptr);
+    for (int e = len - 1; e >= 0; --e) backwards.Step(at(work, e), at(lanes, e));
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,      &Mul,       &MulComplex,     &AddC,        &MulC,       &Sqr,       &Magnitude, &Conj,
-    &MaxEvery, &MinEvery,  &ThresholdAbove, &Flip,        &MinMax,     &MaxInt,    &Sum,       &Sub,
-    &TapReads, &Correlate, &SumOfSquares,   &Interpolate, &StreamCopy, &StreamMulC};
+    &Set,        &Mul,      &MulComplex, &AddC,           &MulC,         &Sqr,         &Magnitude,
+    &Conj,       &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,         &MinMax,      &MaxInt,
+    &Sum,        &Sub,      &TapReads,   &Correlate,      &SumOfSquares, &Interpolate, &StreamCopy,
+    &StreamMulC, &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase};
 
 } // namespace IPP::Simd

@@ -191,6 +191,7 @@ bool IsOfKind(const Json::Value& value, JsonKind kind) {
     case JsonKind::Integer: return type == Json::intValue;
     case JsonKind::Integral: return type == Json::intValue || type == Json::uintValue || type == Json::booleanValue;
     case JsonKind::Real: return type == Json::realValue;
+    case JsonKind::Numeric: return type == Json::booleanValue || value.isNumeric();
     case JsonKind::String: return type == Json::stringValue;
     case JsonKind::Array: return type == Json::arrayValue || type == Json::nullValue;
     }

@@ -103,12 +103,24 @@ JsonRow<Field Owner::*> Real(const char* key, Field Owner::*field, double low, d
 }
 
 template <class Owner, class Field>
+JsonRow<Field Owner::*> Numeric(const char* key, Field Owner::*field) {
+    static_assert(kHolds<Field, float> || kHolds<Field, double>);
+    return {JsonKind::Numeric, key, field};
+}
+
+template <class Owner, class Field>
 JsonRow<Field Owner::*> String(const char* key, Field Owner::*field) {
     static_assert(kHolds<Field, std::string>);
     return {JsonKind::String, key, field};
 }
 
-/// \param read takes the array, or null, apart: void(P&, const Json::Value&), without captures.
+/// A text that stands for something. \param read takes it apart: void(P&, const Json::Value&), without captures.
+template <class Read>
+JsonRow<Read> Keyword(const char* key, Read read) {
+    return {JsonKind::String, key, read};
+}
+
+/// \param read takes the array, or null, apart, in the same way.
 template <class Read>
 JsonRow<Read> Array(const char* key, Read read) {
     return {JsonKind::Array, key, read};
@@ -125,9 +137,9 @@ T ConvertTo(const Json::Value& value, const JsonKey<P>& row) {
     } else if constexpr (std::is_same_v<T, bool>) {
         return AsInt(&value) != 0;
     } else { // a double holds every int and unsigned
-        double number = row.kind == JsonKind::Real       ? AsDouble(&value)
-                        : row.kind == JsonKind::Integral ? double(AsUInt(&value))
-                                                         : double(AsInt(&value));
+        double number = row.kind == JsonKind::Real || row.kind == JsonKind::Numeric ? AsDouble(&value)
+                        : row.kind == JsonKind::Integral                            ? double(AsUInt(&value))
+                                                                                    : double(AsInt(&value));
         number = std::clamp(number, row.low, row.high);
         if constexpr (std::is_floating_point_v<T>)
             return static_cast<T>(number);

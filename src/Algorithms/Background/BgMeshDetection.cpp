@@ -1,0 +1,249 @@
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/SimpleRemoval.h"
+#include "Array/Primitives/FftPlan.h"
+#include "Array/Simd/Dispatch.h"
+#include "Framework/Channels.h"
+#include "Framework/private/BscanLayout.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+namespace {
+
+constexpr float kAscanDistance = 0.005f;                // metres, whatever the sampling is
+constexpr float kShortestPeriod = 0.11111111640930176f; // 1 / 9 A-scans
+
+/// Transforms rows of an image along the scan, zero-padded to a length, 2 W at a time: the rows of a group of W are the
+/// real parts of the lanes, those of the next group the imaginary ones.
+class RowSpectra {
+public:
+    RowSpectra(int transformLength)
+        : length(transformLength), lanes(IPP::Simd::ActiveFft().lanes), plan(IPP::FftPlan::Get(length)),
+          spectrum(IPP::Detail::OwnedCount<int>(2 * static_cast<int>(lanes), length)),
+          work(std::max(1, static_cast<int>(plan->WorkSize()))) {}
+
+    int RowsAtATime() const { return 2 * static_cast<int>(lanes); }
+
+    /// The spectrum of the rows first .. first + rows - 1, at most 2 W of them, in lane blocks.
+    const float* Transform(const IPP::Array2D<float>& image, int first, int rows) {
+        const auto& fft = IPP::Simd::ActiveFft();
+        for (const int group : {0, 1}) {
+            const int begin = group * static_cast<int>(lanes), count = std::clamp(rows - begin, 0, int(lanes));
+            fft.loadRows(image.Row(count > 0 ? first + begin : first).data, image.dim0 * sizeof(float), count,
+                         image.dim0, spectrum.data + begin, 2 * lanes);
+        }
+        plan->Forward({spectrum.data, spectrum.data + lanes, 2 * lanes, image.dim0},
+                      {spectrum.data, spectrum.data + lanes, 2 * lanes}, work.data);
+        return spectrum.data;
+    }
+
+private:
+    int length;
+    IPP::Index lanes;
+    std::shared_ptr<const IPP::FftPlan> plan;
+    IPP::Array<float> spectrum, work;
+};
+
+/// The smallest power of two that isn't below n.
+int PowerOfTwo(std::int64_t n) {
+    std::int64_t power = 1;
+    while (power < n) power *= 2;
+    return IPP::Detail::OwnedCount<int>(1, static_cast<int>(std::min<std::int64_t>(power, 1 << 30)));
+}
+
+/// The sum of the autocorrelations of the rows at lags from 0 on. |Z(k)|^2 + |Z(-k)|^2 of the spectrum Z of two rows in
+/// one complex signal is twice the sum of their own power spectra, whose transform the autocorrelation is.
+std::vector<float> SumOfAutocorrelations(const IPP::Array2D<float>& image, int first, int rows) {
+    const int lags = image.dim0, length = PowerOfTwo(std::int64_t{2} * lags - 1);
+    RowSpectra spectra(length);
+    const int block = spectra.RowsAtATime();
+    std::vector<double> power(static_cast<std::size_t>(length));
+    for (int r = 0; r < rows; r += block) {
+        const float* z = spectra.Transform(image, first + r, std::min(block, rows - r));
+        for (int k = 0; k < length; ++k)
+            power[static_cast<std::size_t>(k)] += IPP::Simd::Active().sumOfSquares(z + std::int64_t{k} * block, block);
+    }
+    std::vector<IPP::Ipp32fc> sum(power.size());
+    for (std::size_t k = 0; k < sum.size(); ++k)
+        sum[k] = {static_cast<float>(0.5 * (power[k] + power[(sum.size() - k) % sum.size()])), 0.f};
+    const auto inverse = IPP::SingleTransform::Get(length);
+    std::vector<float> work(static_cast<std::size_t>(inverse->WorkSize()));
+    inverse->Inverse(sum.data(), sum.data(), work.data(), 1.f / static_cast<float>(length));
+    std::vector<float> correlation(static_cast<std::size_t>(lags));
+    for (std::size_t k = 0; k < correlation.size(); ++k) correlation[k] = sum[k].re;
+    return correlation;
+}
+
+float Autocorrelation(const IPP::Array<float>& row, int lag) {
+    double sum = 0.;
+    for (int c = 0; c + lag < row.size; ++c) sum += static_cast<double>(row[c]) * static_cast<double>(row[c + lag]);
+    return static_cast<float>(sum);
+}
+
+/// The magnitudes of the spectra of the rows, each row at bins 0 .. n / 2; the others are the same again.
+void HalfMagnitudes(const IPP::Array2D<float>& image, int first, const IPP::Array2D<float>& magnitudes) {
+    const int length = image.dim0, rows = magnitudes.dim1;
+    RowSpectra spectra(length);
+    const int block = spectra.RowsAtATime(), lanes = block / 2;
+    for (int r = 0; r < rows; r += block) {
+        const float* z = spectra.Transform(image, first + r, std::min(block, rows - r));
+        for (int k = 0; k < magnitudes.dim0; ++k) {
+            const float* here = z + std::int64_t{k} * block;
+            const float* mirror = z + std::int64_t{(length - k) % length} * block;
+            // With z = a + i b of real a and b: 2 A(k) = Z(k) + conj Z(-k), 2 i B(k) = Z(k) - conj Z(-k).
+            for (int l = 0; l < std::min(block, rows - r); ++l) {
+                const int lane = l % lanes;
+                const float sign = l < lanes ? 1.f : -1.f;
+                const float re = here[lane] + sign * mirror[lane];
+                const float im = here[lanes + lane] - sign * mirror[lanes + lane];
+                magnitudes.At(k, r + l) = 0.5f * std::sqrt(re * re + im * im);
+            }
+        }
+    }
+}
+
+/// The bin of a frequency that may be anything; -1 if it isn't a bin.
+int BinOf(float bin, int count) { return bin >= 0.f && bin < static_cast<float>(count) ? static_cast<int>(bin) : -1; }
+
+} // namespace
+
+void AlgoBgRemoval::MeshDetectionDetermineDepthRange(IPP::Array2D<float, int>& image, int& first, int& last) const {
+    IPP::Array<float> energy(image.dim1), squares(image.dim0);
+    for (int r = 0; r < image.dim1; ++r) {
+        squares.CopyFrom(image.Row(r));
+        squares.Sqr();
+        energy[r] = squares.Sum();
+    }
+    energy.CumSum(energy);
+    const float all = energy.Max();
+    if (all > 0.f) energy.DivC(all);
+    const float* const end = energy.data + energy.size;
+    const float* const middle =
+        std::find_if(static_cast<const float*>(energy.data), end, [](float e) { return e > 0.5f; });
+    last = -1;
+    if (middle == end) return;
+    first = 0;
+    last = static_cast<int>(
+        std::min<std::int64_t>(image.dim1 - 1, (middle - energy.data) + std::int64_t{internalAlgoParams->meshRange}));
+}
+
+void AlgoBgRemoval::MeshDetectionXcorr(IPP::Array2D<float, int>& image, int first, int last, MeshInfo& info) const {
+    const InternalAlgoParams& internal = *internalAlgoParams;
+    info = MeshInfo();
+    first = std::clamp(first, 0, image.dim1 - 1);
+    last = std::min(last, image.dim1 - 1);
+    if (last < first) return;
+    auto correlation = SumOfAutocorrelations(image, first, last - first + 1);
+    const IPP::Array<float> sum(correlation.data(), image.dim0);
+
+    const int ignore = std::clamp(internal.meshCorrIgnoreZoneLen, 0, sum.size);
+    if (ignore == sum.size) return;
+    float peak = 0.f;
+    const int lag = ignore + sum.SubArray(ignore, sum.size - ignore).IndexOfMax(&peak);
+    const float spacing = static_cast<float>(lag) * kAscanDistance;
+    if (!(lag > internal.meshCorrIgnoreZoneLen && spacing <= internal.spacingCondMeshDetection &&
+          sum[lag / 2] < -internal.meshCorrNegCorrMinRelVal * peak))
+        return;
+    const int strongest = sum.IndexOfMax(nullptr);
+    IPP::Array<float> ofRow(image.dim1);
+    ofRow.Zero();
+    for (int r = first; r <= last; ++r) ofRow[r] = Autocorrelation(image.Row(r), strongest);
+    info.detected = true;
+    info.spacing = spacing;
+    info.depth = static_cast<float>(ofRow.IndexOfMax(nullptr));
+}
+
+void AlgoBgRemoval::MeshDetectionFourier(IPP::Array2D<float, int>& image, int first, int last, MeshInfo& info) const {
+    const InternalAlgoParams& internal = *internalAlgoParams;
+    info = MeshInfo();
+    first = std::clamp(first, 0, image.dim1 - 1);
+    last = std::min(last, image.dim1 - 1);
+    const int rows = last - first, width = image.dim0;
+    if (rows < 1) return;
+    const int from = BinOf(1.f / internal.spacingCondMeshDetection / 200.f * static_cast<float>(width), width);
+    const int to = BinOf(static_cast<float>(width) * kShortestPeriod, width);
+    if (from < 0 || from > to) return;
+
+    const IPP::Array2D<float> magnitudes(width / 2 + 1, rows);
+    HalfMagnitudes(image, first, magnitudes);
+    const auto half = RowMeans(RowsOfAscans(magnitudes));
+    IPP::Array<float> spectrum(width);
+    for (int k = 0; k < width; ++k) spectrum[k] = half[static_cast<std::size_t>(std::min(k, width - k))];
+
+    const int peak = from + spectrum.SubArray(from, to - from + 1).IndexOfMax(nullptr);
+    const float mean = spectrum.Mean();
+    if (peak == 0 || !(mean > 0.f && spectrum[peak] / mean > internal.meshFftPeakThresholdFactor)) return;
+    IPP::Array<float> ofRow(rows);
+    for (int r = 0; r < rows; ++r) ofRow[r] = magnitudes.At(std::min(peak, width - peak), r);
+    info.detected = true;
+    info.spacing = static_cast<float>(width * static_cast<double>(kAscanDistance) / peak);
+    info.depth = static_cast<float>(first + ofRow.IndexOfMax(nullptr));
+}
+
+AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const ImageProps& props, int channels) const {
+    const InternalAlgoParams& internal = *internalAlgoParams;
+    const auto src = InputView(in, props);
+    struct Estimates {
+        MeshInfo xcorr, fourier;
+        bool vote = true;
+    };
+    std::vector<Estimates> estimates(static_cast<std::size_t>(src.dim2));
+    ParallelFor(src.dim2, [&](int i) {
+        constexpr int kEnds = 6; // A-scans left out at both ends
+        const BscanInfo valid = ValidRange(props, i);
+        const int n = valid.validLen - 2 * kEnds;
+        if (IsBistatic(i, channels) || n <= 0) return;
+        // Every depth loses its median, then every A-scan its mean.
+        const IPP::Array2D<float> raw(src.Row(valid.firstValidIdx + kEnds, i).data, src.dim0, n), ascans(src.dim0, n);
+        auto medians = RowLevels(RowsOfAscans(raw), true);
+        for (float& median : medians) median = -median;
+        AddToRows(RowsOfAscans(raw), medians, RowsOfAscans(ascans));
+        for (int c = 0; c < n; ++c) ascans.Row(c).AddC(-ascans.Row(c).Mean());
+        IPP::Array2D<float> depths(n, src.dim0);
+        ToDepthRows(ascans, depths);
+
+        int first = 0, last = -1;
+        MeshDetectionDetermineDepthRange(depths, first, last);
+        if (last <= first) return;
+        Estimates& here = estimates[static_cast<std::size_t>(i)];
+        MeshDetectionXcorr(depths, first, last, here.xcorr);
+        MeshDetectionFourier(depths, first, last, here.fourier);
+        here.vote = here.fourier.detected && internal.spacingCondMeshAcceptMin <= here.fourier.spacing &&
+                    here.fourier.spacing <= internal.spacingCondMeshAcceptMax;
+    });
+
+    BlockJudgement judgement;
+    judgement.gateWidth = internal.clsGateWidthNoMesh;
+    judgement.mesh = std::all_of(estimates.begin(), estimates.end(), [](const Estimates& e) { return e.vote; });
+    if (!judgement.mesh) return judgement;
+    float spacing = 0.f, depth = 0.f;
+    int count = 0;
+    for (const Estimates& e : estimates)
+        for (const MeshInfo& info : {e.xcorr, e.fourier})
+            if (info.detected) {
+                spacing += info.spacing;
+                depth += info.depth;
+                ++count;
+            }
+    if (count > 0) {
+        judgement.info.detected = true;
+        judgement.info.spacing = spacing / static_cast<float>(count);
+        judgement.info.depth = depth / static_cast<float>(count);
+        judgement.gateWidth =
+            static_cast<int>(static_cast<float>(internal.clsGateWidthMesh50mm) * judgement.info.spacing / 0.05f);
+    }
+    if (params.enableLogging) {
+        const MeshInfo& shown = estimates.front().fourier;
+        std::ostringstream line;
+        line << "BG-Removal: mesh detected (spacing " << shown.spacing << "m; depth " << shown.depth + 1.f << "*dt)\n";
+        LogFromRegion(line.str());
+    }
+    return judgement;
+}
+
+} // namespace TZM
