@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "Array/Array3D.h"
 #include "Array/Simd/Dispatch.h"
@@ -17,8 +18,9 @@ void LoadLanes(const DepthRows<const float>& src, int first, float* lanes) {
     const int count = std::min(kRowLanes, src.rows - first);
     for (int c = 0; c < src.columns; ++c, lanes += kRowLanes) {
         const float* element = &src.At(first, c);
+        __builtin_prefetch(element + kRowLanes, 0, 2); // of A-scans, the next depths; no processor sees that coming
         if (src.rowStep == 1 && count == kRowLanes)
-            std::copy_n(element, kRowLanes, lanes);
+            std::memcpy(lanes, element, kRowLanes * sizeof(float));
         else
             for (int l = 0; l < kRowLanes; ++l) lanes[l] = element[std::min(l, count - 1) * src.rowStep];
     }
@@ -26,8 +28,12 @@ void LoadLanes(const DepthRows<const float>& src, int first, float* lanes) {
 
 void StoreLanes(const float* lanes, int first, const DepthRows<float>& dst) {
     const int count = std::min(kRowLanes, dst.rows - first);
-    for (int c = 0; c < dst.columns; ++c, lanes += kRowLanes)
-        for (int l = 0; l < count; ++l) dst.At(first + l, c) = lanes[l];
+    for (int c = 0; c < dst.columns; ++c, lanes += kRowLanes) {
+        if (dst.rowStep == 1 && count == kRowLanes)
+            std::memcpy(&dst.At(first, c), lanes, kRowLanes * sizeof(float));
+        else
+            for (int l = 0; l < count; ++l) dst.At(first + l, c) = lanes[l];
+    }
 }
 
 } // namespace

@@ -318,12 +318,14 @@ LaneInts Smallest(const int* keys, int len, int rank) {
             candidate.r[k] = reinterpret_cast<Ints>(reinterpret_cast<Unsigneds>(bound.r[k]) + step);
             count.r[k] = Ints{};
         }
+#pragma GCC unroll 4
         for (int e = 0; e < len; ++e) {
             const LaneInts key = LoadLanes(keys + kRowLanes * e);
-            for (int k = 0; k < kIntRegisters; ++k) count.r[k] -= key.r[k] < candidate.r[k];
+            for (int k = 0; k < kIntRegisters; ++k) count.r[k] += key.r[k] < candidate.r[k];
         }
         bool found = true;
         for (int k = 0; k < kIntRegisters; ++k) {
+            count.r[k] = -count.r[k]; // a comparison that holds is -1
             const Ints rises = count.r[k] <= rank;
             bound.r[k] = Select(rises, candidate.r[k], bound.r[k]);
             below.r[k] = Select(rises, count.r[k], below.r[k]);
