@@ -183,6 +183,7 @@ const char* Key::TypeName() const {
     case TZM::JsonKind::Boolean: return "boolean";
     case TZM::JsonKind::Integer: return "integer";
     case TZM::JsonKind::Integral: return "integer >= 0";
+    case TZM::JsonKind::NonNegative: return "integer >= 0";
     case TZM::JsonKind::Real: return "real";
     case TZM::JsonKind::Numeric: return "number";
     case TZM::JsonKind::String: return "string";
@@ -199,6 +200,8 @@ bool Key::Takes(const Json::Value& value) const {
     case TZM::JsonKind::Integral:
         return type == Json::uintValue || type == Json::booleanValue ||
                (type == Json::intValue && value.asInt64() >= 0);
+    case TZM::JsonKind::NonNegative:
+        return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
     case TZM::JsonKind::Real: return type == Json::realValue;
     case TZM::JsonKind::Numeric: return type == Json::booleanValue || value.isNumeric();
     case TZM::JsonKind::String: return type == Json::stringValue;

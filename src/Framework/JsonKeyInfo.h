@@ -12,8 +12,9 @@ namespace TZM {
 /// unsigned.
 enum class JsonKind {
     Boolean,
-    Integer,  ///< signed
-    Integral, ///< signed, unsigned or boolean, taken as an unsigned number: true is 1, a negative one fails
+    Integer,     ///< signed
+    Integral,    ///< signed, unsigned or boolean, taken as an unsigned number: true is 1, a negative one fails
+    NonNegative, ///< signed or unsigned, from 0 on
     Real,
     Numeric, ///< any number or boolean
     String,

@@ -139,10 +139,7 @@ void AlgoBgRemoval::InternalAlgoParams::Parse() {
 }
 
 std::vector<JsonKeyInfo> AlgoBgRemoval::DescribeKeys() const {
-    std::vector<JsonKeyInfo> keys = TZM::DescribeKeys(name, ParamSections(), AlgoParamBgRemoval());
-    const auto more = TZM::DescribeKeys(name, InternalSections(), InternalAlgoParams(this));
-    keys.insert(keys.end(), more.begin(), more.end());
-    return keys;
+    return DescribeKeysOf(name, ParamSections(), AlgoParamBgRemoval(), InternalSections(), InternalAlgoParams(this));
 }
 
 void AlgoBgRemoval::RefreshInternalAlgoParams() const {

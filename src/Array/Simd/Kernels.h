@@ -60,6 +60,22 @@ struct Kernels {
     /// y[e] = b0 x[e] + b1 x[e - 1] - a1 y[e - 1] forwards and backwards over kRowLanes rows of len elements, each
     /// between its own mirror images and from rest on. work holds 2 * len elements of all rows.
     void (*laneZeroPhase)(float* lanes, float* work, int len, double b0, double b1, double a1);
+
+    void (*product)(const float* src, const float* factors, float* dst, int len); ///< dst[i] = factors[i] * src[i]
+    void (*quotients)(const float* src, const float* divisors, float value, float* dst,
+                      int len); ///< dst[i] = src[i] / divisors[i] / value, 0 for a divisor of 0
+    void (*larger)(const float* a, const float* b, float* dst,
+                   int len); ///< dst[i] = the one of larger magnitude, a[i] unless that of b[i] is strictly larger
+    void (*numbers)(const float* src, float* dst, int len);                 ///< dst[i] = src[i], 0 for a NaN
+    void (*rootMeans)(const float* sums, float count, float* dst, int len); ///< dst[i] = sqrt(sums[i] / count)
+    void (*minMaxOfSums)(const float* src, const float* summands, int len, float* min, float* max);
+
+    // Past the caches, like streamCopy.
+    void (*streamSet)(float value, float* dst, int len);
+    void (*streamProduct)(const float* src, const float* factors, float* dst, int len);
+    void (*streamAffine)(float factor, float summand, const float* src, float* dst, int len);
+    void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst,
+                            int len); ///< dst[i] = (src[i] + summands[i]) * factor
 };
 
 extern const Kernels kernelsBaseline;

@@ -237,27 +237,93 @@ void Store(Four value, float* dst) {
 #endif
 }
 
-// Whole cache lines go out at once, and the lines ahead are asked for without a place in the outer caches.
+// Whole cache lines go out at once, and the lines ahead are asked for without a place in the outer caches. The
+// operation gets an element, or four, and the index of the first.
 template <class Operation>
 void Stream(const float* src, float* dst, int len, const Operation& operation) {
     constexpr int kLine = 16; // floats
     constexpr int kAhead = 8 * kLine;
     int i = 0;
-    for (; i < len && reinterpret_cast<unsigned long>(dst + i) % 64 != 0; ++i) dst[i] = operation(src[i]);
+    for (; i < len && reinterpret_cast<unsigned long>(dst + i) % 64 != 0; ++i) dst[i] = operation(src[i], i);
     for (; i + kLine <= len; i += kLine) {
         __builtin_prefetch(src + i + kAhead, 0, 0);
-        for (int k = i; k < i + kLine; k += 4) Store(operation(Load(src + k)), dst + k);
+        for (int k = i; k < i + kLine; k += 4) Store(operation(Load(src + k), k), dst + k);
     }
-    for (; i < len; ++i) dst[i] = operation(src[i]);
+    for (; i < len; ++i) dst[i] = operation(src[i], i);
     __builtin_ia32_sfence();
 }
 
+// The element of an array that belongs to one of the source, or the four of them.
+float Beside(float, const float* p) { return *p; }
+Four Beside(Four, const float* p) { return Load(p); }
+
 void StreamCopy(const float* src, float* dst, int len) {
-    Stream(src, dst, len, [](auto x) { return x; });
+    Stream(src, dst, len, [](auto x, int) { return x; });
 }
 
 void StreamMulC(float value, const float* src, float* dst, int len) {
-    Stream(src, dst, len, [value](auto x) { return value * x; });
+    Stream(src, dst, len, [value](auto x, int) { return value * x; });
+}
+
+void StreamSet(float value, float* dst, int len) {
+    Stream(dst, dst, len, [value](auto x, int) { return decltype(x){} + value; });
+}
+
+void StreamProduct(const float* src, const float* factors, float* dst, int len) {
+    Stream(src, dst, len, [factors](auto x, int i) { return x * Beside(x, factors + i); });
+}
+
+void StreamAffine(float factor, float summand, const float* src, float* dst, int len) {
+    Stream(src, dst, len, [factor, summand](auto x, int) { return x * factor + summand; });
+}
+
+void StreamSumScaled(const float* src, const float* summands, float factor, float* dst, int len) {
+    Stream(src, dst, len, [summands, factor](auto x, int i) { return (x + Beside(x, summands + i)) * factor; });
+}
+
+void Product(const float* src, const float* factors, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = factors[i] * src[i];
+}
+
+void Quotients(const float* src, const float* divisors, float value, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) {
+        const float quotient = src[i] / divisors[i] / value;
+        dst[i] = divisors[i] == 0.f ? 0.f : quotient;
+    }
+}
+
+void Larger(const float* a, const float* b, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) {
+        const float x = a[i];
+        const float y = b[i];
+        dst[i] = __builtin_fabsf(y) > __builtin_fabsf(x) ? y : x;
+    }
+}
+
+void Numbers(const float* src, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = src[i] == src[i] ? src[i] : 0.f;
+}
+
+void RootMeans(const float* sums, float count, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = __builtin_sqrtf(sums[i] / count);
+}
+
+void MinMaxOfSums(const float* src, const float* summands, int len, float* min, float* max) {
+    float lowest = src[0] + summands[0];
+    float highest = lowest;
+#pragma omp simd reduction(min : lowest) reduction(max : highest)
+    for (int i = 0; i < len; ++i) {
+        const float sum = src[i] + summands[i];
+        lowest = sum < lowest ? sum : lowest;
+        highest = sum > highest ? sum : highest;
+    }
+    *min = lowest;
+    *max = highest;
 }
 
 void AddTo(const float* src, double* sums, int len) {
@@ -421,9 +487,10 @@ void LaneZeroPhase(float* lanes, float* work, int len, double b0, double b1, dou
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,        &Mul,      &MulComplex, &AddC,           &MulC,         &Sqr,         &Magnitude,
-    &Conj,       &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,         &MinMax,      &MaxInt,
-    &Sum,        &Sub,      &TapReads,   &Correlate,      &SumOfSquares, &Interpolate, &StreamCopy,
-    &StreamMulC, &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase};
+    &Set,         &Mul,           &MulComplex,     &AddC,           &MulC,       &Sqr,        &Magnitude, &Conj,
+    &MaxEvery,    &MinEvery,      &ThresholdAbove, &Flip,           &MinMax,     &MaxInt,     &Sum,       &Sub,
+    &TapReads,    &Correlate,     &SumOfSquares,   &Interpolate,    &StreamCopy, &StreamMulC, &AddTo,     &Add,
+    &LaneMedians, &LaneZeroPhase, &Product,        &Quotients,      &Larger,     &Numbers,    &RootMeans, &MinMaxOfSums,
+    &StreamSet,   &StreamProduct, &StreamAffine,   &StreamSumScaled};
 
 } // namespace IPP::Simd

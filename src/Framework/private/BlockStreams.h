@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Array/Array.h"
+#include "Array/Array2D.h"
 #include "Array/Simd/Dispatch.h"
 
 namespace TZM {
@@ -20,6 +20,14 @@ inline void StreamScaled(const IPP::Array<float>& src, float factor, IPP::Array<
     if (src.size >= kWorthStreaming) return IPP::Simd::Active().streamMulC(factor, src.data, dst.data, src.size);
     dst.CopyFrom(src);
     dst.MulC(factor);
+}
+
+/// Copies a B-scan with every A-scan multiplied by the same factors.
+inline void StreamProduct(const IPP::Array2D<float>& src, const IPP::Array<float>& factors,
+                          const IPP::Array2D<float>& dst) {
+    const auto& kernels = IPP::Simd::Active();
+    const auto product = src.size >= kWorthStreaming ? kernels.streamProduct : kernels.product;
+    for (int y = 0; y < src.dim1; ++y) product(src.Row(y).data, factors.data, dst.Row(y).data, src.dim0);
 }
 
 } // namespace TZM

@@ -69,4 +69,25 @@ inline BscanInfo ValidRange(const ImageProps& props, int bscan) {
     return LimitValidRange(told ? props.bscanInfo[static_cast<std::size_t>(bscan)] : BscanInfo(), props.ascansPerBscan);
 }
 
+/// The valid A-scans of a B-scan, as images of the input and of the output.
+struct ValidAscans {
+    ValidAscans(const BlockView& in, const BlockView& out, const ImageProps& props, int bscan)
+        : first(ValidRange(props, bscan).firstValidIdx), count(ValidRange(props, bscan).validLen),
+          src(in.Row(first, bscan).data, in.dim0, count), dst(out.Row(first, bscan).data, out.dim0, count),
+          whole(out.Row(0, bscan).data, out.dim0, out.dim1) {}
+
+    /// Sets the A-scans of the output around them to 0.
+    void ZeroTheOthers() const {
+        std::fill(whole.data, dst.data, 0.f);
+        std::fill(dst.data + dst.size, whole.data + whole.size, 0.f);
+    }
+
+    int first;
+    int count;
+    IPP::Array2D<float> src, dst;
+
+private:
+    IPP::Array2D<float> whole;
+};
+
 } // namespace TZM

@@ -190,6 +190,8 @@ bool IsOfKind(const Json::Value& value, JsonKind kind) {
     case JsonKind::Boolean: return type == Json::booleanValue;
     case JsonKind::Integer: return type == Json::intValue;
     case JsonKind::Integral: return type == Json::intValue || type == Json::uintValue || type == Json::booleanValue;
+    case JsonKind::NonNegative:
+        return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
     case JsonKind::Real: return type == Json::realValue;
     case JsonKind::Numeric: return type == Json::booleanValue || value.isNumeric();
     case JsonKind::String: return type == Json::stringValue;

@@ -120,6 +120,12 @@ JsonRow<Read> Keyword(const char* key, Read read) {
     return {JsonKind::String, key, read};
 }
 
+/// A number of things. \param read as above.
+template <class Read>
+JsonRow<Read> NonNegative(const char* key, Read read) {
+    return {JsonKind::NonNegative, key, read};
+}
+
 /// \param read takes the array, or null, apart, in the same way.
 template <class Read>
 JsonRow<Read> Array(const char* key, Read read) {
@@ -211,6 +217,17 @@ std::vector<JsonKeyInfo> DescribeKeys(const std::string& algoName, const std::ve
         }
     }
     return infos;
+}
+
+/// The keys of an algorithm that has some for its parameters and some for its tuning values.
+template <class P, class Internal>
+std::vector<JsonKeyInfo>
+DescribeKeysOf(const std::string& algoName, const std::vector<JsonSection<P>>& paramSections, const P& paramDefaults,
+               const std::vector<JsonSection<Internal>>& internalSections, const Internal& internalDefaults) {
+    std::vector<JsonKeyInfo> keys = DescribeKeys(algoName, paramSections, paramDefaults);
+    const auto more = DescribeKeys(algoName, internalSections, internalDefaults);
+    keys.insert(keys.end(), more.begin(), more.end());
+    return keys;
 }
 
 } // namespace TZM

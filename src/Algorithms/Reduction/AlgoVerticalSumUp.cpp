@@ -1,0 +1,38 @@
+#include "Algorithms/Reduction/AlgoVerticalSumUp.h"
+
+#include <algorithm>
+
+#include "Framework/private/BlockStreams.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+const int AlgoVerticalSumUp::defaultThickness = AlgoParamSumUp::defaultThickness;
+const bool AlgoVerticalSumUp::defaultUseMax = AlgoParamSumUp::defaultUseMax;
+
+AlgoVerticalSumUp::AlgoVerticalSumUp(const std::string& name) : Algo(name) {}
+
+void AlgoVerticalSumUp::ParseParamsFromJsonConfig() {
+    ReadSumUpKeys("AlgoVerticalSumUp::ParseParamsFromJsonConfig", name, params);
+}
+
+void AlgoVerticalSumUp::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+    RunExecute([&] {
+        const auto src = InputView(in, inProps);
+        const auto dst = OutputView(out, inProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        const int thickness = std::clamp<int>(params.Thickness, 1, src.dim0);
+        if (thickness == 1) return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+
+        const SumUpWindow window(src.dim0, 1, thickness, 0, params.UseMax);
+        ParallelFor(
+            dst.dim2, [&] { return IPP::Array<float>(window.WorkSize()); },
+            [&](int i, IPP::Array<float>& work) {
+                for (int y = 0; y < dst.dim1; ++y)
+                    window.Reduce(src.Row(y, i).data, 1, dst.Row(y, i).data, 1, work.data);
+            });
+    });
+}
+
+} // namespace TZM

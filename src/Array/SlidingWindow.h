@@ -1,0 +1,16 @@
+#pragma once
+
+namespace IPP {
+
+// Reductions over windows of neighbours in a sequence of `count` items, each `width` floats in a row, which are treated
+// alike. A window begins at an item and holds `length` of them; there is a result for the first count - length + 1
+// items. Windows double in length from step to step, so that a result costs the logarithm of the length, and none owes
+// anything to what lies outside its window.
+
+/// sums = the sums over the windows. values is overwritten; sums has the size of values.
+void WindowSums(float* values, int count, int width, int length, float* sums);
+
+/// values = what has the largest magnitude in each window, with its sign, the first of equal ones.
+void WindowPeaks(float* values, int count, int width, int length);
+
+} // namespace IPP
