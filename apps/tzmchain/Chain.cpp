@@ -4,13 +4,22 @@
 #include "Refusal.h"
 #include "Text.h"
 
+#include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Gain/AlgoAutoGain.h"
+#include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
+#include "Algorithms/Gain/AlgoNormalizationBscan.h"
+#include "Algorithms/Gain/AlgoNormalizationCscan.h"
+#include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
+#include "Algorithms/Reduction/AlgoVerticalSumUp.h"
 #include "Framework/CalcError.h"
 
 #include <algorithm>
@@ -26,15 +35,40 @@ namespace {
 
 // How a value of each type looks in JSON, and what it is called.
 
+using Removal = TZM::AlgoParamBgRemoval::AlgoType;
+
+constexpr std::pair<const char*, Removal> kRemovals[] = {{"none", Removal::None},
+                                                         {"median", Removal::Median},
+                                                         {"classify", Removal::Classify},
+                                                         {"highpass", Removal::HighPass},
+                                                         {"surface", Removal::Surface}};
+
+constexpr std::pair<const char*, unsigned TZM::BorderWidths::*> kBorders[] = {
+    {"LowerX", &TZM::BorderWidths::LowerX}, {"UpperX", &TZM::BorderWidths::UpperX},
+    {"LowerY", &TZM::BorderWidths::LowerY}, {"UpperY", &TZM::BorderWidths::UpperY},
+    {"LowerZ", &TZM::BorderWidths::LowerZ}, {"UpperZ", &TZM::BorderWidths::UpperZ}};
+
 const char* TypeName(int) { return "a whole number"; }
 const char* TypeName(float) { return "a number"; }
 const char* TypeName(bool) { return "true or false"; }
 const char* TypeName(const std::string&) { return "text"; }
+const char* TypeName(Removal) { return "\"none\", \"median\", \"classify\", \"highpass\" or \"surface\""; }
+const char* TypeName(const TZM::BorderWidths&) { return "an object of widths, from 0 on: LowerX, UpperX, ... UpperZ"; }
 
 Json::Value ToJson(int value) { return value; }
 Json::Value ToJson(float value) { return Shortest(value); }
 Json::Value ToJson(bool value) { return value; }
 Json::Value ToJson(const std::string& value) { return value; }
+Json::Value ToJson(Removal value) {
+    for (const auto& [name, removal] : kRemovals)
+        if (value == removal) return name;
+    return Json::Value();
+}
+Json::Value ToJson(const TZM::BorderWidths& value) {
+    Json::Value object(Json::objectValue);
+    for (const auto& [name, width] : kBorders) object[name] = value.*width;
+    return object;
+}
 
 std::optional<int> FromJson(const Json::Value& value, int) {
     return value.type() != Json::realValue && value.isInt() ? std::optional(value.asInt()) : std::nullopt;
@@ -48,6 +82,23 @@ std::optional<bool> FromJson(const Json::Value& value, bool) {
 }
 std::optional<std::string> FromJson(const Json::Value& value, const std::string&) {
     return value.isString() ? std::optional(value.asString()) : std::nullopt;
+}
+std::optional<Removal> FromJson(const Json::Value& value, Removal) {
+    for (const auto& [name, removal] : kRemovals)
+        if (value.isString() && value.asString() == name) return removal;
+    return std::nullopt;
+}
+std::optional<TZM::BorderWidths> FromJson(const Json::Value& value, const TZM::BorderWidths&) {
+    TZM::BorderWidths widths;
+    if (!value.isObject()) return std::nullopt;
+    for (const std::string& member : value.getMemberNames()) {
+        const auto found = std::find_if(std::begin(kBorders), std::end(kBorders),
+                                        [&](const auto& border) { return member == border.first; });
+        if (found == std::end(kBorders) || value[member].type() == Json::realValue || !value[member].isUInt())
+            return std::nullopt;
+        widths.*found->second = value[member].asUInt();
+    }
+    return widths;
 }
 
 template <class T>
@@ -137,6 +188,8 @@ std::string Explain(const TZM::Exception::CalcError& error, const Dimensions& si
     if (error.GetCode() == -10) return "needs a permittivity above 0" + code;
     if (error.GetCode() == -11)
         return "refuses " + std::to_string(size.bscans) + " B-scans, since neither 5 nor 7 channels divide them" + code;
+    if (error.GetMessage() == std::string("IPP::Exception::ippsHilbert_outOfRange32f") && size.samples > 1024)
+        return "takes A-scans of up to 1024 samples, and these have " + std::to_string(size.samples) + "" + code;
     return "can't work on " + size.Text() + " samples" + code;
 }
 
@@ -164,6 +217,11 @@ const std::vector<AlgorithmRow>& Algorithms() {
                                      {{"replaceHeight", &AlgoParamBistaticReplacement::replaceHeight},
                                       {"crossfadeLen", &AlgoParamBistaticReplacement::crossfadeLen},
                                       {"enabled", &AlgoParamBistaticReplacement::enabled}}),
+        Row<AlgoBgRemoval>("takes out what is the same along the scan: ringing, the direct wave", 8,
+                           {{"timeZero", &AlgoParamBgRemoval::timeZero}, {"algorithm", &AlgoParamBgRemoval::algorithm}},
+                           {{"Algorithm", "\"median\", \"classify\", \"highpass\" or \"surface\""},
+                            {"ClsFilterOrder", "1 to 12"},
+                            {"PaneOverlapPercentage", "0 to 50"}}),
         Row<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6,
                              {{"timeZero", &AlgoParamFkMigration::timeZero},
                               {"permittivity", &AlgoParamFkMigration::permittivity},
@@ -174,6 +232,35 @@ const std::vector<AlgorithmRow>& Algorithms() {
                               {"MaxMigFreqRel", "0.01 to 1"},
                               {"HarlanThreshold", "0.01 to 10"}}),
         Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2),
+        Row<AlgoAutoGain>("lifts the late part of A-scans and levels them by their envelopes", 6,
+                          {{"MaxAmp", &AlgoParamAutoGain::MaxAmp},
+                           {"HalfLenTriangle", &AlgoParamAutoGain::HalfLenTriangle},
+                           {"UseProgressiveGain", &AlgoParamAutoGain::UseProgressiveGain}}),
+        Row<AlgoDepthGaining>("multiplies every A-scan by a gain in two straight lines", 3,
+                              {{"Start", &AlgoParamDepthGaining::Start},
+                               {"Apex", &AlgoParamDepthGaining::Apex},
+                               {"End", &AlgoParamDepthGaining::End},
+                               {"StartGain", &AlgoParamDepthGaining::StartGain},
+                               {"ApexGain", &AlgoParamDepthGaining::ApexGain},
+                               {"EndGain", &AlgoParamDepthGaining::EndGain}}),
+        Row<AlgoSetContrastBscan>("takes the mean near the surface off and scales B-scans for display", 4,
+                                  {{"ContrastValue", &AlgoParamSetContrastBscan::ContrastValue}}),
+        Row<AlgoNormalizationBscan>("scales every B-scan by its calibration, or by its own range", 4,
+                                    {{"Min", &AlgoParamNormalizationBscan::Min},
+                                     {"Max", &AlgoParamNormalizationBscan::Max},
+                                     {"IgnoreCalibration", &AlgoParamNormalizationBscan::IgnoreCalibration}}),
+        Row<AlgoNormalizationCscan>(
+            "stretches the block to a range with one scale", 4,
+            {{"Min", &AlgoParamNormalizationCscan::Min}, {"Max", &AlgoParamNormalizationCscan::Max}}),
+        Row<AlgoHorizontalSumUp>(
+            "merges neighbouring B-scans: strongest value or root mean square", 5,
+            {{"Thickness", &AlgoParamHorizontalSumUp::Thickness}, {"UseMax", &AlgoParamHorizontalSumUp::UseMax}}),
+        Row<AlgoVerticalSumUp>(
+            "merges each sample with those below it: strongest value or root mean square", 5,
+            {{"Thickness", &AlgoParamVerticalSumUp::Thickness}, {"UseMax", &AlgoParamVerticalSumUp::UseMax}}),
+        Row<AlgoBorderClearing>(
+            "keeps a box of the block and clears the rest", 3,
+            {{"borders", &AlgoParamBorderClearing::borders}, {"ClearValue", &AlgoParamBorderClearing::ClearValue}}),
     };
     return rows;
 }
@@ -200,8 +287,7 @@ bool Key::Takes(const Json::Value& value) const {
     case TZM::JsonKind::Integral:
         return type == Json::uintValue || type == Json::booleanValue ||
                (type == Json::intValue && value.asInt64() >= 0);
-    case TZM::JsonKind::NonNegative:
-        return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
+    case TZM::JsonKind::NonNegative: return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
     case TZM::JsonKind::Real: return type == Json::realValue;
     case TZM::JsonKind::Numeric: return type == Json::booleanValue || value.isNumeric();
     case TZM::JsonKind::String: return type == Json::stringValue;

@@ -4,13 +4,21 @@
 #include <memory>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Gain/AlgoAutoGain.h"
+#include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
+#include "Algorithms/Gain/AlgoNormalizationBscan.h"
+#include "Algorithms/Gain/AlgoNormalizationCscan.h"
+#include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
+#include "Algorithms/Reduction/AlgoVerticalSumUp.h"
 #include "support/Failure.h"
 #include "support/FreshStatics.h"
 #include "support/Scenes.h"
@@ -56,7 +64,7 @@ int ReflectorSample(const Block& block, int y, int z) {
 
 struct Row {
     std::shared_ptr<AlgoBase> algorithm;
-    int reached; // A-scans of 5 x 12 that a NaN in one of a monostatic B-scan reaches
+    int reached; // A-scans of 5 x 12 that a NaN in one of a monostatic B-scan reaches; -1: it is refused, or an extreme
     bool channels;
     std::string noBscans, noAscans, noSamples; // what it says to such a block
 };
@@ -66,14 +74,30 @@ std::vector<Row> AllAlgorithms() {
     replacement->GetParams().enabled = true;
     auto mean = std::make_shared<AlgoBgRemoval>();
     mean->GetParams().algorithm = static_cast<AlgoParamBgRemoval::AlgoType>(4);
+    auto depth = std::make_shared<AlgoDepthGaining>();
+    depth->Setup(AlgoParamDepthGaining(true, 1, 0, -1, -1, 1, 2, 3));
+    auto horizontal = std::make_shared<AlgoHorizontalSumUp>();
+    horizontal->Setup(AlgoParamHorizontalSumUp(true, 1, 3, false));
+    auto vertical = std::make_shared<AlgoVerticalSumUp>();
+    vertical->Setup(AlgoParamVerticalSumUp(true, 1, 3, false));
+    auto clearing = std::make_shared<AlgoBorderClearing>();
+    clearing->GetParams().borders = BorderWidths{0, 0, 0, 0, 10, 0};
     const std::string copy = "99/-6 IPP::Exception::ippsCopy_32f", range = "99/-6 IPP::Exception::ippsMinMax_32f",
-                      bounds = "99/-2 Index exceeds IPP::Array3D bounds";
+                      bounds = "99/-2 Index exceeds IPP::Array3D bounds", zero = "99/-6 IPP::Exception::ippsZero_32f";
     return {{std::make_shared<AlgoAscanOffsetRemoval>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroDetection>(), 1, true, copy, copy, copy},
             {std::make_shared<AlgoBistaticCorrection>(), 1, true, copy, copy, copy},
             {replacement, 1, true, copy, copy, copy},
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours
             {mean, 12, true, copy, copy, copy},
+            {std::make_shared<AlgoAutoGain>(), -1, true, zero, zero, zero},
+            {depth, 1, false, copy, copy, copy},
+            {std::make_shared<AlgoSetContrastBscan>(), 1, true, zero, zero, zero},
+            {std::make_shared<AlgoNormalizationBscan>(), -1, false, "none", "none", "none"},
+            {std::make_shared<AlgoNormalizationCscan>(), -1, false, range, range, range},
+            {horizontal, 3 * 1, false, copy, copy, copy},
+            {vertical, 1, false, copy, copy, copy},
+            {clearing, 1, false, copy, copy, copy},
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"}};
 }
@@ -117,6 +141,7 @@ TEST(AllAlgorithms, GiveTheSameOnAnyNumberOfThreadsAndLeaveTheInputAlone) {
 
 TEST(AllAlgorithms, KeepANaNToTheAscansThatItReaches) {
     for (const Row& row : AllAlgorithms()) {
+        if (row.reached < 0) continue;
         Block in = ArrayScene(5, 5);
         const Block clean = Executed(*row.algorithm, in);
         in.At(300, 4, 2) = NAN;

@@ -6,8 +6,8 @@
 
 #include "Algorithms/Background/BackgroundMask.h"
 #include "Algorithms/Background/DepthRows.h"
-#include "Array/Simd/Dispatch.h"
 #include "Framework/Channels.h"
+#include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
@@ -136,6 +136,7 @@ void AlgoSetContrastBscan::Execute(const float* in, const ImageProps& inProps, f
             for (int y = 0; y < valid.count; ++y)
                 kernels.streamSumScaled(valid.src.Row(y).data, summands.data(), factor, valid.dst.Row(y).data,
                                         src.dim0);
+            FinishStreams();
         });
     });
 }

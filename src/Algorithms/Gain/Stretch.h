@@ -21,6 +21,7 @@ struct Stretch {
 
     void Apply(const IPP::Array<float>& src, const IPP::Array<float>& dst) const {
         IPP::Simd::Active().streamAffine(scale, offset, src.data, dst.data, src.size);
+        FinishStreams();
     }
 
     struct Range {

@@ -1,6 +1,7 @@
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Array/Simd/Dispatch.h"
 #include "Framework/private/BlockStreams.h"
@@ -107,27 +108,30 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
         y.Limit(src.dim2);
         if (empty) x.end = x.begin;
 
-        const auto& kernels = IPP::Simd::Active();
-        ParallelFor(dst.dim2, [&](int i) {
-            const auto inside = [](const Side& side, int place) {
-                return static_cast<unsigned>(place) >= side.begin && static_cast<unsigned>(place) < side.end;
-            };
-            const auto clear = [&](float* from, std::int64_t count) {
-                if (count > 0) kernels.streamSet(clearValue, from, static_cast<int>(count));
-            };
-            const int from = static_cast<int>(z.begin), count = static_cast<int>(z.end - z.begin);
-            if (!inside(y, i)) return clear(dst.Slice(i).data, dst.Slice(i).size);
-            for (int j = 0; j < dst.dim1; ++j) {
-                float* const ascan = dst.Row(j, i).data;
-                if (!inside(x, j) || count == 0) {
-                    clear(ascan, dst.dim0);
-                    continue;
-                }
-                clear(ascan, from);
-                kernels.streamCopy(src.Row(j, i).data + from, ascan + from, count);
-                clear(ascan + from + count, dst.dim0 - from - count);
+        // A-scans and B-scans are put together in the cache and written from there.
+        const int first = static_cast<int>(z.begin), count = static_cast<int>(z.end - z.begin);
+        const auto inside = [](const Side& side, int place) {
+            return static_cast<unsigned>(place) >= side.begin && static_cast<unsigned>(place) < side.end;
+        };
+        struct Ascans {
+            Ascans(int samples, float value) : clear(samples), kept(samples) {
+                clear.Set(value);
+                kept.Set(value);
             }
-        });
+            IPP::Array<float> clear, kept;
+        };
+        ParallelFor(
+            dst.dim2, [&] { return Ascans(dst.dim0, clearValue); },
+            [&](int i, Ascans& ascans) {
+                for (int j = 0; j < dst.dim1; ++j) {
+                    const bool keeps = inside(y, i) && inside(x, j) && count > 0;
+                    if (keeps)
+                        std::memcpy(&ascans.kept[first], &src.Row(j, i)[first], sizeof(float) * std::size_t(count));
+                    const float* ascan = keeps ? ascans.kept.data : ascans.clear.data;
+                    IPP::Simd::Active().streamAffine(1.f, -0.f, ascan, dst.Row(j, i).data, dst.dim0);
+                }
+                FinishStreams();
+            });
         IPP::Require(!fails, "Index exceeds IPP::Array3D bounds");
     });
 }

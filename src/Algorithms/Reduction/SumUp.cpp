@@ -1,6 +1,7 @@
 #include "Algorithms/Reduction/SumUp.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "Array/Array2D.h"
 #include "Array/Simd/Dispatch.h"
@@ -52,28 +53,46 @@ void SumUpWindow::Reduce(const float* in, std::ptrdiff_t inStep, float* out, std
     float* const body = values + std::ptrdiff_t{before} * width;
     std::fill(values, body, 0.f);
     std::fill(body + std::ptrdiff_t{count} * width, values + std::ptrdiff_t{padded} * width, 0.f);
-    for (int i = 0; i < count; ++i) {
+    // Items that follow each other in all places are one long item.
+    const bool contiguous = inStep == width && outStep == width;
+    const auto forItems = [&](int from, int to, const auto& apply) {
+        if (contiguous && from < to)
+            apply(from, (to - from) * width);
+        else
+            for (int i = from; i < to; ++i) apply(i, width);
+    };
+    forItems(0, count, [&](int i, int floats) {
         const float* item = in + i * inStep;
         float* value = body + std::ptrdiff_t{i} * width;
         if (useMax)
-            kernels.numbers(item, value, width);
+            kernels.numbers(item, value, floats);
         else
-            kernels.product(item, item, value, width);
-    }
+            kernels.product(item, item, value, floats);
+    });
     if (useMax)
         IPP::WindowPeaks(values, padded, width, length);
     else
         IPP::WindowSums(values, padded, width, length, results);
-    for (int i = 0; i < count; ++i) {
-        const int low = std::max(i - before, 0), n = std::min(i - before + length, count) - low;
-        const float* result = results + std::ptrdiff_t{i} * width;
-        if (useMax)
-            kernels.larger(in + low * inStep, result, out + i * outStep, width);
-        else if (n > 1)
-            kernels.rootMeans(result, static_cast<float>(n), out + i * outStep, width);
-        else
-            std::copy_n(in + i * inStep, width, out + i * outStep);
+    const auto result = [&](int i) { return results + std::ptrdiff_t{i} * width; };
+    if (useMax) {
+        for (int i = 0; i < std::min(before, count); ++i) kernels.larger(in, result(i), out + i * outStep, width);
+        forItems(before, count, [&](int i, int floats) {
+            kernels.larger(in + (i - before) * inStep, result(i), out + i * outStep, floats);
+        });
+        return;
     }
+    const int whole = std::max(before, count - length + before + 1); // behind the last window that isn't cut
+    const auto cut = [&](int i) {
+        const int n = std::min(i - before + length, count) - std::max(i - before, 0);
+        const float *sums = result(i), *item = in + i * inStep;
+        for (int k = 0; k < width; ++k)
+            out[i * outStep + k] = n > 1 ? std::sqrt(sums[k] / static_cast<float>(n)) : item[k];
+    };
+    for (int i = 0; i < std::min(before, count); ++i) cut(i);
+    forItems(before, whole, [&](int i, int floats) {
+        kernels.rootMeans(result(i), static_cast<float>(length), out + i * outStep, floats);
+    });
+    for (int i = whole; i < count; ++i) cut(i);
 }
 
 } // namespace TZM

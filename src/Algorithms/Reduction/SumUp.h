@@ -22,7 +22,7 @@ struct TZM_EXPORT AlgoParamSumUp : AlgoParamBase {
 };
 
 /// The keys of an algorithm of that name.
-std::vector<JsonKeyInfo> DescribeSumUpKeys(const std::string& algoName);
+TZM_EXPORT std::vector<JsonKeyInfo> DescribeSumUpKeys(const std::string& algoName);
 
 /// Reads them. \param operation what an error in the log begins with
 void ReadSumUpKeys(const char* operation, const std::string& algoName, AlgoParamSumUp& params);

@@ -70,8 +70,7 @@ struct Kernels {
     void (*rootMeans)(const float* sums, float count, float* dst, int len); ///< dst[i] = sqrt(sums[i] / count)
     void (*minMaxOfSums)(const float* src, const float* summands, int len, float* min, float* max);
 
-    // Past the caches, like streamCopy.
-    void (*streamSet)(float value, float* dst, int len);
+    // Past the caches, like streamCopy, but complete only behind a store fence.
     void (*streamProduct)(const float* src, const float* factors, float* dst, int len);
     void (*streamAffine)(float factor, float summand, const float* src, float* dst, int len);
     void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst,

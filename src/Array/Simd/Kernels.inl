@@ -250,7 +250,6 @@ void Stream(const float* src, float* dst, int len, const Operation& operation) {
         for (int k = i; k < i + kLine; k += 4) Store(operation(Load(src + k), k), dst + k);
     }
     for (; i < len; ++i) dst[i] = operation(src[i], i);
-    __builtin_ia32_sfence();
 }
 
 // The element of an array that belongs to one of the source, or the four of them.
@@ -259,14 +258,12 @@ Four Beside(Four, const float* p) { return Load(p); }
 
 void StreamCopy(const float* src, float* dst, int len) {
     Stream(src, dst, len, [](auto x, int) { return x; });
+    __builtin_ia32_sfence();
 }
 
 void StreamMulC(float value, const float* src, float* dst, int len) {
     Stream(src, dst, len, [value](auto x, int) { return value * x; });
-}
-
-void StreamSet(float value, float* dst, int len) {
-    Stream(dst, dst, len, [value](auto x, int) { return decltype(x){} + value; });
+    __builtin_ia32_sfence();
 }
 
 void StreamProduct(const float* src, const float* factors, float* dst, int len) {
@@ -487,10 +484,10 @@ void LaneZeroPhase(float* lanes, float* work, int len, double b0, double b1, dou
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,         &Mul,           &MulComplex,     &AddC,           &MulC,       &Sqr,        &Magnitude, &Conj,
-    &MaxEvery,    &MinEvery,      &ThresholdAbove, &Flip,           &MinMax,     &MaxInt,     &Sum,       &Sub,
-    &TapReads,    &Correlate,     &SumOfSquares,   &Interpolate,    &StreamCopy, &StreamMulC, &AddTo,     &Add,
-    &LaneMedians, &LaneZeroPhase, &Product,        &Quotients,      &Larger,     &Numbers,    &RootMeans, &MinMaxOfSums,
-    &StreamSet,   &StreamProduct, &StreamAffine,   &StreamSumScaled};
+    &Set,        &Mul,      &MulComplex, &AddC,           &MulC,          &Sqr,          &Magnitude,
+    &Conj,       &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,          &MinMax,       &MaxInt,
+    &Sum,        &Sub,      &TapReads,   &Correlate,      &SumOfSquares,  &Interpolate,  &StreamCopy,
+    &StreamMulC, &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase, &Product,      &Quotients,
+    &Larger,     &Numbers,  &RootMeans,  &MinMaxOfSums,   &StreamProduct, &StreamAffine, &StreamSumScaled};
 
 } // namespace IPP::Simd

@@ -9,6 +9,9 @@ namespace TZM {
 /// fetch the line that it overwrites, half as much traffic again.
 constexpr int kWorthStreaming = 64 << 10;
 
+/// Makes what a kernel has written past the caches complete for every thread.
+inline void FinishStreams() { __builtin_ia32_sfence(); }
+
 /// Copies a B-scan, or a run of one, into the output block. Sizes are equal; the areas don't overlap.
 inline void StreamCopy(const IPP::Array<float>& src, IPP::Array<float>&& dst) {
     if (src.size < kWorthStreaming) return dst.CopyFrom(src);
@@ -28,6 +31,7 @@ inline void StreamProduct(const IPP::Array2D<float>& src, const IPP::Array<float
     const auto& kernels = IPP::Simd::Active();
     const auto product = src.size >= kWorthStreaming ? kernels.streamProduct : kernels.product;
     for (int y = 0; y < src.dim1; ++y) product(src.Row(y).data, factors.data, dst.Row(y).data, src.dim0);
+    FinishStreams();
 }
 
 } // namespace TZM
