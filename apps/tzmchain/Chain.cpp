@@ -315,25 +315,40 @@ Parameter* Step::Find(const std::string& parameterName) {
 
 namespace {
 
-Chain Of(std::initializer_list<const char*> names) {
+/// The chain of these algorithms, and of a background removal ahead of the migration if one is wanted.
+Chain Of(std::initializer_list<const char*> preparation, const std::string& background) {
     Chain chain;
-    for (const char* name : names) chain.steps.emplace_back(*FindRow(name));
+    const auto add = [&chain](const char* name) { chain.steps.emplace_back(*FindRow(name)); };
+    for (const char* name : preparation) add(name);
+    if (background != "none") add("BgRemoval");
+    for (const char* name : {"FkMigration", "Mig2Post", "DepthGaining", "NormalizationCscan"}) add(name);
+    const auto set = [&chain](const char* parameter, const Json::Value& value) {
+        for (Step& step : chain.steps)
+            if (Parameter* found = step.Find(parameter)) found->set(value);
+    };
+    set("algorithm", background);
+    set("Apex", -1); // four times the gain at the last sample
+    set("End", -1);
+    set("ApexGain", 4.0);
     return chain;
 }
 
 } // namespace
 
-Chain Chain::Standard() { return Of({"OffsetRemoval", "FkMigration", "Mig2Post"}); }
+Chain Chain::Standard(const std::optional<std::string>& background) {
+    return Of({"OffsetRemoval"}, background.value_or("none"));
+}
 
 // Offsets go first, since the detection compares counts with a threshold. Levels come ahead of the bistatic correction:
 // that crushes the direct wave of the bistatic channels, so that behind it the energy of traces with a direct wave
-// would be compared with that of traces without.
-Chain Chain::StandardFor(const Recording& recording) {
+// would be compared with that of traces without. Only the surface is taken out for background: a median would take bars
+// along the scan with it.
+Chain Chain::StandardFor(const Recording& recording, const std::optional<std::string>& background) {
     const int bscans = recording.size.bscans;
-    if (bscans % 5 != 0 && bscans % 7 != 0) return Standard();
-    if (recording.oneAntennaPair) return Of({"OffsetRemoval", "TimeZeroDetection", "FkMigration", "Mig2Post"});
-    return Of(
-        {"OffsetRemoval", "TimeZeroDetection", "EnergyCorrection", "BistaticCorrection", "FkMigration", "Mig2Post"});
+    if (bscans % 5 != 0 && bscans % 7 != 0) return Standard(background);
+    if (recording.oneAntennaPair) return Of({"OffsetRemoval", "TimeZeroDetection"}, background.value_or("none"));
+    return Of({"OffsetRemoval", "TimeZeroDetection", "EnergyCorrection", "BistaticCorrection"},
+              background.value_or("surface"));
 }
 
 Chain Chain::FromDocument(const Json::Value& document, const std::string& name) {

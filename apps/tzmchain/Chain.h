@@ -75,12 +75,12 @@ struct StepReport {
 class Chain {
 public:
     /// Offset removal, Fk migration and envelope, for a time zero that is known.
-    static Chain Standard();
+    static Chain Standard(const std::optional<std::string>& background = {});
 
     /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
     /// and times in common first; recordings of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
     /// divides is left with the chain above.
-    static Chain StandardFor(const Recording& recording);
+    static Chain StandardFor(const Recording& recording, const std::optional<std::string>& background = {});
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that
     /// the program wrote is such a document, too. Refusal, beginning with `name`, for an unknown algorithm or parameter

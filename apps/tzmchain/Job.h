@@ -19,7 +19,8 @@ struct JobOptions {
     std::optional<int> timeZero;
     std::optional<double> permittivity;
     std::optional<double> antennaOffset;
-    int threads = 0; ///< 0: as many as the OpenMP runtime takes
+    std::optional<std::string> background; ///< procedure of the standard chain's background removal
+    int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
     Style style;
     bool quiet = false;
 };

@@ -50,6 +50,10 @@ struct Scene {
     std::array<double, 5> gain = {1, 0.45, 0.85, 0.55, 1.1}; ///< of each pair
 };
 
+/// Of the slab's other scene: a mesh of 10 cm near the surface, above a row of bars.
+inline const std::vector<BarLayer> kMeshBars = {
+    {true, 0.07, 0.05, 0.10, 1.0}, {false, 0.08, 0.05, 0.10, 0.8}, {true, 0.50, 0.25, 0.30, 1.5}};
+
 /// One transmitter-receiver pair: element numbers from 0, and its name.
 struct Pair {
     int transmitter;

@@ -77,6 +77,10 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--permittivity", options.permittivity, "Relative permittivity of the ground, likewise");
     command.add_option("--antenna-offset", options.antennaOffset,
                        "Metres between transmitter and receiver of a bistatic channel, likewise");
+    command
+        .add_option("--background", options.background,
+                    "Background removal of the standard chain: none, median, classify, highpass or surface")
+        ->check(CLI::IsMember({"none", "median", "classify", "highpass", "surface"}));
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
     command.add_option("--colours", options.style.colours, "Colours of signed values: grey or seismic")
         ->transform(CLI::CheckedTransformer(
@@ -104,6 +108,11 @@ int Main(int argc, char** argv) {
     demo->add_option("--ascans", scene.ascans, "A-scans per B-scan")->check(CLI::Range(1, 1 << 20));
     demo->add_option("--lanes", scene.lanes, "Lanes of five B-scans")->check(CLI::Range(1, 1 << 12));
     demo->add_option("--seed", scene.seed, "Seed of the noise");
+    demo->add_flag("--mesh", "A slab under a mesh of 10 cm, with its background classified")
+        ->each([&](const std::string&) {
+            scene.bars = kMeshBars;
+            if (!options.background) options.background = "classify";
+        });
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
     CLI::App* list = app.add_subcommand("list", "List the algorithms with parameters, defaults and keys");

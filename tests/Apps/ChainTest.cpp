@@ -101,12 +101,12 @@ TEST(Chain, PreparesOnlyWhatHasChannels) {
         for (const Step& step : Chain::StandardFor(recording).steps) text += step.row->name + " ";
         return text;
     };
-    const std::string plain = "OffsetRemoval FkMigration Mig2Post ";
+    const std::string image = "FkMigration Mig2Post DepthGaining NormalizationCscan ", plain = "OffsetRemoval " + image;
     const std::string prepared =
-        "OffsetRemoval TimeZeroDetection EnergyCorrection BistaticCorrection FkMigration Mig2Post ";
+        "OffsetRemoval TimeZeroDetection EnergyCorrection BistaticCorrection BgRemoval " + image;
     EXPECT_EQ(names(35, false), prepared);
     EXPECT_EQ(names(14, false), prepared);
-    EXPECT_EQ(names(10, true), "OffsetRemoval TimeZeroDetection FkMigration Mig2Post ");
+    EXPECT_EQ(names(10, true), "OffsetRemoval TimeZeroDetection " + image);
     EXPECT_EQ(names(1, false), plain);
     EXPECT_EQ(names(12, false), plain);
 }
@@ -130,8 +130,8 @@ TEST(Chain, ReckonsDroppedSamplesIntoTheStartOfTheImage) {
     const Recording image = RunQuietly(chain, recording);
     EXPECT_TRUE((image.size == Dimensions{54, 16, 5}));
     EXPECT_DOUBLE_EQ(image.startTime, 1e-9 + 10 * 5e-11);
-    ASSERT_EQ(chain.reports.size(), 3u);
-    EXPECT_TRUE((chain.reports[2].output == Dimensions{54, 16, 5}));
+    ASSERT_EQ(chain.reports.size(), 5u);
+    EXPECT_TRUE((chain.reports[4].output == Dimensions{54, 16, 5}));
 }
 
 TEST(Chain, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
@@ -176,7 +176,8 @@ TEST(Chain, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
 }
 
 TEST(Chain, GivesASingleLineTheImageOfOneOfFive) {
-    Chain chain = Chain::Standard();
+    Chain chain = Parse(R"({"chain": [{"algorithm": "OffsetRemoval"}, {"algorithm": "FkMigration"},
+        {"algorithm": "Mig2Post"}]})");
     const Recording five = Block({64, 16, 5});
     Recording first = five;
     first.size.bscans = 1;

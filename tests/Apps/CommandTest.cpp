@@ -79,12 +79,22 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
     EXPECT_EQ(recipe["outputs"].size(), 11u);
     EXPECT_EQ(recipe["chain"][3]["parameters"]["antennaOffset"], 0.1);
-    EXPECT_EQ(recipe["chain"][4]["parameters"]["timeZero"], 0);
-    EXPECT_EQ(recipe["chain"][4]["parameters"]["permittivity"], 6.5);
-    EXPECT_EQ(recipe["steps"].size(), 6u);
+    EXPECT_EQ(recipe["chain"][4]["parameters"]["algorithm"], "surface");
+    EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);
+    EXPECT_EQ(recipe["chain"][5]["parameters"]["permittivity"], 6.5);
+    EXPECT_EQ(recipe["steps"].size(), 9u);
+    EXPECT_NEAR(recipe["image"]["max"].asDouble(), 1, 1e-6);
     EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
     EXPECT_GT(recipe["steps"][0]["seconds"].asDouble(), 0);
     EXPECT_EQ(Names(folder / "deep"), (std::set<std::string>{"out"}));
+}
+
+TEST(Command, DemoFindsTheMeshOfItsOtherScene) {
+    const TemporaryFolder folder;
+    const Outcome outcome = Program("demo --mesh --samples 256 --lanes 1 --out " + (folder / "out").string());
+    ASSERT_EQ(outcome.code, 0) << outcome.text;
+    EXPECT_NE(outcome.text.find("BG-Removal: mesh detected (spacing 0.1"), std::string::npos) << outcome.text;
+    EXPECT_NE(outcome.text.find("BG-Removal: bistatic B-scans replaced."), std::string::npos);
 }
 
 TEST(Command, ARecipeRepeatsItsRun) {
