@@ -40,6 +40,10 @@ void RequireAccepted(bool accepted, const fs::path& file) {
 }
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.
+/// What counts without a configuration document. The migration is periodic in time: without room below, the surface
+/// would come back at the bottom of the image.
+constexpr char kConfiguration[] = R"({"FkMigration": {"DepthSpectrumSizeExtension": 1}})";
+
 void LoadDocuments(const JobOptions& options, Progress& progress) {
     const VtkLog silence([](const std::string&) {}); // what is told is told in one line
     if (!options.configuration.empty()) {
@@ -51,6 +55,8 @@ void LoadDocuments(const JobOptions& options, Progress& progress) {
         } catch (const Refusal&) { // a key twice or text behind the end, which the library lets pass
         }
         for (const std::string& line : SkippedKeys(root)) progress.Note("configuration: " + line);
+    } else {
+        RequireAccepted(TZM::AlgoBase::SetConfigString(kConfiguration), "the default configuration");
     }
     if (!options.calibration.empty())
         RequireAccepted(TZM::AlgoBase::SetCalibrationString(ReadText(options.calibration)), options.calibration);

@@ -324,7 +324,9 @@ ColourRange RobustRange(const Panel& panel) {
         std::nth_element(values.begin(), place, values.end());
         return *place;
     };
-    const bool isSigned = *std::min_element(values.begin(), values.end()) < 0;
+    // Rounding leaves a normalised image a hair below 0.
+    const auto [lowest, highest] = std::minmax_element(values.begin(), values.end());
+    const bool isSigned = *lowest < -1e-6f * *highest;
     if (!isSigned) {
         const float high = percentile(0.995);
         return {0, high > 0 ? high : 1, false};
