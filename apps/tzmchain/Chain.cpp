@@ -12,6 +12,7 @@
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
@@ -231,6 +232,10 @@ const std::vector<AlgorithmRow>& Algorithms() {
                               {"InterpolationMethod", "1 windowed sinc, other values linear"},
                               {"MaxMigFreqRel", "0.01 to 1"},
                               {"HarlanThreshold", "0.01 to 10"}}),
+        Row<AlgoKirchhoffMigration>("sums along the travel times of points, under layers and within an aperture", 20,
+                                    {{"timeZero", &AlgoParamKirchhoffMigration::timeZero},
+                                     {"permittivity", &AlgoParamKirchhoffMigration::permittivity},
+                                     {"overlays", &AlgoParamKirchhoffMigration::overlays}}),
         Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2),
         Row<AlgoAutoGain>("lifts the late part of A-scans and levels them by their envelopes", 6,
                           {{"MaxAmp", &AlgoParamAutoGain::MaxAmp},

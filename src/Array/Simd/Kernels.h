@@ -10,6 +10,9 @@ constexpr int kCorrelateBlock = 32;
 /// So many depth rows lie side by side where a whole row decides: element e of row l at lanes[kRowLanes * e + l].
 constexpr int kRowLanes = 16;
 
+/// A sum of weighted rows comes in multiples of this many elements.
+constexpr int kWeightedRun = 64;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -75,6 +78,9 @@ struct Kernels {
     void (*streamAffine)(float factor, float summand, const float* src, float* dst, int len);
     void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst,
                             int len); ///< dst[i] = (src[i] + summands[i]) * factor
+
+    /// dst[i] = sum over k of weights[k] src[offsets[k] + i], k ascending, i below len, a multiple of kWeightedRun.
+    void (*weightedRows)(const int* offsets, const float* weights, int count, const float* src, float* dst, int len);
 };
 
 extern const Kernels kernelsBaseline;

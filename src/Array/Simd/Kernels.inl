@@ -481,13 +481,30 @@ void LaneZeroPhase(float* lanes, float* work, int len, double b0, double b1, dou
     for (int e = len - 1; e >= 0; --e) backwards.Step(at(work, e), at(lanes, e));
 }
 
+// A run of neighbouring sums stays in registers for all rows.
+void WeightedRows(const int* offsets, const float* weights, int count, const float* src, float* dst, int len) {
+    typedef float Register __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+    constexpr int kFloats = 2 * kLanes;
+    constexpr int kRegisters = kWeightedRun / kFloats < 8 ? kWeightedRun / kFloats : 8;
+    static_assert(kWeightedRun % (kRegisters * kFloats) == 0, "whole runs only");
+    for (int i = 0; i < len; i += kRegisters * kFloats) {
+        Register run[kRegisters] = {};
+        for (int k = 0; k < count; ++k) {
+            const float* row = src + offsets[k] + i;
+            for (int r = 0; r < kRegisters; ++r)
+                run[r] += weights[k] * *reinterpret_cast<const Register*>(row + r * kFloats);
+        }
+        for (int r = 0; r < kRegisters; ++r) *reinterpret_cast<Register*>(dst + i + r * kFloats) = run[r];
+    }
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,        &Mul,      &MulComplex, &AddC,           &MulC,          &Sqr,          &Magnitude,
-    &Conj,       &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,          &MinMax,       &MaxInt,
-    &Sum,        &Sub,      &TapReads,   &Correlate,      &SumOfSquares,  &Interpolate,  &StreamCopy,
-    &StreamMulC, &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase, &Product,      &Quotients,
-    &Larger,     &Numbers,  &RootMeans,  &MinMaxOfSums,   &StreamProduct, &StreamAffine, &StreamSumScaled};
+    &Set,           &Mul,           &MulComplex,      &AddC,        &MulC,       &Sqr,        &Magnitude, &Conj,
+    &MaxEvery,      &MinEvery,      &ThresholdAbove,  &Flip,        &MinMax,     &MaxInt,     &Sum,       &Sub,
+    &TapReads,      &Correlate,     &SumOfSquares,    &Interpolate, &StreamCopy, &StreamMulC, &AddTo,     &Add,
+    &LaneMedians,   &LaneZeroPhase, &Product,         &Quotients,   &Larger,     &Numbers,    &RootMeans, &MinMaxOfSums,
+    &StreamProduct, &StreamAffine,  &StreamSumScaled, &WeightedRows};
 
 } // namespace IPP::Simd

@@ -1,0 +1,156 @@
+#include "Algorithms/Migration/AlgoKirchhoffMigration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+
+#include "Algorithms/Migration/DiffractionStack.h"
+#include "Framework/Channels.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/JsonKeys.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+const float AlgoKirchhoffMigration::defaultAntennaOffsetMono = 0.03f;
+const float AlgoKirchhoffMigration::defaultAntennaOffsetBi = 0.03f;
+const float AlgoKirchhoffMigration::defaultApertureAngle = 60.0f;
+const int AlgoKirchhoffMigration::defaultApertureBaseWidth = 10;
+const int AlgoKirchhoffMigration::defaultApertureMaxWidth = 32;
+
+AlgoKirchhoffMigration::AlgoKirchhoffMigration(const std::string& name) : Algo(name) {}
+
+namespace {
+
+using P = AlgoParamKirchhoffMigration;
+using Internal = AlgoKirchhoffMigration::InternalAlgoParams;
+
+void ReadOverlays(P& params, const Json::Value& layers) { params.overlays = WriteJson(layers); }
+
+const std::vector<JsonSection<P>>& ParamSections() {
+    static const std::vector<JsonSection<P>> sections{
+        {{"Global"}, {Integral("TimeZero", &P::timeZero), Array("Overlays", &ReadOverlays)}}};
+    return sections;
+}
+
+const std::vector<JsonSection<Internal>>& InternalSections() {
+    static const std::vector<JsonSection<Internal>> sections{
+        {{kOwnSection},
+         {
+             Real("AntennaOffsetMono", &Internal::antennaOffsetMono),
+             Real("AntennaOffsetBi", &Internal::antennaOffsetBi),
+             Real("ApertureAngle", &Internal::apertureAngle, 0., 85.),
+             Integer("ApertureBaseWidth", &Internal::apertureBaseWidth, 0, 100),
+             Integer("ApertureMaxWidth", &Internal::apertureMaxWidth, 0, 100),
+         }}};
+    return sections;
+}
+
+} // namespace
+
+AlgoKirchhoffMigration::InternalAlgoParams::InternalAlgoParams(const AlgoKirchhoffMigration* owner)
+    : AlgoJsonParamsBase(owner, "") {}
+
+AlgoKirchhoffMigration::InternalAlgoParams::InternalAlgoParams(const AlgoKirchhoffMigration* owner,
+                                                               const std::string& config)
+    : AlgoJsonParamsBase(owner, config) {
+    Parse();
+}
+
+void AlgoKirchhoffMigration::InternalAlgoParams::Parse() {
+    ReadDocument("AlgoKirchhoffMigration::InternalAlgoParams::Parse",
+                 [&](const Json::Value& root) { ReadSections(root, algo->name, InternalSections(), *this); });
+}
+
+void AlgoKirchhoffMigration::ParseParamsFromJsonConfig() {
+    ReadDocument("AlgoKirchhoffMigration::ParseParamsFromJsonConfig",
+                 [&](const Json::Value& root) { ReadSections(root, name, ParamSections(), params); });
+}
+
+std::vector<JsonKeyInfo> AlgoKirchhoffMigration::DescribeKeys() const {
+    return DescribeKeysOf(name, ParamSections(), P(), InternalSections(), InternalAlgoParams(this));
+}
+
+void AlgoKirchhoffMigration::RefreshInternalAlgoParams() const { internalAlgoParams.Rebuild(this, jsonConfig); }
+
+ImageProps AlgoKirchhoffMigration::GetAdjustedImageDimensions(const ImageProps& props) const {
+    return MigratedProps(props, params.timeZero);
+}
+
+void AlgoKirchhoffMigration::GenerateVelocityVector(IPP::Array<float>& velocity,
+                                                    const std::vector<Overlay>& overlays) const {
+    const auto speed = [](float permittivity) { return 3e8 / std::sqrt(double(std::max(permittivity, 1.f))); };
+    const auto samplesOf = [&](const Overlay& layer) {
+        return std::trunc(layer.Thickness / speed(layer.Permittivity) / globalSettings.delta_t + 0.5);
+    };
+    const int n = velocity.size;
+    IPP::Array<float> interval(n);
+    auto layer = overlays.begin();
+    double boundary = layer == overlays.end() ? -1. : samplesOf(*layer);
+    double current = layer == overlays.end() ? speed(params.permittivity) : speed(layer->Permittivity);
+    for (int i = 0; i < n; ++i) {
+        if (i == boundary) {
+            ++layer;
+            if (layer != overlays.end() && samplesOf(*layer) > 0.) {
+                boundary += samplesOf(*layer);
+                current = speed(layer->Permittivity);
+            } else {
+                boundary = n;
+                current = speed(params.permittivity);
+            }
+        }
+        interval[i] = static_cast<float>(current);
+    }
+    velocity.RootMeanSquare(interval, globalSettings.delta_t);
+}
+
+void AlgoKirchhoffMigration::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+    RunExecute([&] {
+        const int timeZero = params.timeZero;
+        if (!(params.permittivity > 0.f))
+            throw Exception::CalcError(-10, "TZM::Exception::permittivitySmallerEqualZero");
+        if (!(globalSettings.delta_t > 0.f && globalSettings.delta_x > 0.f))
+            throw Exception::CalcError(-9, "TZM::Exception::valueSmallerEqualZero");
+        if (timeZero < 0) throw Exception::CalcError(-8, "TZM::Exception::valueSmallerZero");
+        RefreshInternalAlgoParams();
+        const InternalAlgoParams& internal = *internalAlgoParams.Get();
+        std::vector<Overlay> overlays;
+        ParseActiveOverlays(params.overlays, overlays);
+
+        const auto src = InputView(in, inProps);
+        constexpr int lengthTooSmall = -6;
+        if (src.dim0 <= timeZero || src.size < 1) throw IPP::Exception(lengthTooSmall, "IPP::Exception::ippsZero_32f");
+        const auto dst = OutputView(out, MigratedProps(inProps, timeZero));
+        ParallelFor(dst.dim2, [&](int i) { dst.Slice(i).Zero(); });
+
+        const int channels = GetChannelCount(inProps.bscanCount);
+        IPP::Array<float> speed(src.dim0);
+        GenerateVelocityVector(speed, overlays);
+        speed.MulC(0.5f);
+
+        int widest = 0;
+        for (int i = 0; i < src.dim2; ++i) widest = std::max(widest, ValidRange(inProps, i).validLen);
+        if (widest == 0) return;
+        const float angle = internal.apertureAngle;
+        const float tanAperture =
+            angle > 0.f && angle < 90.f ? static_cast<float>(std::tan(double(angle) * 3.14159 / 180.)) : 0.f;
+        const auto stackFor = [&](float offset) {
+            return DiffractionStack({src.dim0, timeZero, widest, globalSettings.delta_t, globalSettings.delta_x, offset,
+                                     tanAperture, internal.apertureBaseWidth, internal.apertureMaxWidth},
+                                    speed);
+        };
+        const DiffractionStack mono = stackFor(internal.antennaOffsetMono), bi = stackFor(internal.antennaOffsetBi);
+        ParallelFor(
+            dst.dim2, [&] { return IPP::Array<float>(std::max(mono.WorkSize(widest), bi.WorkSize(widest))); },
+            [&](int i, IPP::Array<float>& work) {
+                const BscanInfo valid = ValidRange(inProps, i);
+                if (valid.validLen == 0) return;
+                const IPP::Array2D<float> record(src.Row(valid.firstValidIdx, i).data, src.dim0, valid.validLen),
+                    image(dst.Row(valid.firstValidIdx, i).data, dst.dim0, valid.validLen);
+                (IsBistatic(i, channels) ? bi : mono).Sum(record, image, work);
+            });
+    });
+}
+
+} // namespace TZM
