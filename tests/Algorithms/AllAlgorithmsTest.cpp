@@ -11,6 +11,7 @@
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
@@ -100,6 +101,7 @@ std::vector<Row> AllAlgorithms() {
             {vertical, 1, false, copy, copy, copy},
             {clearing, 1, false, copy, copy, copy},
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
+            {std::make_shared<AlgoGazdagMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoKirchhoffMigration>(), 12, false, zero, zero, zero},
             {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"}};
 }

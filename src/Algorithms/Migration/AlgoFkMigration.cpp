@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "Algorithms/Migration/HalfSpectrum.h"
+#include "Algorithms/Migration/MigrationBlocks.h"
 #include "Algorithms/Migration/StoltTables.h"
 #include "Algorithms/Migration/TransformSize.h"
-#include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
 
@@ -99,15 +99,12 @@ StoltSettings Settings(const AlgoFkMigration::InternalAlgoParams& internal, cons
 void AlgoFkMigration::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {
         const float permittivity = params.permittivity;
-        if (!(permittivity > 0.f)) throw Exception::CalcError(-10, "TZM::Exception::permittivitySmallerEqualZero");
+        RequirePermittivity(permittivity);
         RefreshInternalAlgoParams();
 
-        const auto src = InputView(in, inProps);
         const int timeZero = params.timeZero;
-        IPP::Require(timeZero >= 0, "Index exceeds IPP::Array3D bounds");
-        src.At(timeZero, 0, 0); // the first sample that is read: fails for a timeZero or a block without one
-        const auto dst = OutputView(out, MigratedProps(inProps, timeZero));
-
+        const MigrationBlocks blocks(in, inProps, out, timeZero);
+        const BlockView &src = blocks.src, &dst = blocks.dst;
         const StoltSettings settings = Settings(*internalAlgoParams, globalSettings, permittivity, inProps);
         IPP::Require(settings.nt >= dst.dim0, "Index exceeds IPP::Array2D bounds");
         const StoltTables tables(settings);

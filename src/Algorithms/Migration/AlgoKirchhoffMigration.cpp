@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "Algorithms/Migration/DiffractionStack.h"
+#include "Algorithms/Migration/MigrationBlocks.h"
 #include "Framework/Channels.h"
-#include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
 
@@ -108,8 +108,7 @@ void AlgoKirchhoffMigration::GenerateVelocityVector(IPP::Array<float>& velocity,
 void AlgoKirchhoffMigration::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {
         const int timeZero = params.timeZero;
-        if (!(params.permittivity > 0.f))
-            throw Exception::CalcError(-10, "TZM::Exception::permittivitySmallerEqualZero");
+        RequirePermittivity(params.permittivity);
         if (!(globalSettings.delta_t > 0.f && globalSettings.delta_x > 0.f))
             throw Exception::CalcError(-9, "TZM::Exception::valueSmallerEqualZero");
         if (timeZero < 0) throw Exception::CalcError(-8, "TZM::Exception::valueSmallerZero");

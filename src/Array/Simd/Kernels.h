@@ -10,6 +10,9 @@ constexpr int kCorrelateBlock = 32;
 /// So many depth rows lie side by side where a whole row decides: element e of row l at lanes[kRowLanes * e + l].
 constexpr int kRowLanes = 16;
 
+/// Points of a grid that a value is spread over.
+constexpr int kSpreadWidth = 8;
+
 /// A sum of weighted rows comes in multiples of this many elements.
 constexpr int kWeightedRun = 64;
 
@@ -81,6 +84,10 @@ struct Kernels {
 
     /// dst[i] = sum over k of weights[k] src[offsets[k] + i], k ascending, i below len, a multiple of kWeightedRun.
     void (*weightedRows)(const int* offsets, const float* weights, int count, const float* src, float* dst, int len);
+
+    /// Adds values of four floats each to a grid of such: grid[starts[i] + k] += weights[kSpreadWidth i + k] values[i],
+    /// k below kSpreadWidth, i ascending.
+    void (*spread)(const int* starts, const float* weights, const float* values, int count, float* grid);
 };
 
 extern const Kernels kernelsBaseline;

@@ -498,13 +498,24 @@ void WeightedRows(const int* offsets, const float* weights, int count, const flo
     }
 }
 
+void Spread(const int* starts, const float* weights, const float* values, int count, float* grid) {
+    for (int i = 0; i < count; ++i) {
+        const Four value = Load(values + 4 * i);
+        float* const first = grid + 4L * starts[i];
+        const float* const weight = weights + static_cast<long>(kSpreadWidth) * i;
+        for (int k = 0; k < kSpreadWidth; ++k)
+            *reinterpret_cast<Four*>(first + 4 * k) = Load(first + 4 * k) + weight[k] * value;
+    }
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,           &Mul,           &MulComplex,      &AddC,        &MulC,       &Sqr,        &Magnitude, &Conj,
-    &MaxEvery,      &MinEvery,      &ThresholdAbove,  &Flip,        &MinMax,     &MaxInt,     &Sum,       &Sub,
-    &TapReads,      &Correlate,     &SumOfSquares,    &Interpolate, &StreamCopy, &StreamMulC, &AddTo,     &Add,
-    &LaneMedians,   &LaneZeroPhase, &Product,         &Quotients,   &Larger,     &Numbers,    &RootMeans, &MinMaxOfSums,
-    &StreamProduct, &StreamAffine,  &StreamSumScaled, &WeightedRows};
+    &Set,          &Mul,      &MulComplex, &AddC,           &MulC,          &Sqr,          &Magnitude,
+    &Conj,         &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,          &MinMax,       &MaxInt,
+    &Sum,          &Sub,      &TapReads,   &Correlate,      &SumOfSquares,  &Interpolate,  &StreamCopy,
+    &StreamMulC,   &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase, &Product,      &Quotients,
+    &Larger,       &Numbers,  &RootMeans,  &MinMaxOfSums,   &StreamProduct, &StreamAffine, &StreamSumScaled,
+    &WeightedRows, &Spread};
 
 } // namespace IPP::Simd

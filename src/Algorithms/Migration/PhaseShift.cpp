@@ -1,0 +1,180 @@
+#include "Algorithms/Migration/PhaseShift.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "Array/Primitives/Checked.h"
+#include "Array/Simd/Dispatch.h"
+
+namespace TZM {
+
+namespace {
+
+using IPP::Simd::kSpreadWidth;
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kBeta = 2.3 * kSpreadWidth; // of the kernel, best for a grid twice as fine
+
+/// The kernel at a distance of u half widths.
+double Kernel(double u) { return u * u < 1. ? std::exp(kBeta * (std::sqrt(1. - u * u) - 1.)) : 0.; }
+
+/// The transform of the kernel at c / half a width. With u = sin(a) the integrand is smooth and all but 0 at the ends,
+/// where equal steps are best.
+double KernelTransform(double c) {
+    constexpr int kSteps = 64;
+    double sum = 0.;
+    for (int j = 0; j < kSteps; ++j) {
+        const double a = kPi * ((j + 0.5) / kSteps - 0.5);
+        sum += std::exp(kBeta * (std::cos(a) - 1.)) * std::cos(c * std::sin(a)) * std::cos(a);
+    }
+    return sum * kPi / kSteps * kSpreadWidth / 2.;
+}
+
+int GridSize(int imageSamples) {
+    std::int64_t size = 2 * kSpreadWidth;
+    while (size < std::int64_t{2} * imageSamples) size *= 2;
+    return IPP::Detail::OwnedCount<int>(1, static_cast<int>(std::min<std::int64_t>(size, 1 << 30)));
+}
+
+/// The image sample to which phases are counted, so that the modes of the grid lie around 0.
+int Middle(int imageSamples) { return imageSamples / 2 + 1; }
+
+} // namespace
+
+std::vector<double> SpectralAxis(int bins, double step) {
+    std::vector<double> axis(static_cast<std::size_t>(bins));
+    for (int i = 0; i < bins; ++i)
+        axis[static_cast<std::size_t>(i)] = (i <= bins / 2 ? i : i - bins) * (kTwoPi / (bins * step));
+    return axis;
+}
+
+double PhaseOf(double omega, double wavenumber, double speed, double deltaT) {
+    const double vk = speed * wavenumber, square = omega * omega - vk * vk;
+    return square > 0. && square < HUGE_VAL ? std::copysign(std::sqrt(square) * deltaT, omega) : 0.;
+}
+
+PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>& speed)
+    : settings(wanted), half(settings.columns / 2 + 1), gridSize(GridSize(settings.imageSamples)),
+      table(static_cast<std::size_t>(half)), alongScan(IPP::FftPlan::Get(settings.columns)),
+      alongAscan(IPP::FftPlan::Get(settings.rows)), alongGrid(IPP::FftPlan::Get(gridSize)) {
+    const int rows = settings.rows, samples = settings.imageSamples, middle = Middle(samples);
+    const double deltaT = double{settings.deltaT};
+    const auto omega = SpectralAxis(rows, deltaT), k = SpectralAxis(settings.columns, double{settings.doubleDeltaX});
+    for (int x = settings.withoutMean ? 1 : 0; x < half; ++x) {
+        Column& column = table[static_cast<std::size_t>(x)];
+        for (int i = 0; i < rows; ++i) {
+            const double phase = PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[i]}, deltaT);
+            if (phase == 0.) continue;
+            const double place = phase / (2. * kPi) * gridSize, first = std::ceil(place - kSpreadWidth / 2.);
+            column.rows.push_back(i);
+            column.starts.push_back((static_cast<int>(first) + gridSize) % gridSize);
+            for (int p = 0; p < kSpreadWidth; ++p)
+                column.weights.push_back(static_cast<float>(Kernel((first + p - place) / (kSpreadWidth / 2.))));
+            column.turns.push_back(
+                {static_cast<float>(std::cos(phase * middle)), static_cast<float>(std::sin(phase * middle))});
+        }
+    }
+    for (int z = 0; z < samples; ++z)
+        correction.push_back(
+            static_cast<float>(1. / KernelTransform(kPi * kSpreadWidth * (z + 1 - middle) / gridSize)));
+}
+
+PhaseShift::Work::Work(const PhaseShift& shift)
+    : lanes(static_cast<int>(IPP::Simd::ActiveFft().lanes)),
+      stride((shift.settings.imageSamples + lanes - 1) / lanes * lanes), re(stride, shift.settings.columns),
+      im(stride, shift.settings.columns), sumRe(stride, shift.half), sumIm(stride, shift.half),
+      spectrum(IPP::Detail::OwnedCount(2 * lanes, shift.settings.rows)),
+      grids(IPP::Detail::OwnedCount(2 * lanes, shift.gridSize)), blocks(grids.size),
+      plan(static_cast<int>(std::max(
+          {shift.alongScan->WorkSize(), shift.alongAscan->WorkSize(), shift.alongGrid->WorkSize(), IPP::Index{1}}))),
+      values(std::size_t(4) * std::size_t(shift.settings.rows)),
+      tuples(std::size_t(4) * std::size_t(shift.gridSize + kSpreadWidth)) {
+    for (auto* area : {&re, &im, &sumRe, &sumIm}) area->Zero();
+    for (auto* area : {&spectrum, &grids, &blocks}) area->Zero();
+}
+
+// One grid for the sums over Q(i, x) and one for those over Q(i, M - x) = conj Q(-i, x), side by side. The conjugate of
+// the second's transform is the transform of its conjugate mirror image.
+void PhaseShift::Spread(const Column& column, const float* spectrum, int lane, float scale, Work& work,
+                        float* grid) const {
+    const int lanes = work.lanes, count = static_cast<int>(column.rows.size());
+    const auto re = [&](int row) { return spectrum[std::int64_t{2} * lanes * row + lane]; };
+    const auto im = [&](int row) { return spectrum[std::int64_t{2} * lanes * row + lanes + lane]; };
+    for (int n = 0; n < count; ++n) {
+        const int i = column.rows[std::size_t(n)], mirror = (settings.rows - i) % settings.rows;
+        const IPP::Ipp32fc turn = column.turns[std::size_t(n)];
+        float* const value = &work.values[4 * std::size_t(n)];
+        value[0] = re(i) * turn.re - im(i) * turn.im;
+        value[1] = re(i) * turn.im + im(i) * turn.re;
+        value[2] = re(mirror) * turn.re + im(mirror) * turn.im;
+        value[3] = re(mirror) * turn.im - im(mirror) * turn.re;
+    }
+    float* const tuples = work.tuples.data();
+    std::fill(work.tuples.begin(), work.tuples.end(), 0.f);
+    IPP::Simd::Active().spread(column.starts.data(), column.weights.data(), work.values.data(), count, tuples);
+    for (int k = 0; k < 4 * kSpreadWidth; ++k) tuples[k] += tuples[4 * std::int64_t{gridSize} + k];
+    for (int n = 0; n < gridSize; ++n) {
+        const float *here = tuples + 4 * std::int64_t{n},
+                    *mirror = tuples + 4 * std::int64_t{(gridSize - n) % gridSize};
+        grid[2 * std::int64_t{n}] = scale * (here[0] + mirror[2]);
+        grid[2 * std::int64_t{n} + 1] = scale * (here[1] - mirror[3]);
+    }
+}
+
+void PhaseShift::Migrate(const IPP::Array2D<float>& record, int firstSample, const std::vector<float>& weights,
+                         bool checkRange, const IPP::Array2D<float>& image, Work& work) const {
+    const auto& fft = IPP::Simd::ActiveFft();
+    const int lanes = work.lanes, block = 2 * lanes, stride = work.stride, samples = settings.imageSamples;
+    const IPP::Index rowBytes = IPP::Index{stride} * sizeof(float);
+
+    // Along the scan, samples side by side.
+    for (int a = 0; a < record.dim1; ++a) {
+        const auto ascan = work.re.Row(a);
+        std::fill_n(ascan.data + samples, stride - samples, 0.f);
+        std::memcpy(ascan.data, record.Row(a).data + firstSample, sizeof(float) * std::size_t(samples));
+        if (!weights.empty())
+            for (int s = 0; s < samples; ++s) ascan[s] *= weights[std::size_t(a)];
+    }
+    for (int s = 0; s < stride; s += lanes)
+        alongScan->Forward({work.re.data + s, nullptr, stride, record.dim1},
+                           {work.re.data + s, work.im.data + s, stride}, work.plan.data);
+
+    // Down from there, wavenumbers side by side.
+    for (int x = 0; x < half; x += lanes) {
+        const int count = std::min(lanes, half - x);
+        float* const z = work.spectrum.data;
+        fft.loadRows(work.re.Row(x).data, rowBytes, count, samples, z, block);
+        fft.loadRows(work.im.Row(x).data, rowBytes, count, samples, z + lanes, block);
+        alongAscan->Forward({z, z + lanes, block, samples}, {z, z + lanes, block}, work.plan.data);
+        for (int l = 0; l < count; ++l) { // what stands for itself and its mirror image counts twice
+            const bool alone = x + l == 0 || 2 * (x + l) == settings.columns;
+            Spread(table[std::size_t(x + l)], z, l, alone ? 0.5f : 1.f, work,
+                   work.grids.data + std::int64_t{2} * gridSize * l);
+        }
+        float* const sums = work.blocks.data;
+        fft.loadRows(work.grids.data, IPP::Index{2} * gridSize * sizeof(float), count, IPP::Index{2} * gridSize, sums,
+                     lanes);
+        alongGrid->Inverse({sums, sums + lanes, block}, {sums, sums + lanes, block}, work.plan.data);
+        float* const ordered = work.grids.data; // free again
+        for (int s = 0; s < samples; ++s) {
+            const int mode = s + 1 - Middle(samples), bin = (mode + gridSize) % gridSize;
+            for (int l = 0; l < block; ++l)
+                ordered[std::int64_t{block} * s + l] = correction[std::size_t(s)] * sums[std::int64_t{block} * bin + l];
+        }
+        fft.storeRows(ordered, block, count, samples, work.sumRe.Row(x).data, rowBytes);
+        fft.storeRows(ordered + lanes, block, count, samples, work.sumIm.Row(x).data, rowBytes);
+    }
+    if (checkRange)
+        for (const auto* sums : {&work.sumRe, &work.sumIm})
+            IPP::Checked::CheckTransformRange(sums->data, sums->size, "IPP::Exception::ippsDFTInv_outOfRange32f");
+
+    for (int s = 0; s < stride; s += lanes)
+        alongScan->Inverse({work.sumRe.data + s, work.sumIm.data + s, stride, half},
+                           {work.re.data + s, work.im.data + s, stride}, work.plan.data);
+    for (int a = 0; a < image.dim1; ++a)
+        std::memcpy(image.Row(a).data, work.re.Row(a).data, sizeof(float) * std::size_t(samples));
+}
+
+} // namespace TZM
