@@ -1,133 +1,122 @@
-// The algorithms on blocks of the size of a survey, beside yardsticks of the same run. One thread; every block is
-// touched before the first timed run. Rows bear the SIMD level, for the yardsticks too where it matters.
-#include <benchmark/benchmark.h>
-#include <omp.h>
-
-#include <cstring>
-#include <map>
-#include <memory>
-#include <tuple>
-
+// Every algorithm on blocks of the size of a small line, an array's line and a survey, and the chains that end in a
+// picture, beside a copy of the block.
+#include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Gain/AlgoAutoGain.h"
+#include "Algorithms/Gain/AlgoDepthGaining.h"
+#include "Algorithms/Gain/AlgoEnergyCorrection.h"
+#include "Algorithms/Gain/AlgoNormalizationBscan.h"
+#include "Algorithms/Gain/AlgoNormalizationCscan.h"
+#include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoGazdagMigration.h"
+#include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
-#include "Algorithms/Migration/TransformSize.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
-#include "Array/Array3D.h"
-#include "Array/Primitives/FftPlan.h"
-#include "support/Noise.h"
-#include "support/SimdLevels.h"
+#include "Algorithms/Preparation/AlgoBistaticCorrection.h"
+#include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
+#include "Algorithms/Reduction/AlgoVerticalSumUp.h"
+#include "Measure.h"
 
-#ifdef TZM_HAVE_FFTW
-#include <fftw3.h>
-#endif
+#include <vector>
 
 using namespace TZM;
 
 namespace {
 
-// Input and output of one size, on the arrays' memory.
-struct Blocks {
-    explicit Blocks(const ImageProps& blockProps)
-        : props(blockProps), in(props.samplesPerAscan, props.ascansPerBscan, props.bscanCount),
-          out(props.samplesPerAscan, props.ascansPerBscan, props.bscanCount) {
-        Noise noise;
-        for (int i = 0; i < in.size; ++i) in[i] = 1000 * noise();
-        out.Zero();
-    }
-    ImageProps props;
-    IPP::Array3D<float> in;
-    IPP::Array3D<float> out;
-};
+using Chain = std::vector<std::pair<std::string, std::shared_ptr<AlgoBase>>>;
 
-Blocks& BlocksOf(const ImageProps& props) {
-    static std::map<std::tuple<int, int, int>, std::unique_ptr<Blocks>> all;
-    auto& blocks = all[{props.samplesPerAscan, props.ascansPerBscan, props.bscanCount}];
-    if (!blocks) blocks = std::make_unique<Blocks>(props);
-    return *blocks;
+std::shared_ptr<AlgoBase> Removal(AlgoParamBgRemoval::AlgoType type) {
+    return With<AlgoBgRemoval>(AlgoParamBgRemoval(false, 1, 20, type));
 }
 
-void RunAlgorithm(benchmark::State& state, const AlgoBase& algorithm, const ImageProps& props, IPP::Simd::Level level) {
-    Blocks& blocks = BlocksOf(props);
-    IPP::Simd::SetActiveLevel(level);
-    const auto run = [&] {
-        algorithm.Execute(blocks.in.data, props, blocks.out.data, algorithm.GetAdjustedImageDimensions(props));
-    };
-    run(); // plans, pages, clock
-    for (auto _ : state) run();
-    state.SetBytesProcessed(state.iterations() * 4LL * blocks.in.size);
-    IPP::Simd::SetActiveLevel(IPP::Simd::BestLevel());
+std::shared_ptr<AlgoBase> Clearing() {
+    auto clearing = std::make_shared<AlgoBorderClearing>();
+    clearing->GetParams().borders = BorderWidths{10, 10, 0, 1, 16, 20};
+    return clearing;
 }
 
-void CopyBlock(benchmark::State& state, const ImageProps& props) {
-    Blocks& blocks = BlocksOf(props);
-    for (auto _ : state) {
-        std::memcpy(blocks.out.data, blocks.in.data, 4ULL * blocks.in.size);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * 4LL * blocks.in.size);
+Chain Algorithms() {
+    using Type = AlgoParamBgRemoval::AlgoType;
+    return {
+        {"AscanOffsetRemoval", std::make_shared<AlgoAscanOffsetRemoval>()},
+        {"TimeZeroDetection", std::make_shared<AlgoTimeZeroDetection>()},
+        {"BistaticCorrection", std::make_shared<AlgoBistaticCorrection>()},
+        {"BistaticReplacement", With<AlgoBistaticReplacement>(AlgoParamBistaticReplacement(true, 1, 64, 16, true))},
+        {"EnergyCorrection", std::make_shared<AlgoEnergyCorrection>()},
+        {"BgRemovalMean", Removal(static_cast<Type>(4))},
+        {"BgRemovalMedian", Removal(Type::Median)},
+        {"BgRemovalHighPass", Removal(Type::HighPass)},
+        {"BgRemovalSurface", Removal(Type::Surface)},
+        {"BgRemovalClassify", Removal(Type::Classify)},
+        {"AutoGainStandard", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, false))},
+        {"AutoGainDeep", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, true))},
+        {"DepthGaining", With<AlgoDepthGaining>(AlgoParamDepthGaining(true, 1, 10, 200, -1, 1, 2, 3))},
+        {"SetContrastBscan", std::make_shared<AlgoSetContrastBscan>()},
+        {"NormalizationBscan", std::make_shared<AlgoNormalizationBscan>()},
+        {"NormalizationCscan", std::make_shared<AlgoNormalizationCscan>()},
+        {"FkMigration", std::make_shared<AlgoFkMigration>()},
+        {"KirchhoffMigration", std::make_shared<AlgoKirchhoffMigration>()},
+        {"GazdagMigration", std::make_shared<AlgoGazdagMigration>()},
+        {"GazdagMigrationFFT", With<AlgoGazdagMigration>(AlgoParamGazdagMigration(true, 1, 1, 6.f, "", true, false))},
+        {"Mig2Post", std::make_shared<AlgoMig2Post>()},
+        {"HorizontalSumUp5Max", With<AlgoHorizontalSumUp>(AlgoParamHorizontalSumUp(true, 1, 5, true))},
+        {"HorizontalSumUp5Rms", With<AlgoHorizontalSumUp>(AlgoParamHorizontalSumUp(true, 1, 5, false))},
+        {"VerticalSumUp8Max", With<AlgoVerticalSumUp>(AlgoParamVerticalSumUp(true, 1, 8, true))},
+        {"VerticalSumUp8Rms", With<AlgoVerticalSumUp>(AlgoParamVerticalSumUp(true, 1, 8, false))},
+        {"VerticalSumUp64Max", With<AlgoVerticalSumUp>(AlgoParamVerticalSumUp(true, 1, 64, true))},
+        {"VerticalSumUp64Rms", With<AlgoVerticalSumUp>(AlgoParamVerticalSumUp(true, 1, 64, false))},
+        {"BorderClearing", Clearing()}};
 }
 
-// The transforms that an envelope of the block can't do without: forward and back, two A-scans per complex transform.
-void EnvelopeTransforms(benchmark::State& state, const ImageProps& props, IPP::Simd::Level level) {
-    IPP::Simd::SetActiveLevel(level);
-    const auto plan = IPP::FftPlan::Get(props.samplesPerAscan);
-    const int lanes = IPP::Simd::ActiveFft().lanes;
-    IPP::Array<float> lane(2 * lanes * props.samplesPerAscan);
-    IPP::Array<float> work(static_cast<int>(plan->WorkSize()));
-    lane.Zero();
-    const int batches = (props.ascansPerBscan + 2 * lanes - 1) / (2 * lanes) * props.bscanCount;
-    const IPP::LaneTarget target{lane.data, lane.data + lanes, 2 * lanes};
-    for (auto _ : state)
-        for (int i = 0; i < batches; ++i) {
-            plan->Forward({target.re, target.im, target.stride}, target, work.data);
-            plan->Inverse({target.re, target.im, target.stride}, target, work.data, 1.f / props.samplesPerAscan);
+/// From counts to a picture, with one of the migrations.
+Chain FromCountsToPicture(const std::shared_ptr<AlgoBase>& migration) {
+    return {{"", std::make_shared<AlgoAscanOffsetRemoval>()},
+            {"", std::make_shared<AlgoTimeZeroDetection>()},
+            {"", std::make_shared<AlgoEnergyCorrection>()},
+            {"", std::make_shared<AlgoBistaticCorrection>()},
+            {"", Removal(AlgoParamBgRemoval::AlgoType::Surface)},
+            {"", migration},
+            {"", std::make_shared<AlgoMig2Post>()},
+            {"", With<AlgoDepthGaining>(AlgoParamDepthGaining(true, 1, 0, -1, -1, 1, 4, 4))},
+            {"", std::make_shared<AlgoNormalizationCscan>()}};
+}
+
+void Run(benchmark::State& state, const Chain& chain, const ImageProps& first, int threads) {
+    Blocks& b = BlocksOf(first);
+    IPP::Array3D<float> third(first.samplesPerAscan, first.ascansPerBscan, first.bscanCount);
+    omp_set_num_threads(threads);
+    Measure(state, [&] {
+        ImageProps props = first;
+        const float* in = b.in.data;
+        float *out = b.out.data, *next = third.data;
+        for (const auto& [name, algorithm] : chain) {
+            const auto outProps = algorithm->GetAdjustedImageDimensions(props);
+            algorithm->Execute(in, props, out, outProps);
+            in = out;
+            std::swap(out, next);
+            props = outProps;
         }
-    IPP::Simd::SetActiveLevel(IPP::Simd::BestLevel());
+    });
+    omp_set_num_threads(1);
 }
 
-#ifdef TZM_HAVE_FFTW
-// Two full complex transforms of the migration's size per B-scan.
-void FftwTransforms(benchmark::State& state, const ImageProps& props) {
-    const int nt = 1 << CeilLog2(props.samplesPerAscan);
-    const int nx = 1 << CeilLog2(props.ascansPerBscan);
-    fftwf_complex* data = fftwf_alloc_complex(static_cast<std::size_t>(nt) * nx);
-    const fftwf_plan forward = fftwf_plan_dft_2d(nt, nx, data, data, FFTW_FORWARD, FFTW_MEASURE);
-    const fftwf_plan inverse = fftwf_plan_dft_2d(nt, nx, data, data, FFTW_BACKWARD, FFTW_MEASURE);
-    std::memset(data, 0, sizeof(fftwf_complex) * nt * nx);
-    for (auto _ : state)
-        for (int z = 0; z < props.bscanCount; ++z) {
-            fftwf_execute(forward);
-            fftwf_execute(inverse);
-        }
-    fftwf_destroy_plan(forward);
-    fftwf_destroy_plan(inverse);
-    fftwf_free(data);
-}
-#endif
-
-template <class Run>
-void Register(const std::string& name, Run&& run) {
-    benchmark::RegisterBenchmark(name.c_str(), std::forward<Run>(run))->Unit(benchmark::kMillisecond);
+void AddChain(const std::string& name, const Chain& chain, const ImageProps& props) {
+    for (const int threads : {1, 2})
+        AddAtLevels(name + SizeOf(props) + "/threads:" + std::to_string(threads),
+                    [=](benchmark::State& state) { Run(state, chain, props, threads); });
 }
 
 bool RegisterAll() {
     omp_set_num_threads(1);
-    for (const ImageProps& props : {ImageProps(512, 300, 35), ImageProps(1024, 1000, 35)}) {
-        const std::string size = "/" + std::to_string(props.samplesPerAscan) + "x" +
-                                 std::to_string(props.ascansPerBscan) + "x" + std::to_string(props.bscanCount);
-        Register("Memcpy" + size, [=](benchmark::State& s) { CopyBlock(s, props); });
-#ifdef TZM_HAVE_FFTW
-        Register("TwoFftwTransforms" + size, [=](benchmark::State& s) { FftwTransforms(s, props); });
-#endif
-        for (const auto level : SimdLevels()) {
-            const std::string row = size + "/" + IPP::Simd::Name(level);
-            Register("OffsetRemoval" + row,
-                     [=](benchmark::State& s) { RunAlgorithm(s, AlgoAscanOffsetRemoval(), props, level); });
-            Register("FkMigration" + row,
-                     [=](benchmark::State& s) { RunAlgorithm(s, AlgoFkMigration(), props, level); });
-            Register("Mig2Post" + row, [=](benchmark::State& s) { RunAlgorithm(s, AlgoMig2Post(), props, level); });
-            Register("EnvelopeTransforms" + row, [=](benchmark::State& s) { EnvelopeTransforms(s, props, level); });
-        }
+    for (const ImageProps& props : {ImageProps(256, 100, 5), ImageProps(512, 300, 35), ImageProps(1024, 1000, 35)}) {
+        AddMemcpy(props);
+        for (const auto& step : Algorithms()) AddChain(step.first, {step}, props);
+        AddChain("ChainFk", FromCountsToPicture(std::make_shared<AlgoFkMigration>()), props);
+        AddChain("ChainKirchhoff", FromCountsToPicture(std::make_shared<AlgoKirchhoffMigration>()), props);
+        AddChain("ChainGazdag", FromCountsToPicture(std::make_shared<AlgoGazdagMigration>()), props);
     }
     return true;
 }

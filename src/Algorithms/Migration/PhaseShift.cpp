@@ -21,16 +21,51 @@ constexpr double kBeta = 2.3 * kSpreadWidth; // of the kernel, best for a grid t
 double Kernel(double u) { return u * u < 1. ? std::exp(kBeta * (std::sqrt(1. - u * u) - 1.)) : 0.; }
 
 /// The transform of the kernel at c / half a width. With u = sin(a) the integrand is smooth and all but 0 at the ends,
-/// where equal steps are best.
-double KernelTransform(double c) {
-    constexpr int kSteps = 64;
-    double sum = 0.;
-    for (int j = 0; j < kSteps; ++j) {
-        const double a = kPi * ((j + 0.5) / kSteps - 0.5);
-        sum += std::exp(kBeta * (std::cos(a) - 1.)) * std::cos(c * std::sin(a)) * std::cos(a);
+/// where equal steps are best; it is even.
+class KernelTransform {
+public:
+    KernelTransform() {
+        for (int j = 0; j < kSteps; ++j) {
+            const double a = kPi / 2. * (j + 0.5) / kSteps;
+            places[j] = std::sin(a);
+            weights[j] = kPi / 2. / kSteps * kSpreadWidth * std::exp(kBeta * (std::cos(a) - 1.)) * std::cos(a);
+        }
     }
-    return sum * kPi / kSteps * kSpreadWidth / 2.;
-}
+    double At(double c) const {
+        double sum = 0.;
+        for (int j = 0; j < kSteps; ++j) sum += weights[j] * std::cos(c * places[j]);
+        return sum;
+    }
+
+private:
+    static constexpr int kSteps = 32;
+    double places[kSteps], weights[kSteps];
+};
+
+/// The kernel at the points around a place, read from a table by straight lines: its second derivative, at most 1.2 per
+/// point squared, leaves an error of 4e-8.
+class KernelTable {
+public:
+    KernelTable() {
+        for (int j = 0; j <= kSteps; ++j)
+            for (int p = 0; p < kSpreadWidth; ++p)
+                values[std::size_t(j)][p] = static_cast<float>(Kernel((double(j) / kSteps + p) / kHalf - 1.));
+    }
+
+    /// \param beyond from the place less half a width to the first point, 0 to 1
+    void At(double beyond, float* weights) const {
+        const double step = beyond * kSteps;
+        const int j = std::min(static_cast<int>(step), kSteps - 1);
+        const auto part = static_cast<float>(step - j);
+        const float *low = values[std::size_t(j)], *high = values[std::size_t(j) + 1];
+        for (int p = 0; p < kSpreadWidth; ++p) weights[p] = low[p] + part * (high[p] - low[p]);
+    }
+
+private:
+    static constexpr int kSteps = 2048;
+    static constexpr double kHalf = kSpreadWidth / 2.;
+    float values[kSteps + 1][kSpreadWidth];
+};
 
 int GridSize(int imageSamples) {
     std::int64_t size = 2 * kSpreadWidth;
@@ -61,30 +96,32 @@ PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>
       alongAscan(IPP::FftPlan::Get(settings.rows)), alongGrid(IPP::FftPlan::Get(gridSize)) {
     const int rows = settings.rows, samples = settings.imageSamples, middle = Middle(samples);
     const double deltaT = double{settings.deltaT};
+    static const KernelTable kernel;
+    static const KernelTransform transform;
     const auto omega = SpectralAxis(rows, deltaT), k = SpectralAxis(settings.columns, double{settings.doubleDeltaX});
     for (int x = settings.withoutMean ? 1 : 0; x < half; ++x) {
         Column& column = table[static_cast<std::size_t>(x)];
         for (int i = 0; i < rows; ++i) {
             const double phase = PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[i]}, deltaT);
             if (phase == 0.) continue;
-            const double place = phase / (2. * kPi) * gridSize, first = std::ceil(place - kSpreadWidth / 2.);
+            const double edge = phase / (2. * kPi) * gridSize - kSpreadWidth / 2., first = std::ceil(edge);
             column.rows.push_back(i);
             column.starts.push_back((static_cast<int>(first) + gridSize) % gridSize);
-            for (int p = 0; p < kSpreadWidth; ++p)
-                column.weights.push_back(static_cast<float>(Kernel((first + p - place) / (kSpreadWidth / 2.))));
+            column.weights.resize(column.weights.size() + kSpreadWidth);
+            kernel.At(first - edge, &*(column.weights.end() - kSpreadWidth));
             column.turns.push_back(
                 {static_cast<float>(std::cos(phase * middle)), static_cast<float>(std::sin(phase * middle))});
         }
     }
     for (int z = 0; z < samples; ++z)
-        correction.push_back(
-            static_cast<float>(1. / KernelTransform(kPi * kSpreadWidth * (z + 1 - middle) / gridSize)));
+        correction.push_back(static_cast<float>(1. / transform.At(kPi * kSpreadWidth * (z + 1 - middle) / gridSize)));
 }
 
 PhaseShift::Work::Work(const PhaseShift& shift)
     : lanes(static_cast<int>(IPP::Simd::ActiveFft().lanes)),
       stride((shift.settings.imageSamples + lanes - 1) / lanes * lanes), re(stride, shift.settings.columns),
       im(stride, shift.settings.columns), sumRe(stride, shift.half), sumIm(stride, shift.half),
+      columnsRe(shift.settings.rows, lanes), columnsIm(shift.settings.rows, lanes),
       spectrum(IPP::Detail::OwnedCount(2 * lanes, shift.settings.rows)),
       grids(IPP::Detail::OwnedCount(2 * lanes, shift.gridSize)), blocks(grids.size),
       plan(static_cast<int>(std::max(
@@ -97,30 +134,28 @@ PhaseShift::Work::Work(const PhaseShift& shift)
 
 // One grid for the sums over Q(i, x) and one for those over Q(i, M - x) = conj Q(-i, x), side by side. The conjugate of
 // the second's transform is the transform of its conjugate mirror image.
-void PhaseShift::Spread(const Column& column, const float* spectrum, int lane, float scale, Work& work,
+void PhaseShift::Spread(const Column& column, const float* re, const float* im, float scale, Work& work,
                         float* grid) const {
-    const int lanes = work.lanes, count = static_cast<int>(column.rows.size());
-    const auto re = [&](int row) { return spectrum[std::int64_t{2} * lanes * row + lane]; };
-    const auto im = [&](int row) { return spectrum[std::int64_t{2} * lanes * row + lanes + lane]; };
+    const int count = static_cast<int>(column.rows.size());
     for (int n = 0; n < count; ++n) {
-        const int i = column.rows[std::size_t(n)], mirror = (settings.rows - i) % settings.rows;
+        const int i = column.rows[std::size_t(n)], mirror = i == 0 ? 0 : settings.rows - i;
         const IPP::Ipp32fc turn = column.turns[std::size_t(n)];
         float* const value = &work.values[4 * std::size_t(n)];
-        value[0] = re(i) * turn.re - im(i) * turn.im;
-        value[1] = re(i) * turn.im + im(i) * turn.re;
-        value[2] = re(mirror) * turn.re + im(mirror) * turn.im;
-        value[3] = re(mirror) * turn.im - im(mirror) * turn.re;
+        value[0] = re[i] * turn.re - im[i] * turn.im;
+        value[1] = re[i] * turn.im + im[i] * turn.re;
+        value[2] = re[mirror] * turn.re + im[mirror] * turn.im;
+        value[3] = re[mirror] * turn.im - im[mirror] * turn.re;
     }
     float* const tuples = work.tuples.data();
     std::fill(work.tuples.begin(), work.tuples.end(), 0.f);
     IPP::Simd::Active().spread(column.starts.data(), column.weights.data(), work.values.data(), count, tuples);
     for (int k = 0; k < 4 * kSpreadWidth; ++k) tuples[k] += tuples[4 * std::int64_t{gridSize} + k];
-    for (int n = 0; n < gridSize; ++n) {
-        const float *here = tuples + 4 * std::int64_t{n},
-                    *mirror = tuples + 4 * std::int64_t{(gridSize - n) % gridSize};
-        grid[2 * std::int64_t{n}] = scale * (here[0] + mirror[2]);
-        grid[2 * std::int64_t{n} + 1] = scale * (here[1] - mirror[3]);
-    }
+    const auto fold = [&](std::int64_t here, std::int64_t mirror) {
+        grid[2 * here] = scale * (tuples[4 * here] + tuples[4 * mirror + 2]);
+        grid[2 * here + 1] = scale * (tuples[4 * here + 1] - tuples[4 * mirror + 3]);
+    };
+    fold(0, 0);
+    for (int n = 1; n < gridSize; ++n) fold(n, gridSize - n);
 }
 
 void PhaseShift::Migrate(const IPP::Array2D<float>& record, int firstSample, const std::vector<float>& weights,
@@ -148,10 +183,13 @@ void PhaseShift::Migrate(const IPP::Array2D<float>& record, int firstSample, con
         fft.loadRows(work.re.Row(x).data, rowBytes, count, samples, z, block);
         fft.loadRows(work.im.Row(x).data, rowBytes, count, samples, z + lanes, block);
         alongAscan->Forward({z, z + lanes, block, samples}, {z, z + lanes, block}, work.plan.data);
+        const IPP::Index columnBytes = IPP::Index{settings.rows} * sizeof(float);
+        fft.storeRows(z, block, count, settings.rows, work.columnsRe.data, columnBytes);
+        fft.storeRows(z + lanes, block, count, settings.rows, work.columnsIm.data, columnBytes);
         for (int l = 0; l < count; ++l) { // what stands for itself and its mirror image counts twice
             const bool alone = x + l == 0 || 2 * (x + l) == settings.columns;
-            Spread(table[std::size_t(x + l)], z, l, alone ? 0.5f : 1.f, work,
-                   work.grids.data + std::int64_t{2} * gridSize * l);
+            Spread(table[std::size_t(x + l)], work.columnsRe.Row(l).data, work.columnsIm.Row(l).data,
+                   alone ? 0.5f : 1.f, work, work.grids.data + std::int64_t{2} * gridSize * l);
         }
         float* const sums = work.blocks.data;
         fft.loadRows(work.grids.data, IPP::Index{2} * gridSize * sizeof(float), count, IPP::Index{2} * gridSize, sums,

@@ -62,7 +62,7 @@ private:
         std::vector<IPP::Ipp32fc> turns; ///< to the middle of the image
     };
 
-    void Spread(const Column& column, const float* spectrum, int lane, float scale, Work& work, float* grid) const;
+    void Spread(const Column& column, const float* re, const float* im, float scale, Work& work, float* grid) const;
 
     PhaseShiftSettings settings;
     int half; ///< columns that are summed
@@ -81,6 +81,7 @@ private:
     int lanes, stride;          ///< stride: samples of an A-scan in whole vectors
     IPP::Array2D<float> re, im; ///< [A-scan or wavenumber][sample]
     IPP::Array2D<float> sumRe, sumIm;
+    IPP::Array2D<float> columnsRe, columnsIm; ///< of the spectrum, one per lane
     IPP::Array<float> spectrum, grids, blocks, plan;
     std::vector<float> values, tuples;
 };
