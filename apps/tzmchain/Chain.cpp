@@ -12,6 +12,7 @@
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
@@ -236,6 +237,12 @@ const std::vector<AlgorithmRow>& Algorithms() {
                                     {{"timeZero", &AlgoParamKirchhoffMigration::timeZero},
                                      {"permittivity", &AlgoParamKirchhoffMigration::permittivity},
                                      {"overlays", &AlgoParamKirchhoffMigration::overlays}}),
+        Row<AlgoGazdagMigration>("steps down by phase shift, with a speed that falls near the surface", 20,
+                                 {{"timeZero", &AlgoParamGazdagMigration::timeZero},
+                                  {"permittivity", &AlgoParamGazdagMigration::permittivity},
+                                  {"overlays", &AlgoParamGazdagMigration::overlays},
+                                  {"useFFT", &AlgoParamGazdagMigration::useFFT},
+                                  {"useTaper", &AlgoParamGazdagMigration::useTaper}}),
         Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2),
         Row<AlgoAutoGain>("lifts the late part of A-scans and levels them by their envelopes", 6,
                           {{"MaxAmp", &AlgoParamAutoGain::MaxAmp},
@@ -321,12 +328,14 @@ Parameter* Step::Find(const std::string& parameterName) {
 namespace {
 
 /// The chain of these algorithms, and of a background removal ahead of the migration if one is wanted.
-Chain Of(std::initializer_list<const char*> preparation, const std::string& background) {
+Chain Of(std::initializer_list<const char*> preparation, const ChainChoice& choice, const std::string& ownBackground) {
+    const std::string background = choice.background.value_or(ownBackground);
     Chain chain;
-    const auto add = [&chain](const char* name) { chain.steps.emplace_back(*FindRow(name)); };
+    const auto add = [&chain](const std::string& name) { chain.steps.emplace_back(*FindRow(name)); };
     for (const char* name : preparation) add(name);
     if (background != "none") add("BgRemoval");
-    for (const char* name : {"FkMigration", "Mig2Post", "DepthGaining", "NormalizationCscan"}) add(name);
+    add(choice.migration);
+    for (const char* name : {"Mig2Post", "DepthGaining", "NormalizationCscan"}) add(name);
     const auto set = [&chain](const char* parameter, const Json::Value& value) {
         for (Step& step : chain.steps)
             if (Parameter* found = step.Find(parameter)) found->set(value);
@@ -340,20 +349,17 @@ Chain Of(std::initializer_list<const char*> preparation, const std::string& back
 
 } // namespace
 
-Chain Chain::Standard(const std::optional<std::string>& background) {
-    return Of({"OffsetRemoval"}, background.value_or("none"));
-}
+Chain Chain::Standard(const ChainChoice& choice) { return Of({"OffsetRemoval"}, choice, "none"); }
 
 // Offsets go first, since the detection compares counts with a threshold. Levels come ahead of the bistatic correction:
 // that crushes the direct wave of the bistatic channels, so that behind it the energy of traces with a direct wave
 // would be compared with that of traces without. Only the surface is taken out for background: a median would take bars
 // along the scan with it.
-Chain Chain::StandardFor(const Recording& recording, const std::optional<std::string>& background) {
+Chain Chain::StandardFor(const Recording& recording, const ChainChoice& choice) {
     const int bscans = recording.size.bscans;
-    if (bscans % 5 != 0 && bscans % 7 != 0) return Standard(background);
-    if (recording.oneAntennaPair) return Of({"OffsetRemoval", "TimeZeroDetection"}, background.value_or("none"));
-    return Of({"OffsetRemoval", "TimeZeroDetection", "EnergyCorrection", "BistaticCorrection"},
-              background.value_or("surface"));
+    if (bscans % 5 != 0 && bscans % 7 != 0) return Standard(choice);
+    if (recording.oneAntennaPair) return Of({"OffsetRemoval", "TimeZeroDetection"}, choice, "none");
+    return Of({"OffsetRemoval", "TimeZeroDetection", "EnergyCorrection", "BistaticCorrection"}, choice, "surface");
 }
 
 Chain Chain::FromDocument(const Json::Value& document, const std::string& name) {

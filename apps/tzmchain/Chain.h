@@ -71,16 +71,22 @@ struct StepReport {
     std::vector<int> shifts; ///< samples by which a time-zero detection moved every B-scan, else none
 };
 
+/// What the standard chain leaves to the user.
+struct ChainChoice {
+    std::optional<std::string> background; ///< procedure of the background removal; else the chain's own
+    std::string migration = "FkMigration"; ///< the algorithm
+};
+
 /// Algorithms in the order of their work.
 class Chain {
 public:
-    /// Offset removal, Fk migration and envelope, for a time zero that is known.
-    static Chain Standard(const std::optional<std::string>& background = {});
+    /// Offset removal, migration and envelope, for a time zero that is known.
+    static Chain Standard(const ChainChoice& choice = {});
 
     /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
     /// and times in common first; recordings of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
     /// divides is left with the chain above.
-    static Chain StandardFor(const Recording& recording, const std::optional<std::string>& background = {});
+    static Chain StandardFor(const Recording& recording, const ChainChoice& choice = {});
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that
     /// the program wrote is such a document, too. Refusal, beginning with `name`, for an unknown algorithm or parameter

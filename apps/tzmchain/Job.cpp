@@ -176,8 +176,8 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
         recording = read(folder);
         // Who gives the time zero doesn't want it detected.
         chain = givenChain         ? std::move(*givenChain)
-                : options.timeZero ? Chain::Standard(options.background)
-                                   : Chain::StandardFor(recording, options.background);
+                : options.timeZero ? Chain::Standard(options.choice)
+                                   : Chain::StandardFor(recording, options.choice);
         for (const Step& step : chain.steps) progress.Plan(step.row->name, samples * step.row->cost);
         progress.Plan("pictures", samples * kPictureCost);
         progress.Plan("image", samples * kWriteCost);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Chain.h"
 #include "Picture.h"
 #include "Scene.h"
 
@@ -19,8 +20,8 @@ struct JobOptions {
     std::optional<int> timeZero;
     std::optional<double> permittivity;
     std::optional<double> antennaOffset;
-    std::optional<std::string> background; ///< procedure of the standard chain's background removal
-    int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
+    ChainChoice choice;
+    int threads = 0; ///< 0: as many as the OpenMP runtime takes
     Style style;
     bool quiet = false;
 };

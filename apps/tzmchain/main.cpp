@@ -78,9 +78,13 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--antenna-offset", options.antennaOffset,
                        "Metres between transmitter and receiver of a bistatic channel, likewise");
     command
-        .add_option("--background", options.background,
+        .add_option("--background", options.choice.background,
                     "Background removal of the standard chain: none, median, classify, highpass or surface")
         ->check(CLI::IsMember({"none", "median", "classify", "highpass", "surface"}));
+    command
+        .add_option("--migration", options.choice.migration, "Migration of the standard chain: fk, kirchhoff or gazdag")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, std::string>{
+            {"fk", "FkMigration"}, {"kirchhoff", "KirchhoffMigration"}, {"gazdag", "GazdagMigration"}}));
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
     command.add_option("--colours", options.style.colours, "Colours of signed values: grey or seismic")
         ->transform(CLI::CheckedTransformer(
@@ -111,7 +115,7 @@ int Main(int argc, char** argv) {
     demo->add_flag("--mesh", "A slab under a mesh of 10 cm, with its background classified")
         ->each([&](const std::string&) {
             scene.bars = kMeshBars;
-            if (!options.background) options.background = "classify";
+            if (!options.choice.background) options.choice.background = "classify";
         });
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
