@@ -22,7 +22,10 @@
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
 #include "Algorithms/Reduction/AlgoVerticalSumUp.h"
-#include "Framework/CalcError.h"
+
+#include <vtkExtractVOI.h>
+#include <vtkImageData.h>
+#include <vtkIntArray.h>
 
 #include <algorithm>
 #include <cmath>
@@ -162,10 +165,11 @@ AlgorithmRow Row(const std::string& summary, double cost, std::vector<Field<Para
             keys,
             std::is_same_v<A, TZM::AlgoTimeZeroDetection>,
             std::is_base_of_v<TZM::AlgoParamMigrationBase, ParamsOf<A>>,
-            [] { return std::make_unique<A>(); },
-            [fields](TZM::AlgoBase& algorithm) {
+            [] { return vtkSmartPointer<AlgorithmFilter>::Take(FilterOf<A>::New()); },
+            [fields](AlgorithmFilter& filter) {
+                auto& params = static_cast<FilterOf<A>&>(filter).Algorithm().GetParams();
                 std::vector<Parameter> all;
-                for (const auto& field : fields) all.push_back(field.bind(static_cast<A&>(algorithm).GetParams()));
+                for (const auto& field : fields) all.push_back(field.bind(params));
                 return all;
             }};
 }
@@ -180,27 +184,6 @@ std::string Joined(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
     return text;
-}
-
-TZM::ImageProps Props(const Dimensions& size) { return {size.samples, size.ascans, size.bscans}; }
-
-/// What a failure of an algorithm means to the user.
-std::string Explain(const TZM::Exception::CalcError& error, const Dimensions& size) {
-    const std::string code = " (code " + std::to_string(error.GetCode()) + ": " + error.GetMessage() + ")";
-    if (error.GetCode() == -10) return "needs a permittivity above 0" + code;
-    if (error.GetCode() == -11)
-        return "refuses " + std::to_string(size.bscans) + " B-scans, since neither 5 nor 7 channels divide them" + code;
-    if (error.GetMessage() == std::string("IPP::Exception::ippsHilbert_outOfRange32f") && size.samples > 1024)
-        return "takes A-scans of up to 1024 samples, and these have " + std::to_string(size.samples) + "" + code;
-    return "can't work on " + size.Text() + " samples" + code;
-}
-
-Recording FiveTimes(const Recording& line) {
-    Recording block = line;
-    block.size.bscans = kCopiesOfSingleLine;
-    block.data = AllocateSamples(block.size.Count());
-    for (int z = 0; z < kCopiesOfSingleLine; ++z) std::copy_n(line.data.get(), line.size.Count(), block.Bscan(z));
-    return block;
 }
 
 } // namespace
@@ -317,7 +300,7 @@ std::string Key::Limits() const {
     return std::isinf(low) ? "at most " + Number(high) : Number(low) + " to " + Number(high);
 }
 
-Step::Step(const AlgorithmRow& kind) : row(&kind), algorithm(kind.make()), parameters(kind.parameters(*algorithm)) {}
+Step::Step(const AlgorithmRow& kind) : row(&kind), filter(kind.make()), parameters(kind.parameters(*filter)) {}
 
 Parameter* Step::Find(const std::string& parameterName) {
     for (Parameter& parameter : parameters)
@@ -424,7 +407,7 @@ void Chain::ReadConfiguration() {
     for (Step& step : steps) {
         std::vector<Json::Value> before;
         for (const Parameter& parameter : step.parameters) before.push_back(parameter.get());
-        step.algorithm->ParseParamsFromJsonConfig();
+        step.filter->Algorithm().ParseParamsFromJsonConfig();
         for (std::size_t i = 0; i < before.size(); ++i)
             if (step.parameters[i].get() != before[i]) step.given.insert(step.parameters[i].name);
     }
@@ -442,86 +425,81 @@ Chain::Use Chain::Find(const std::string& parameter) const {
 
 namespace {
 
-/// Samples by which the detection moved each B-scan, whose A-scans stand in the result from there on. The algorithm
-/// tells only the largest of them.
-std::vector<int> Shifts(const Recording& before, const Recording& after) {
-    const std::int64_t samples = before.size.samples, length = samples * before.size.ascans;
-    const auto moved = [&](int bscan, std::int64_t shift) {
-        const float *in = before.Bscan(bscan), *out = after.Bscan(bscan);
-        for (std::int64_t i = 0; i < length; i += samples)
-            if (!std::equal(in + i + shift, in + i + samples, out + i)) return false;
-        return true;
-    };
-    std::vector<int> shifts;
-    for (int z = 0; z < before.size.bscans; ++z) {
-        int shift = 0;
-        while (shift < samples && !moved(z, shift)) ++shift;
-        shifts.push_back(shift < samples ? shift : 0); // values that aren't finite aren't found again
-    }
-    return shifts;
+/// Cuts a block down to its first samples and B-scans.
+vtkSmartPointer<vtkImageAlgorithm> CropOf(vtkAlgorithmOutput* port, const Dimensions& size) {
+    const auto crop = vtkSmartPointer<vtkExtractVOI>::New();
+    crop->SetInputConnection(port);
+    crop->SetVOI(0, size.samples - 1, 0, size.ascans - 1, 0, size.bscans - 1);
+    return crop;
 }
 
-/// Shortens the A-scans of a block to their first `samples` samples, in its place.
-void Crop(Recording& block, int samples) {
-    const std::int64_t ascans = std::int64_t{block.size.ascans} * block.size.bscans, before = block.size.samples;
-    for (std::int64_t i = 1; i < ascans; ++i)
-        std::copy_n(block.data.get() + i * before, samples, block.data.get() + i * samples);
-    block.size.samples = samples;
+/// Every A-scan is valid.
+void SetValidRanges(AlgorithmFilter& filter, const Dimensions& size) {
+    for (const auto& [array, value] :
+         {std::pair(filter.GetBscanInfoFirstValidIdx(), 0), std::pair(filter.GetBscanInfoValidLen(), size.ascans)}) {
+        array->SetNumberOfValues(size.bscans);
+        array->Fill(value);
+    }
+}
+
+std::string TextOf(const StepReport& report) {
+    const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
+    return "note: time zero was found at " +
+           (*low == *high ? "sample " + std::to_string(*low)
+                          : "samples " + std::to_string(*low) + " to " + std::to_string(*high)) +
+           "; " + std::to_string(report.output.samples) + " samples are left";
 }
 
 } // namespace
 
-Recording Chain::Run(Recording recording, Progress& progress, const Observer& observe) {
-    TZM::AlgoGlobalSettings& settings = TZM::AlgoBase::GetGlobalSettings();
-    settings.delta_t = static_cast<float>(recording.deltaT);
-    settings.delta_x = static_cast<float>(recording.deltaX);
+Recording Chain::Run(RecordingReader* reader, const Recording& recording, Progress& progress, const Observer& observe) {
+    vtkTZMSimpleImageToImageFilter::GetOptions().SetDelta_t(static_cast<float>(recording.deltaT));
+    vtkTZMSimpleImageToImageFilter::GetOptions().SetDelta_x(static_cast<float>(recording.deltaX));
     reports.clear();
+    parts = {reader};
+    const auto connect = [this](const vtkSmartPointer<vtkImageAlgorithm>& part) {
+        part->SetInputConnection(Output());
+        part->ReleaseDataFlagOff();
+        part->Modified(); // parameters aren't told to VTK
+        parts.back()->ReleaseDataFlagOn();
+        parts.push_back(part);
+    };
 
-    const bool singleLine = recording.size.bscans == 1;
-    Recording block = singleLine ? FiveTimes(recording) : recording;
-    recording.data.reset();
+    Recording block = recording;
     for (Step& step : steps) {
+        block = RecordingOf(parts.back()->GetOutput(), block);
+        const Dimensions before = block.size;
         if (observe) observe(step, block);
-        const std::string& name = step.row->name;
-        const TZM::ImageProps props = Props(block.size), outProps = step.algorithm->GetAdjustedImageDimensions(props);
-        Recording out = block;
-        out.size = {outProps.samplesPerAscan, outProps.ascansPerBscan, outProps.bscanCount};
-        if (step.row->migrates) {
-            const int dropped = step.Find("timeZero")->get().asInt();
-            if (dropped < 0 || dropped >= block.size.samples)
-                throw Refusal(name + ": timeZero " + std::to_string(dropped) + " isn't one of the samples 0 to " +
-                              std::to_string(block.size.samples - 1));
-            out.startTime += dropped * block.deltaT;
-            out.timeZero = 0;
-        }
-        StepReport report{name, block.size, {}, 0, {}};
-        report.seconds = progress.Do(name, block.size.Text() + " to " + out.size.Text(), [&] {
-            try {
-                out.data = AllocateSamples(out.size.Count());
-                step.algorithm->Execute(block.data.get(), props, out.data.get(), outProps);
-            } catch (const TZM::Exception::CalcError& error) {
-                throw Refusal(name + " " + Explain(error, block.size));
-            }
-            if (!step.row->findsTimeZero) return;
-            const auto& detection = static_cast<const TZM::AlgoTimeZeroDetection&>(*step.algorithm);
-            report.shifts = Shifts(block, out);
-            Crop(out, detection.GetNewOutProps().samplesPerAscan);
-            out.startTime = 0;
-            out.timeZero = 0;
+        block.data.reset();
+        const TZM::ImageProps adjusted =
+            step.filter->Algorithm().GetAdjustedImageDimensions({before.samples, before.ascans, before.bscans});
+        const Dimensions after{adjusted.samplesPerAscan, adjusted.ascansPerBscan, adjusted.bscanCount};
+        SetValidRanges(*step.filter, before);
+        connect(step.filter);
+        StepReport report{step.row->name, before, after, 0, {}};
+        report.seconds = progress.Do(step.row->name, before.Text() + " to " + after.Text(), [&] {
+            Update(step.filter, step.row->name, progress);
+            report.shifts = step.filter->Shifts();
+            report.output.samples = step.filter->UsableSamples();
+            if (report.output.samples < 1) throw Refusal(step.row->name + " leaves no samples");
+            if (report.output == after) return;
+            connect(CropOf(Output(), report.output));
+            Update(parts.back(), step.row->name, progress);
         });
-        if (!report.shifts.empty()) {
-            const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
-            progress.Note("note: time zero was found at " +
-                          (*low == *high ? "sample " + std::to_string(*low)
-                                         : "samples " + std::to_string(*low) + " to " + std::to_string(*high)) +
-                          "; " + std::to_string(out.size.samples) + " samples are left" +
-                          (block.timeZero ? "; the recording says sample " + std::to_string(*block.timeZero) : ""));
-        }
-        report.output = out.size;
+        if (!report.shifts.empty())
+            progress.Note(TextOf(report) + (block.timeZero && step.row->findsTimeZero
+                                                ? "; the recording says sample " + std::to_string(*block.timeZero)
+                                                : ""));
+        if (step.row->findsTimeZero || step.row->migrates) block.timeZero = 0;
         reports.push_back(report);
-        block = std::move(out); // releases the step's input
     }
-    if (singleLine) block.size.bscans = 1;
+    if (recording.size.bscans == 1) {
+        Dimensions first = reports.back().output;
+        first.bscans = 1;
+        connect(CropOf(Output(), first));
+        Update(parts.back(), "", progress);
+    }
+    block = RecordingOf(parts.back()->GetOutput(), block);
     RequireFinite(block, "the image");
     return block;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Pipeline.h"
 #include "Recording.h"
 
-#include "Framework/AlgoBase.h"
 #include "Framework/JsonKeyInfo.h"
 
 #include <json/value.h>
@@ -44,8 +44,8 @@ struct AlgorithmRow {
     std::vector<Key> keys;
     bool findsTimeZero; ///< moves time zero to sample 0
     bool migrates;      ///< drops the samples ahead of time zero
-    std::function<std::unique_ptr<TZM::AlgoBase>()> make;
-    std::function<std::vector<Parameter>(TZM::AlgoBase&)> parameters;
+    std::function<vtkSmartPointer<AlgorithmFilter>()> make;
+    std::function<std::vector<Parameter>(AlgorithmFilter&)> parameters;
 };
 
 /// Every algorithm that a chain may name, in the order in which a chain would use them.
@@ -57,7 +57,7 @@ struct Step {
     Parameter* Find(const std::string& parameterName);
 
     const AlgorithmRow* row;
-    std::unique_ptr<TZM::AlgoBase> algorithm;
+    vtkSmartPointer<AlgorithmFilter> filter;
     std::vector<Parameter> parameters;
     std::set<std::string> given; ///< parameters that somebody set
 };
@@ -114,23 +114,27 @@ public:
     /// Called ahead of every step with the block that it will get.
     using Observer = std::function<void(const Step& next, const Recording& block)>;
 
-    /// Runs the steps one after the other and gives the image. Samples that a migration dropped are reckoned into its
-    /// start; behind a time-zero detection time counts from there, and the block is cropped to the samples that hold
-    /// data in every B-scan. A recording of one B-scan is handed on as five equal ones, and the first of the image is
-    /// kept, since algorithms that tell channels apart refuse another count. The recording's samples are released after
-    /// the first step. Refusal if an algorithm refuses the block or its parameters, or if the image is empty or not
-    /// finite.
-    Recording Run(Recording recording, Progress& progress, const Observer& observe = {});
+    /// Connects the steps behind the reader, which is up to date, brings them up to date one after the other and gives
+    /// the image. Samples that a migration dropped are reckoned into its start; behind a time-zero detection time
+    /// counts from there, and the block is cropped to the samples that hold data in every B-scan. Of a single line,
+    /// which the reader gives several times for algorithms that tell channels apart, the first is kept. Blocks are
+    /// released on the way, so that two live at a time. `recording`: what was read, without its samples. Refusal if an
+    /// algorithm refuses the block or its parameters, or if the image is empty or not finite.
+    Recording Run(RecordingReader* reader, const Recording& recording, Progress& progress,
+                  const Observer& observe = {});
+
+    /// Where the image of the last Run is to be had.
+    vtkAlgorithmOutput* Output() const { return parts.back()->GetOutputPort(); }
 
     /// The chain as a document, with the parameters as they are.
     Json::Value Document() const;
 
     std::vector<Step> steps;
     std::vector<StepReport> reports; ///< of the last Run
-};
 
-/// B-scans handed to the chain for each one of a single line.
-inline constexpr int kCopiesOfSingleLine = 5;
+private:
+    std::vector<vtkSmartPointer<vtkImageAlgorithm>> parts; // of the pipeline of the last Run, in their order
+};
 
 /// Lines that tell which keys of a configuration document the algorithms will skip: those of another JSON type, and
 /// those that aren't known in the section of an algorithm.

@@ -7,13 +7,15 @@
 #include "Refusal.h"
 #include "Text.h"
 #include "Views.h"
-#include "VtkFile.h"
 #include "VtkLog.h"
 
 #include "Framework/Logger.h"
 
 #include <omp.h>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <vtkImageData.h>
+#include <vtkNew.h>
 
 #include <algorithm>
 #include <cmath>
@@ -39,11 +41,11 @@ void RequireAccepted(bool accepted, const fs::path& file) {
     if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ": " + OneLine(told)));
 }
 
-/// Gives the library its documents, and the terminal a line for every key that it will skip.
 /// What counts without a configuration document. The migration is periodic in time: without room below, the surface
 /// would come back at the bottom of the image.
 constexpr char kConfiguration[] = R"({"FkMigration": {"DepthSpectrumSizeExtension": 1}})";
 
+/// Gives the library its documents, and the terminal a line for every key that it will skip.
 void LoadDocuments(const JobOptions& options, Progress& progress) {
     const VtkLog silence([](const std::string&) {}); // what is told is told in one line
     if (!options.configuration.empty()) {
@@ -116,6 +118,13 @@ Recording WithoutSamples(const Recording& recording) {
     return bare;
 }
 
+/// The most memory that the program has held.
+std::int64_t PeakBytes() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return std::int64_t{usage.ru_maxrss} * 1024;
+}
+
 /// "after OffsetRemoval, FkMigration, Mig2Post", of the steps from `begin` up to `end`.
 std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
     std::string title = "after ";
@@ -172,8 +181,12 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     Recipe recipe;
     Recording recording;
     Chain chain;
+    const vtkNew<RecordingReader> reader;
+    reader->SetRead([&] { return read(folder); });
     recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] {
-        recording = read(folder);
+        Update(reader, "", progress);
+        recording = RecordingOf(reader->GetOutput(), reader->About());
+        recording.size = reader->About().size; // the first of the copies of a single line
         // Who gives the time zero doesn't want it detected.
         chain = givenChain         ? std::move(*givenChain)
                 : options.timeZero ? Chain::Standard(options.choice)
@@ -184,14 +197,15 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
     }));
     RequireFinite(recording, recording.file.string());
     Settle(chain, recording, options, progress);
-    recipe.input = WithoutSamples(recording);
     if (recording.size.bscans == 1)
         progress.Note("note: the single line is handed to the chain as five equal B-scans; the first is kept");
-
     Stages stages(chain, recording);
-    const Recording image =
-        chain.Run(std::move(recording), progress,
-                  [&stages](const Step& next, const Recording& block) { stages.Observe(next, block); });
+    recording.data.reset(); // the reader releases them
+    recipe.input = recording;
+
+    const Recording image = chain.Run(reader, recording, progress, [&stages](const Step& next, const Recording& block) {
+        stages.Observe(next, block);
+    });
     recipe.imageRange = RangeOf(image);
     recipe.image = WithoutSamples(image);
     recipe.seconds.emplace_back("pictures", progress.Do("pictures", "", [&] {
@@ -199,9 +213,11 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
         const auto slices = DrawDepthSlices(image, folder.Path(), options.style);
         recipe.outputs.insert(recipe.outputs.end(), slices.begin(), slices.end());
     }));
-    recipe.seconds.emplace_back(
-        "image", progress.Do("image", image.size.Text(), [&] { WriteVti(image, folder.Path() / kImage); }));
+    recipe.seconds.emplace_back("image", progress.Do("image", image.size.Text(), [&] {
+        WriteVti(chain.Output(), folder.Path() / kImage, progress);
+    }));
 
+    recipe.peakBytes = PeakBytes();
     recipe.threads = omp_get_max_threads();
     recipe.configuration = TZM::AlgoBase::GetConfigString();
     recipe.calibration = TZM::AlgoBase::GetCalibrationString();

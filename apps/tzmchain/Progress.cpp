@@ -22,11 +22,12 @@ std::string Duration(double seconds) {
 
 } // namespace
 
-Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double elapsed, double planned) {
+Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double elapsed, double planned, double share) {
     if (!(planned > 0) || !(doneCost > 0)) return {0, -1};
     const double secondsPerCost = doneSeconds / doneCost;
     // A task that takes longer than thought never counts as done, and its rest isn't below a twentieth of it.
-    const double spent = secondsPerCost > 0 ? std::min(elapsed / secondsPerCost, 0.95 * cost) : 0;
+    const double byTime = secondsPerCost > 0 ? elapsed / secondsPerCost : 0;
+    const double spent = std::min(std::max(byTime, share * cost), 0.95 * cost);
     return {(doneCost + spent) / planned, (planned - doneCost - spent) * secondsPerCost};
 }
 
@@ -40,6 +41,7 @@ void Progress::Plan(const std::string& name, double cost) {
 
 double Progress::Do(const std::string& name, const std::string& detail, const std::function<void()>& task) {
     const Clock::time_point begin = Clock::now();
+    told = 0;
     std::condition_variable ended;
     bool stop = false;
     std::thread drawer;
@@ -92,7 +94,7 @@ void Progress::DrawBar(Clock::time_point taskBegin) {
     const double elapsed = Seconds(Clock::now() - taskBegin);
     if (doneSeconds + elapsed < kPatience || done >= tasks.size()) return;
     const Task& task = tasks[done];
-    const Estimate rest = EstimateRest(doneCost, doneSeconds, task.cost, elapsed, planned);
+    const Estimate rest = EstimateRest(doneCost, doneSeconds, task.cost, elapsed, planned, told);
     constexpr int kWidth = 32;
     const int filled = static_cast<int>(rest.share * kWidth);
     const std::string bar = std::string(filled, '#') + std::string(kWidth - filled, '.');

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -24,6 +25,9 @@ public:
     /// Does the next task of the plan, prints its line and gives its seconds. What `task` throws passes through.
     double Do(const std::string& name, const std::string& detail, const std::function<void()>& task);
 
+    /// Tells how much of the task that is being done is done, 0 to 1; without it the bar goes by time.
+    void Share(double share) { told = share; }
+
     /// Prints a line above the bar.
     void Note(const std::string& line);
 
@@ -41,15 +45,17 @@ private:
     std::vector<Task> tasks;
     std::size_t done = 0;
     double doneCost = 0, doneSeconds = 0, planned = 0;
+    std::atomic<double> told{0};
     std::mutex mutex; // of the terminal and of what the bar shows
 };
 
-/// Share of the work that is done and seconds that are left, `elapsed` seconds into a task of `cost`, when tasks of
-/// `doneCost` took `doneSeconds` and all tasks together cost `planned`.
+/// Share of the work that is done and seconds that are left, `elapsed` seconds into a task of `cost` that tells a
+/// `share`, when tasks of `doneCost` took `doneSeconds` and all tasks together cost `planned`.
 struct Estimate {
     double share;
     double secondsLeft; ///< below 0 if there is nothing to go by yet
 };
-Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double elapsed, double planned);
+Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double elapsed, double planned,
+                      double share = 0);
 
 } // namespace tzmchain

@@ -52,6 +52,7 @@ std::string RecipeText(const Recipe& recipe, const Chain& chain) {
     root["versions"]["jsoncpp"] = JSONCPP_VERSION_STRING;
     root["versions"]["cairo"] = cairo_version_string();
     root["threads"] = recipe.threads;
+    root["peak_memory_bytes"] = Json::Int64{recipe.peakBytes};
 
     root["input"] = Describe(recipe.input);
     root["input"]["file"] = recipe.input.file.filename().string();

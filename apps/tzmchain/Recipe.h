@@ -19,6 +19,7 @@ struct Recipe {
     std::string configuration; ///< the documents that the algorithms read
     std::string calibration;
     int threads = 1;
+    std::int64_t peakBytes = 0;                          ///< the most memory that the program held
     std::vector<std::pair<std::string, double>> seconds; ///< of what isn't a step of the chain
     std::vector<std::string> outputs;                    ///< names of the files
 };

@@ -11,7 +11,6 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkXMLImageDataReader.h>
-#include <vtkXMLImageDataWriter.h>
 
 #include <cmath>
 #include <fstream>
@@ -60,34 +59,39 @@ bool HoldsText(vtkXMLImageDataReader* reader) {
 
 } // namespace
 
-Recording ReadVti(const std::filesystem::path& file) {
+vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file) {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored)) throw Refusal("can't read " + file.string());
-    Recording recording;
     if (!EndsAsVtkFile(file)) throw Refusal(file.string() + " can't be read as a VTK image: its end is missing");
-    recording.file = file;
-    recording.checksum = ChecksumOf(file);
-
     const FirstMessage message;
     const auto requireQuiet = [&] {
         if (message.Caught()) throw Refusal(file.string() + " can't be read as a VTK image: " + message.Text());
     };
-    const vtkNew<vtkXMLImageDataReader> reader;
+    auto reader = vtkSmartPointer<vtkXMLImageDataReader>::New();
     reader->SetFileName(file.c_str());
     reader->UpdateInformation();
     requireQuiet();
     if (HoldsText(reader)) throw Refusal(file.string() + " holds text in place of numbers");
     reader->Update();
     requireQuiet();
-    vtkImageData* image = reader->GetOutput();
+    vtkPointData* points = reader->GetOutput()->GetPointData();
+    if (!points->GetScalars() && points->GetNumberOfArrays() == 1) points->SetScalars(points->GetArray(0));
+    vtkDataArray* scalars = points->GetScalars();
+    if (!scalars || scalars->GetNumberOfComponents() != 1 || reader->GetOutput()->GetNumberOfPoints() < 1 ||
+        scalars->GetNumberOfTuples() != reader->GetOutput()->GetNumberOfPoints())
+        throw Refusal(file.string() + " doesn't hold one number for each point of an image");
+    return reader;
+}
 
+Recording ReadVti(const std::filesystem::path& file) {
+    const auto reader = OpenVti(file);
+    vtkImageData* image = reader->GetOutput();
+    vtkDataArray* scalars = image->GetPointData()->GetScalars();
+    Recording recording;
+    recording.file = file;
+    recording.checksum = ChecksumOf(file);
     const int* dimensions = image->GetDimensions();
     recording.size = {dimensions[0], dimensions[1], dimensions[2]};
-    vtkDataArray* scalars = image->GetPointData()->GetScalars();
-    if (!scalars && image->GetPointData()->GetNumberOfArrays() == 1) scalars = image->GetPointData()->GetArray(0);
-    if (!scalars || scalars->GetNumberOfComponents() != 1 || image->GetNumberOfPoints() < 1 ||
-        scalars->GetNumberOfTuples() != recording.size.Count())
-        throw Refusal(file.string() + " doesn't hold one number for each point of an image");
 
     const double *spacing = image->GetSpacing(), *origin = image->GetOrigin();
     const int* extent = image->GetExtent();
@@ -107,28 +111,6 @@ Recording ReadVti(const std::filesystem::path& file) {
     }
     recording.data = Samples(floats->GetPointer(0), [floats](float*) {}); // the array lives as long as the block
     return recording;
-}
-
-void WriteVti(const Recording& recording, const std::filesystem::path& file) {
-    const vtkNew<vtkFloatArray> floats;
-    floats->SetName("amplitude");
-    floats->SetArray(recording.data.get(), recording.size.Count(), 1); // 1: the memory stays ours
-    const vtkNew<vtkImageData> image;
-    image->SetDimensions(recording.size.samples, recording.size.ascans, recording.size.bscans);
-    image->SetSpacing(recording.deltaT / kNanosecond, recording.deltaX, recording.lineSpacing.value_or(1));
-    image->SetOrigin(recording.startTime / kNanosecond, recording.startX, 0);
-    image->GetPointData()->SetScalars(floats);
-
-    const FirstMessage message;
-    const vtkNew<vtkXMLImageDataWriter> writer;
-    writer->SetFileName(file.c_str());
-    writer->SetInputData(image);
-    writer->SetDataModeToAppended();
-    writer->EncodeAppendedDataOff();
-    writer->SetCompressorTypeToNone();
-    writer->SetHeaderTypeToUInt64();
-    if (!writer->Write() || message.Caught() || writer->GetErrorCode() != 0)
-        throw Refusal("can't write " + file.string() + ": " + message.Text());
 }
 
 } // namespace tzmchain

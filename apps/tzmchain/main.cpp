@@ -1,4 +1,5 @@
 #include "Chain.h"
+#include "Diff.h"
 #include "Job.h"
 #include "OutputFolder.h"
 #include "Recording.h"
@@ -18,7 +19,7 @@ namespace {
 
 using namespace tzmchain;
 
-constexpr int kRefused = 2, kFailed = 1;
+constexpr int kRefused = 2, kFailed = 1, kDiffer = 1;
 
 void Info(const std::filesystem::path& input) {
     const Recording recording = ReadRecording(input);
@@ -65,6 +66,18 @@ void List() {
             std::printf("    key       %-46s %-15s %s%s\n", key.FullName().c_str(), key.TypeName(),
                         key.defaultValue.c_str(), key.Limits().empty() ? "" : (", " + key.Limits()).c_str());
     }
+}
+
+/// Tells how two images differ; whether they agree.
+bool Compare(const DiffOptions& options) {
+    const Difference difference = Diff(options);
+    const auto line = [](const char* name, double value) { std::printf("%-18s %s\n", name, Number(value, 7).c_str()); };
+    std::printf("%-18s %s, %s\n", "images", difference.kind.c_str(), difference.agree ? "agree" : "differ");
+    line("threshold", options.threshold);
+    if (difference.largest >= 0) line("largest", difference.largest);
+    line("sum", difference.sum);
+    line("beyond threshold", difference.beyond);
+    return difference.agree;
 }
 
 /// The options that `run` and `demo` share.
@@ -119,6 +132,13 @@ int Main(int argc, char** argv) {
         });
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
+    DiffOptions diffOptions;
+    CLI::App* diff = app.add_subcommand("diff", "Compare two .vti point by point: exit code 0 if they agree, 1 if not");
+    diff->add_option("A", diffOptions.first, "Image of floats or unsigned 16-bit integers")->required();
+    diff->add_option("B", diffOptions.second, "Image to compare with")->required();
+    diff->add_flag("--relative", diffOptions.relative, "Compare floats against the larger magnitude");
+    diff->add_option("--threshold", diffOptions.threshold, "Difference that a point may have");
+    diff->add_option("--out", diffOptions.out, "Write the differences beyond the threshold to this .vti");
     CLI::App* list = app.add_subcommand("list", "List the algorithms with parameters, defaults and keys");
 
     try {
@@ -127,6 +147,7 @@ int Main(int argc, char** argv) {
         if (*demo) Demo(options, scene);
         if (*info) Info(input);
         if (*list) List();
+        if (*diff) return Compare(diffOptions) ? 0 : kDiffer;
         return 0;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error); // help or version was asked for

@@ -6,6 +6,9 @@
 #include "Text.h"
 
 #include <gtest/gtest.h>
+#include <vtkImageData.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
 
 #include <algorithm>
 #include <cmath>
@@ -34,9 +37,19 @@ Recording Block(Dimensions size) {
     return recording;
 }
 
-Recording RunQuietly(Chain& chain, Recording recording) {
+Recording RunQuietly(Chain& chain, const Recording& recording) {
     Progress silent(true, false);
-    return chain.Run(std::move(recording), silent);
+    const vtkNew<RecordingReader> reader;
+    int reads = 0;
+    reader->SetRead([&] {
+        ++reads;
+        return recording;
+    });
+    Update(reader, "", silent);
+    const Recording image = chain.Run(reader, reader->About(), silent);
+    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(reader->GetOutput()->GetPointData()->GetScalars(), nullptr); // released on the way
+    return image;
 }
 
 } // namespace
@@ -134,6 +147,49 @@ TEST(Chain, ReckonsDroppedSamplesIntoTheStartOfTheImage) {
     EXPECT_TRUE((chain.reports[4].output == Dimensions{54, 16, 5}));
 }
 
+TEST(Chain, GivesBitByBitWhatTheAlgorithmsGiveByHand) {
+    Recording recording = Block({128, 20, 10});
+    for (std::int64_t i = 0; i < recording.size.Count(); ++i)
+        recording.data[i] = recording.data[i] * 1000 - (i % 128 >= 20 && i % 128 < 26 ? 20000.f : 0.f);
+    Chain chain = Chain::StandardFor(recording, {"median", "GazdagMigration"});
+    chain.BeginAtDetectedTimeZero();
+    ASSERT_EQ(chain.steps.size(), 9u);
+    const Recording image = RunQuietly(chain, recording);
+    EXPECT_EQ(chain.reports[1].output.samples, 108);
+
+    std::vector<float> block(recording.data.get(), recording.data.get() + recording.size.Count());
+    TZM::ImageProps props(128, 20, 10);
+    for (Step& step : chain.steps) {
+        const TZM::AlgoBase& algorithm = step.filter->Algorithm();
+        const auto outProps = algorithm.GetAdjustedImageDimensions(props);
+        std::vector<float> out(block.size());
+        algorithm.Execute(block.data(), props, out.data(), outProps);
+        props = outProps;
+        if (step.row->findsTimeZero) { // to the samples that hold data
+            for (std::size_t i = 0; i < 200; ++i) std::copy_n(&out[i * 128], 108, &out[i * 108]);
+            props = {108, 20, 10};
+        }
+        block = out;
+    }
+    ASSERT_TRUE((image.size == Dimensions{108, 20, 10}));
+    for (std::int64_t i = 0; i < image.size.Count(); ++i) ASSERT_EQ(image.data[i], block[std::size_t(i)]) << i;
+}
+
+TEST(Chain, ReportsWhatAFilterThrowsAsItsErrors) {
+    Progress silent(true, false);
+    const vtkNew<RecordingReader> reader;
+    reader->SetRead([]() -> Recording { throw Refusal("nothing to read"); });
+    EXPECT_EQ(RefusalOf([&] { Update(reader, "", silent); }), "nothing to read");
+    reader->SetRead([]() -> Recording { throw std::bad_alloc(); });
+    EXPECT_EQ(RefusalOf([&] { Update(reader, "", silent); }), "not enough memory for a block of this size");
+    Chain chain = Parse(R"({"chain": [{"algorithm": "EnergyCorrection"}]})");
+    EXPECT_EQ(RefusalOf([&] {
+                  RunQuietly(chain, Block({64, 16, 3}));
+              }),
+              "EnergyCorrection refuses 3 B-scans, since neither 5 nor 7 channels divide them (code -11: "
+              "TZM::Exception::unexpectedBscanCount)");
+}
+
 TEST(Chain, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
     Scene scene;
     scene.lanes = 1;
@@ -211,5 +267,6 @@ TEST(Progress, ReckonsTheTimeLeftFromTheTasksThatAreDone) {
     const Estimate rest = EstimateRest(20, 2, 10, 0.5, 100);  // 0.1 s per unit: 5 of the task's 10 are done
     EXPECT_DOUBLE_EQ(rest.share, 0.25);
     EXPECT_DOUBLE_EQ(rest.secondsLeft, 7.5);
-    EXPECT_DOUBLE_EQ(EstimateRest(20, 2, 10, 100, 100).share, 0.295); // a late task isn't called done
+    EXPECT_DOUBLE_EQ(EstimateRest(20, 2, 10, 100, 100).share, 0.295);     // a late task isn't called done
+    EXPECT_DOUBLE_EQ(EstimateRest(20, 2, 10, 0.1, 100, 0.8).share, 0.28); // it told more than its time
 }

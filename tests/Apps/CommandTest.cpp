@@ -83,6 +83,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);
     EXPECT_EQ(recipe["chain"][5]["parameters"]["permittivity"], 6.5);
     EXPECT_EQ(recipe["steps"].size(), 9u);
+    EXPECT_GT(recipe["peak_memory_bytes"].asInt64(), 0);
     EXPECT_NEAR(recipe["image"]["max"].asDouble(), 1, 1e-6);
     EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
     EXPECT_GT(recipe["steps"][0]["seconds"].asDouble(), 0);
@@ -191,6 +192,25 @@ TEST(Command, LeavesTheFilesOfOthersAlone) {
     EXPECT_EQ(ReadText(folder / "other/image.vti"), "someone's");
     ExpectRefused("run --quiet " + out + "/image.vti --out " + out, "would be replaced", folder);
     EXPECT_EQ(Names(folder / "other"), (std::set<std::string>{"image.vti"}));
+}
+
+TEST(Command, DiffTellsWhetherImagesAgree) {
+    const TemporaryFolder folder;
+    const std::string at = folder.path.string() + "/";
+    ASSERT_EQ(Program(kDemo + at + "fk").code, 0);
+    ASSERT_EQ(Program(kDemo + at + "again --threads 1").code, 0);
+    ASSERT_EQ(Program(kDemo + at + "kirchhoff --migration kirchhoff").code, 0);
+    const std::string fk = at + "fk/image.vti ", other = at + "kirchhoff/image.vti ";
+    EXPECT_EQ(Program("diff " + fk + at + "again/image.vti").code, 0);
+    const Outcome differ = Program("diff " + fk + other + "--relative --threshold 0.001 --out " + at + "d.vti");
+    EXPECT_EQ(differ.code, 1) << differ.text;
+    EXPECT_NE(differ.text.find("float, differ"), std::string::npos) << differ.text;
+    EXPECT_TRUE((ReadRecording(folder / "d.vti").size == ReadRecording(at + "fk/image.vti").size));
+    EXPECT_EQ(Program("diff " + fk + other + "--threshold 100").code, 0);
+    ASSERT_EQ(Program("demo --quiet --samples 128 --ascans 24 --lanes 2 --out " + at + "wide").code, 0);
+    ExpectRefused("diff " + fk + at + "wide/image.vti", "Input are not the same size", folder);
+    ExpectRefused("diff " + fk + at + "missing.vti", "can't read", folder);
+    ExpectRefused("diff " + fk + other + "--threshold=-1", "must not be below 0", folder);
 }
 
 TEST(Command, ListAndInfoTellWhatTheyShould) {

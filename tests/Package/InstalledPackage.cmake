@@ -14,4 +14,4 @@ run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${scratch}/prefix)
 run(${CMAKE_COMMAND} -S ${EXAMPLE} -B ${scratch}/build -DCMAKE_PREFIX_PATH=${scratch}/prefix -DCMAKE_CXX_COMPILER=${COMPILER}
   -DCMAKE_CXX_FLAGS=-Wall\ -Wextra\ -Werror)
 run(${CMAKE_COMMAND} --build ${scratch}/build)
-run(${scratch}/build/${PROGRAM})
+run(${CMAKE_COMMAND} -E chdir ${scratch} ./build/${PROGRAM})
