@@ -335,6 +335,7 @@ void Add(const float* src, const float* summands, float* dst, int len) {
 
 typedef int Ints __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
 typedef unsigned Unsigneds __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+typedef float Reals __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
 constexpr int kIntRegisters = kRowLanes / (2 * kLanes);
 
 /// One number of each of the rows side by side.
@@ -367,42 +368,65 @@ Ints KeyOf(Ints bits) {
 // The other way round; the largest key is a NaN.
 Ints BitsOf(Ints key) { return key ^ ((key >> 31) & kLargestKey); }
 
-// The (rank + 1)-th smallest key of each row, by bisection: `bound` rises bit by bit as long as no more than rank keys
-// lie below it. Once there are rank of them, the smallest of the others is the one.
+// How far `part` of the way from key a to key b is, as numbers, or a largest key where those are none.
+Ints KeyBetween(Ints a, Ints b, Reals part) {
+    const Reals from = reinterpret_cast<Reals>(BitsOf(a)), to = reinterpret_cast<Reals>(BitsOf(b));
+    return KeyOf(reinterpret_cast<Ints>(from + (to - from) * part));
+}
+
+// The (rank + 1)-th smallest key of each row: the largest bound with no more than rank keys below it. `low` and `high`
+// enclose it; the next bound is where it would be if the keys between lay evenly, or every third time the middle, so
+// that no keys take long. Once rank keys lie below `low`, the smallest of the others is the one.
 LaneInts Smallest(const int* keys, int len, int rank) {
-    LaneInts bound, below;
-    for (int k = 0; k < kIntRegisters; ++k) {
-        bound.r[k] = Ints{} + (-kLargestKey - 1);
-        below.r[k] = Ints{};
-    }
-    for (unsigned step = 1u << 31; step != 0; step >>= 1) {
-        LaneInts candidate, count;
+    LaneInts low = LoadLanes(keys), high = low, below, upTo;
+    for (int e = 1; e < len; ++e) {
+        const LaneInts key = LoadLanes(keys + kRowLanes * e);
         for (int k = 0; k < kIntRegisters; ++k) {
-            candidate.r[k] = reinterpret_cast<Ints>(reinterpret_cast<Unsigneds>(bound.r[k]) + step);
-            count.r[k] = Ints{};
+            low.r[k] = key.r[k] < low.r[k] ? key.r[k] : low.r[k];
+            high.r[k] = key.r[k] > high.r[k] ? key.r[k] : high.r[k];
         }
+    }
+    for (int k = 0; k < kIntRegisters; ++k) {
+        below.r[k] = Ints{};
+        upTo.r[k] = Ints{} + len;
+    }
+    for (int pass = 0;; ++pass) {
+        LaneInts bound, count;
+        bool open = false;
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const Unsigneds width = reinterpret_cast<Unsigneds>(high.r[k]) - reinterpret_cast<Unsigneds>(low.r[k]);
+            const Ints middle = low.r[k] + reinterpret_cast<Ints>(width - width / 2);
+            const Reals wanted = __builtin_convertvector(rank - below.r[k], Reals) + 0.5f;
+            Ints next =
+                KeyBetween(low.r[k], high.r[k], wanted / __builtin_convertvector(upTo.r[k] - below.r[k], Reals));
+            next = next > high.r[k] ? high.r[k] : next;
+            next = next > low.r[k] ? next : middle;
+            bound.r[k] = pass % 3 == 2 ? middle : next;
+            count.r[k] = Ints{};
+            const Ints isOpen = (low.r[k] < high.r[k]) & (below.r[k] != rank);
+            for (int l = 0; l < 2 * kLanes; ++l) open |= isOpen[l] != 0;
+        }
+        if (!open) break;
 #pragma GCC unroll 4
         for (int e = 0; e < len; ++e) {
             const LaneInts key = LoadLanes(keys + kRowLanes * e);
-            for (int k = 0; k < kIntRegisters; ++k) count.r[k] += key.r[k] < candidate.r[k];
+            for (int k = 0; k < kIntRegisters; ++k) count.r[k] = key.r[k] < bound.r[k] ? count.r[k] + 1 : count.r[k];
         }
-        bool found = true;
         for (int k = 0; k < kIntRegisters; ++k) {
-            count.r[k] = -count.r[k]; // a comparison that holds is -1
-            const Ints rises = count.r[k] <= rank;
-            bound.r[k] = Select(rises, candidate.r[k], bound.r[k]);
-            below.r[k] = Select(rises, count.r[k], below.r[k]);
-            for (int l = 0; l < 2 * kLanes; ++l) found &= below.r[k][l] == rank;
+            const Ints rises = (count.r[k] <= rank) & (low.r[k] < high.r[k]), falls = count.r[k] > rank;
+            low.r[k] = rises ? bound.r[k] : low.r[k];
+            below.r[k] = rises ? count.r[k] : below.r[k];
+            high.r[k] = falls ? bound.r[k] - 1 : high.r[k];
+            upTo.r[k] = falls ? count.r[k] : upTo.r[k];
         }
-        if (found) break;
     }
     LaneInts smallest;
     for (int k = 0; k < kIntRegisters; ++k) smallest.r[k] = Ints{} + kLargestKey;
     for (int e = 0; e < len; ++e) {
         const LaneInts key = LoadLanes(keys + kRowLanes * e);
         for (int k = 0; k < kIntRegisters; ++k) {
-            const Ints fits = (key.r[k] >= bound.r[k]) & (key.r[k] < smallest.r[k]);
-            smallest.r[k] = Select(fits, key.r[k], smallest.r[k]);
+            const Ints fitting = key.r[k] >= low.r[k] ? key.r[k] : Ints{} + kLargestKey;
+            smallest.r[k] = fitting < smallest.r[k] ? fitting : smallest.r[k];
         }
     }
     return smallest;
@@ -418,9 +442,9 @@ LaneInts Next(const int* keys, int len, const LaneInts& key, int rank) {
     for (int e = 0; e < len; ++e) {
         const LaneInts x = LoadLanes(keys + kRowLanes * e);
         for (int k = 0; k < kIntRegisters; ++k) {
-            const Ints above = x.r[k] > key.r[k];
-            next.r[k] = Select(above & (x.r[k] < next.r[k]), x.r[k], next.r[k]);
-            upTo.r[k] += 1 + above;
+            const Ints above = x.r[k] > key.r[k], beyond = above ? x.r[k] : Ints{} + kLargestKey;
+            next.r[k] = beyond < next.r[k] ? beyond : next.r[k];
+            upTo.r[k] = above ? upTo.r[k] : upTo.r[k] + 1;
         }
     }
     for (int k = 0; k < kIntRegisters; ++k) next.r[k] = Select(upTo.r[k] > rank + 1, key.r[k], next.r[k]);
