@@ -108,30 +108,28 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
         y.Limit(src.dim2);
         if (empty) x.end = x.begin;
 
-        // A-scans and B-scans are put together in the cache and written from there.
         const int first = static_cast<int>(z.begin), count = static_cast<int>(z.end - z.begin);
         const auto inside = [](const Side& side, int place) {
             return static_cast<unsigned>(place) >= side.begin && static_cast<unsigned>(place) < side.end;
         };
-        struct Ascans {
-            Ascans(int samples, float value) : clear(samples), kept(samples) {
-                clear.Set(value);
-                kept.Set(value);
-            }
-            IPP::Array<float> clear, kept;
+        IPP::Array<float> clear(dst.dim0);
+        clear.Set(clearValue);
+        const auto write = [](const float* from, float* to, int n) {
+            IPP::Simd::Active().streamAffine(1.f, -0.f, from, to, n);
         };
-        ParallelFor(
-            dst.dim2, [&] { return Ascans(dst.dim0, clearValue); },
-            [&](int i, Ascans& ascans) {
-                for (int j = 0; j < dst.dim1; ++j) {
-                    const bool keeps = inside(y, i) && inside(x, j) && count > 0;
-                    if (keeps)
-                        std::memcpy(&ascans.kept[first], &src.Row(j, i)[first], sizeof(float) * std::size_t(count));
-                    const float* ascan = keeps ? ascans.kept.data : ascans.clear.data;
-                    IPP::Simd::Active().streamAffine(1.f, -0.f, ascan, dst.Row(j, i).data, dst.dim0);
+        ParallelFor(dst.dim2, [&](int i) {
+            for (int j = 0; j < dst.dim1; ++j) {
+                float* const ascan = dst.Row(j, i).data;
+                if (count < 1 || !inside(y, i) || !inside(x, j)) {
+                    write(clear.data, ascan, dst.dim0);
+                    continue;
                 }
-                FinishStreams();
-            });
+                std::fill_n(ascan, first, clearValue);
+                write(&src.Row(j, i)[first], ascan + first, count);
+                std::fill_n(ascan + first + count, dst.dim0 - first - count, clearValue);
+            }
+            FinishStreams();
+        });
         IPP::Require(!fails, "Index exceeds IPP::Array3D bounds");
     });
 }
