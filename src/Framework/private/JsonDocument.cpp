@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <clocale>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <locale>
@@ -9,6 +11,7 @@
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include <json/reader.h>
 #include <json/writer.h>
@@ -87,11 +90,29 @@ void RestoreHugeIntegers(const std::string& text, Json::Value& value) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
+namespace {
+
+// The reader takes numbers from a stream, which keeps std::bad_alloc to itself and gives no number.
+bool RefusesAPlainNumber(const std::string& text, const std::vector<Json::Reader::StructuredError>& errors) {
+    for (const auto& error : errors) {
+        if (error.message.find("is not a number") == std::string::npos) continue;
+        const auto start = static_cast<std::size_t>(error.offset_start);
+        const std::string token = text.substr(start, static_cast<std::size_t>(error.offset_limit) - start);
+        char* end = nullptr;
+        const double number = std::strtod(token.c_str(), &end);
+        if (!token.empty() && *end == '\0' && std::isfinite(number)) return true;
+    }
+    return false;
+}
+
+} // namespace
+
 bool ReadJson(const std::string& text, Json::Value& root, std::string* errors) {
     try {
         const PlainNumbers plain;
         Json::Reader reader;
         const bool parsed = reader.parse(text, root);
+        if (!parsed && RefusesAPlainNumber(text, reader.getStructuredErrors())) throw std::bad_alloc();
         if (!parsed && errors) *errors = reader.getFormattedErrorMessages();
         if (parsed) RestoreHugeIntegers(text, root);
         return parsed;
@@ -190,8 +211,7 @@ bool IsOfKind(const Json::Value& value, JsonKind kind) {
     case JsonKind::Boolean: return type == Json::booleanValue;
     case JsonKind::Integer: return type == Json::intValue;
     case JsonKind::Integral: return type == Json::intValue || type == Json::uintValue || type == Json::booleanValue;
-    case JsonKind::NonNegative:
-        return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
+    case JsonKind::NonNegative: return type == Json::uintValue || (type == Json::intValue && value.asInt64() >= 0);
     case JsonKind::Real: return type == Json::realValue;
     case JsonKind::Numeric: return type == Json::booleanValue || value.isNumeric();
     case JsonKind::String: return type == Json::stringValue;

@@ -1,0 +1,93 @@
+// Memory that runs out at every place where it is asked for.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+
+#include "Faults/FailingAllocator.h"
+#include "support/AllAlgorithms.h"
+#include "support/Failure.h"
+#include "support/FreshStatics.h"
+#include "support/Threads.h"
+
+namespace {
+
+using namespace TZM;
+using namespace FailingAllocator;
+
+/// What comes of a call whose k-th allocation fails, and with `onlyOne` none behind it.
+std::string WithFailure(int k, bool onlyOne, const std::function<void()>& call) {
+    failed = false;
+    once = onlyOne;
+    return Failure([&] {
+        left = k;
+        try {
+            call();
+            left = -1;
+        } catch (...) {
+            left = -1;
+            throw;
+        }
+    });
+}
+
+} // namespace
+
+TEST(Faults, EveryAlgorithmSurvivesMemoryThatRunsOut) {
+    const FreshStatics statics;
+    const Block in = ArrayScene(5, 5);
+    for (const Row& row : AllAlgorithms()) {
+        const AlgoBase& algorithm = *row.algorithm;
+        const std::string name = typeid(algorithm).name();
+        const ImageProps outProps = algorithm.GetAdjustedImageDimensions(in.props);
+        Block out(outProps);
+        const std::function<void()> run = [&] {
+            algorithm.Execute(in.data.data(), in.props, out.data.data(), outProps);
+        };
+        const auto expected = Executed(algorithm, in).data;
+        for (const int threads : {1, 2})
+            for (const bool onlyOne : {false, true}) {
+                const int failures = OnThreads(threads, [&] {
+                    run(); // what the process keeps stands
+                    const long before = alive;
+                    for (int k = 0;; ++k) {
+                        const std::string outcome = WithFailure(k, onlyOne, run);
+                        if (!failed) return k;
+                        const bool told = outcome == "bad_alloc" || outcome.rfind("99/-9 ", 0) == 0;
+                        EXPECT_TRUE(told || (outcome == "none" && out.data == expected)) << outcome;
+                        const long held = static_cast<long>(outcome.capacity() > 15);
+                        EXPECT_LE(alive, before + held) << "a leak";
+                        if (HasFailure()) return -1 - k;
+                    }
+                });
+                ASSERT_GE(failures, 0) << name << ", " << threads << " threads";
+                ASSERT_EQ(Executed(algorithm, in).data, expected) << name;
+            }
+    }
+}
+
+TEST(Faults, DocumentsAreRefusedWhenMemoryRunsOut) {
+    const FreshStatics statics;
+    const std::string before = "{\"BgRemoval\": {\"HighPassCutoff\": 0.25, \"An array of some length\": [1, 2, 3]}}",
+                      after = "{\"FkMigration\": {\"DipMax\": 60.0, \"Another key of some length\": \"and a value\"}}";
+    const std::string file = ::testing::TempDir() + "tzm-faults.json";
+    std::ofstream(file) << after;
+    const std::pair<std::function<bool()>, bool> sets[] = {
+        {[&] { return AlgoBase::SetConfigString(after); }, true},
+        {[&] { return AlgoBase::SetCalibrationString(after); }, true},
+        {[&] { return AlgoBase::LoadConfigFile(file); }, false}};
+    for (const auto& [set, keeps] : sets)
+        for (int k = 0;; ++k) {
+            ASSERT_TRUE(AlgoBase::SetConfigString(before) && AlgoBase::SetCalibrationString(before));
+            bool done = false;
+            ASSERT_EQ(WithFailure(k, false, [&set = set, &done] { done = set(); }), "none");
+            ASSERT_EQ(done, !failed) << k;
+            const bool asBefore = AlgoBase::GetConfigString() == before && AlgoBase::GetCalibrationString() == before;
+            if (keeps) {
+                ASSERT_EQ(asBefore, !done) << k;
+            }
+            if (done) break;
+        }
+    std::remove(file.c_str());
+}
