@@ -12,9 +12,12 @@
 #include <vtkPointData.h>
 #include <vtkXMLImageDataReader.h>
 
+#include <array>
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <sstream>
 
 namespace tzmchain {
 
@@ -49,6 +52,49 @@ bool EndsAsVtkFile(const std::filesystem::path& file) {
     return tail.find("</VTKFile>") != std::string::npos;
 }
 
+/// The six numbers of an attribute of a tag, such as Extent="0 9 0 9 0 0"; nothing if there are others or none.
+std::optional<std::array<int, 6>> ExtentOf(const std::string& tag, const std::string& attribute) {
+    const auto at = tag.find(" " + attribute + "=\"");
+    if (at == std::string::npos) return std::nullopt;
+    std::istringstream text(tag.substr(at + attribute.size() + 3, tag.find('"', at + attribute.size() + 3)));
+    std::array<int, 6> extent;
+    for (int& bound : extent)
+        if (!(text >> bound)) return std::nullopt;
+    return extent;
+}
+
+/// Whether the whole extent isn't empty and every piece lies within it: VTK 9.1 writes anywhere else for those that
+/// don't.
+bool PiecesFit(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::optional<std::array<int, 6>> whole;
+    const auto points = [](const std::array<int, 6>& extent) {
+        double count = 1;
+        for (int i = 0; i < 6; i += 2) count *= double{1} + extent[i + 1] - extent[i];
+        return count;
+    };
+    double held = 0;
+    for (std::string tag; std::getline(in, tag, '>');) {
+        tag.erase(0, std::min(tag.rfind('<'), tag.size()));
+        if (tag.rfind("<AppendedData", 0) == 0) break;
+        if (tag.rfind("<ImageData", 0) == 0) {
+            whole = ExtentOf(tag, "WholeExtent");
+            if (!whole) return false;
+            for (int i = 0; i < 6; i += 2)
+                if ((*whole)[i] > (*whole)[i + 1]) return false;
+        }
+        if (tag.rfind("<Piece", 0) == 0) {
+            const auto piece = ExtentOf(tag, "Extent");
+            if (!whole || !piece) return false;
+            for (int i = 0; i < 6; i += 2)
+                if ((*piece)[i] < (*whole)[i] || (*piece)[i + 1] > (*whole)[i + 1] || (*piece)[i] > (*piece)[i + 1])
+                    return false;
+            held += points(*piece);
+        }
+    }
+    return whole && held >= points(*whole);
+}
+
 /// Whether the points have an array of text, which VTK 9.1 can't read from every encoding without a crash.
 bool HoldsText(vtkXMLImageDataReader* reader) {
     vtkInformationVector* arrays = reader->GetOutputInformation(0)->Get(vtkDataObject::POINT_DATA_VECTOR());
@@ -63,6 +109,7 @@ vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored)) throw Refusal("can't read " + file.string());
     if (!EndsAsVtkFile(file)) throw Refusal(file.string() + " can't be read as a VTK image: its end is missing");
+    if (!PiecesFit(file)) throw Refusal(file.string() + " can't be read as a VTK image: its extents don't fit");
     const FirstMessage message;
     const auto requireQuiet = [&] {
         if (message.Caught()) throw Refusal(file.string() + " can't be read as a VTK image: " + message.Text());

@@ -183,6 +183,12 @@ TEST(Recording, RefusesAVtkImageThatIsCutOffOrHoldsText) {
     const auto at = whole.find("Float32");
     folder.Write("block.vti", std::string(whole).replace(at, 7, "String"));
     EXPECT_NE(RefusalOf(folder / "block.vti").find("holds text"), std::string::npos);
+    for (const char* attribute : {"WholeExtent=\"", "Piece Extent=\""}) {
+        std::string twisted = whole;
+        twisted.replace(twisted.find(attribute), std::string(attribute).size(), std::string(attribute) + "9");
+        folder.Write("block.vti", twisted);
+        EXPECT_NE(RefusalOf(folder / "block.vti").find("extents don't fit"), std::string::npos) << attribute;
+    }
 }
 
 TEST(Recording, TellsWhereTheFirstBadNumberStands) {
