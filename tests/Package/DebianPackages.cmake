@@ -1,0 +1,48 @@
+# Makes the Debian packages of the build in BUILD, unpacks them into a scratch root, builds the examples against that through
+# CMake and through pkg-config, and runs them and the host program.
+set(scratch ${BUILD}/tests/debian-packages)
+file(REMOVE_RECURSE ${scratch})
+file(MAKE_DIRECTORY ${scratch}/root)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE failed OUTPUT_VARIABLE output)
+  if(failed)
+    message(FATAL_ERROR "failed: ${ARGN}\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+run(${CPACK} --config ${BUILD}/CPackConfig.cmake -G DEB -B ${scratch}/packages)
+file(GLOB packages ${scratch}/packages/*.deb)
+list(LENGTH packages count)
+if(NOT count EQUAL 3)
+  message(FATAL_ERROR "${count} packages: ${packages}")
+endif()
+foreach(package ${packages})
+  run(dpkg-deb -x ${package} ${scratch}/root)
+  run(dpkg-deb -f ${package} Depends)
+  if(package MATCHES "/lib[a-z]+[0-9.]+_" AND NOT output MATCHES "libvtk9.1.*" OR package MATCHES "-dev_" AND NOT output MATCHES "libvtk9-dev")
+    message(FATAL_ERROR "${package} depends on ${output}")
+  endif()
+endforeach()
+
+set(root ${scratch}/root/usr)
+file(GLOB pkgconfig ${root}/lib/pkgconfig ${root}/lib/*/pkgconfig)
+file(GLOB library ${root}/lib/libvtkTZM*.so ${root}/lib/*/libvtkTZM*.so)
+get_filename_component(libraries ${library} DIRECTORY)
+set(environment ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libraries} PKG_CONFIG_PATH=${pkgconfig})
+
+run(${environment} ${root}/bin/tzmchain --version)
+foreach(example OffsetRemoval HostFilter)
+  string(REGEX REPLACE "([a-z])([A-Z])" "\\1_\\2" program ${example})
+  string(TOLOWER ${program} program)
+  run(${CMAKE_COMMAND} -S ${SOURCE}/examples/${example} -B ${scratch}/${example} -DCMAKE_PREFIX_PATH=${root}
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_CXX_FLAGS=-Wall\ -Wextra\ -Werror)
+  run(${CMAKE_COMMAND} --build ${scratch}/${example})
+  run(${CMAKE_COMMAND} -E chdir ${scratch} ${environment} ./${example}/${program})
+endforeach()
+
+run(${environment} pkg-config --cflags --libs vtkTZMProcessChainImaging)
+separate_arguments(flags UNIX_COMMAND "${output}")
+run(${COMPILER} -std=c++17 ${SOURCE}/examples/OffsetRemoval/main.cpp -o ${scratch}/through-pkg-config ${flags})
+run(${environment} ${scratch}/through-pkg-config)
