@@ -68,6 +68,20 @@ void List() {
     }
 }
 
+/// The keys of all algorithms as tables of docs/configuration.md.
+void ListKeys() {
+    for (const AlgorithmRow& row : Algorithms()) {
+        if (row.keys.empty()) continue;
+        std::printf("### %s\n\n| Key | JSON type | Default | Limits |\n|---|---|---|---|\n", row.name.c_str());
+        for (const Key& key : row.keys) {
+            const std::string value = key.defaultValue.empty() ? "" : "`" + key.defaultValue + "`";
+            std::printf("| \"%s\" | %s | %s | %s |\n", key.FullName().c_str(), key.TypeName(), value.c_str(),
+                        key.Limits().c_str());
+        }
+        std::printf("\n");
+    }
+}
+
 /// Tells how two images differ; whether they agree.
 bool Compare(const DiffOptions& options) {
     const Difference difference = Diff(options);
@@ -140,13 +154,15 @@ int Main(int argc, char** argv) {
     diff->add_option("--threshold", diffOptions.threshold, "Difference that a point may have");
     diff->add_option("--out", diffOptions.out, "Write the differences beyond the threshold to this .vti");
     CLI::App* list = app.add_subcommand("list", "List the algorithms with parameters, defaults and keys");
+    bool markdown = false;
+    list->add_flag("--markdown", markdown, "The keys alone, as the tables of the documentation");
 
     try {
         app.parse(argc, argv);
         if (*run) Run(options);
         if (*demo) Demo(options, scene);
         if (*info) Info(input);
-        if (*list) List();
+        if (*list) markdown ? ListKeys() : List();
         if (*diff) return Compare(diffOptions) ? 0 : kDiffer;
         return 0;
     } catch (const CLI::ParseError& error) {

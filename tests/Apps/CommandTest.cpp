@@ -213,6 +213,14 @@ TEST(Command, DiffTellsWhetherImagesAgree) {
     ExpectRefused("diff " + fk + other + "--threshold=-1", "must not be below 0", folder);
 }
 
+TEST(Command, TheManualHoldsTheKeysOfTheCode) {
+    const std::string page = ReadText(TZM_DOCUMENTS "/configuration.md"), begin = "<!-- tzmchain list --markdown -->\n";
+    const auto from = page.find(begin) + begin.size(), to = page.find("<!-- end of the tables -->");
+    ASSERT_LT(from, to);
+    EXPECT_EQ(page.substr(from, to - from), Program("list --markdown").text)
+        << "copy what the program prints into docs/configuration.md";
+}
+
 TEST(Command, ListAndInfoTellWhatTheyShould) {
     const Outcome list = Program("list");
     EXPECT_EQ(list.code, 0);
