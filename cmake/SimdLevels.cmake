@@ -6,10 +6,6 @@ set(TZM_SIMD_FLAGS_Baseline "")
 set(TZM_SIMD_FLAGS_Avx2 -mavx2 -mfma)
 set(TZM_SIMD_FLAGS_Avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mavx2 -mfma -mprefer-vector-width=512)
 
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  list(APPEND TZM_KERNEL_FLAGS -Wno-pass-failed) # a loop that it leaves scalar isn't an error
-endif()
-
 function(tzm_simd_levels target)
   foreach(level IN ITEMS Baseline Avx2 Avx512)
     set_property(SOURCE Array/Simd/Kernels${level}.cpp Array/Simd/FftKernels${level}.cpp

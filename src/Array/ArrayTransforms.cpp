@@ -20,14 +20,32 @@ Array<float> EnvelopeWork(const HilbertState& state, int rows) {
     return Array<float>(static_cast<int>(floats));
 }
 
-void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work) {
+namespace {
+
+/// Runs primitive(largest) for the envelopes of src and refuses what the range-checked wrapper refuses; largest
+/// receives the largest magnitude of every row.
+template <class Primitive>
+void RunEnvelopes(const Array2D<float>& src, const Array<float>& work, const Primitive& primitive) {
     const Array<float> largest = work.SubArray(work.size - src.dim1, src.dim1); // behind what the envelopes need
     Checked::CheckHilbertLength(src.dim0);
-    Checked::Check(
-        HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data, largest.data),
-        "IPP::Exception::ippsHilbert_32f32fc");
+    Checked::Check(primitive(largest.data), "IPP::Exception::ippsHilbert_32f32fc");
     for (int y = 0; y < src.dim1; ++y)
         if (!(largest[y] <= Checked::kTransformRange)) Checked::CheckHilbertRange(src.Row(y).data, src.dim0);
+}
+
+} // namespace
+
+void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work) {
+    RunEnvelopes(src, work, [&](float* largest) {
+        return HilbertEnvelopes(src.data, src.dim0, dst.data, dst.dim0, src.dim1, state.Get(), work.data, largest);
+    });
+}
+
+void EnvelopePeaks(const Array2D<float>& src, const Array<float>& peaks, const HilbertState& state,
+                   Array<float>& work) {
+    RunEnvelopes(src, work, [&](float* largest) {
+        return HilbertEnvelopePeaks(src.data, src.dim0, peaks.data, src.dim1, state.Get(), work.data, largest);
+    });
 }
 
 } // namespace IPP

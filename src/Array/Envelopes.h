@@ -12,4 +12,7 @@ Array<float> EnvelopeWork(const HilbertState& state, int rows);
 /// arrays have the same dimensions and rows of the state's length. Fails as the range-checked Hilbert wrapper does.
 void Envelopes(const Array2D<float>& src, const Array2D<float>& dst, const HilbertState& state, Array<float>& work);
 
+/// The largest of each of these envelopes, one per row.
+void EnvelopePeaks(const Array2D<float>& src, const Array<float>& peaks, const HilbertState& state, Array<float>& work);
+
 } // namespace IPP

@@ -17,19 +17,22 @@ void Pair(Operation operation, const float* a, const float* b, int apart, float*
 
 } // namespace
 
-void WindowSums(float* values, int count, int width, int length, float* sums) {
+float* WindowSums(float* values, float* work, int count, int width, int length) {
     const auto add = Simd::Active().add;
+    float *powers = values, *sums = nullptr;
     int summed = 0;
-    for (int power = 1;; power *= 2) { // values holds the sums over windows of `power` items
+    for (int power = 1;; power *= 2) { // powers holds the sums over windows of `power` items
+        float* doubled = powers;
         if (length & power) {
-            if (summed == 0)
-                std::copy_n(values, std::ptrdiff_t{count} * width, sums);
+            if (sums)
+                Pair(add, sums, powers, summed, sums, count - summed - power + 1, width);
             else
-                Pair(add, sums, values, summed, sums, count - summed - power + 1, width);
+                sums = powers, doubled = work;
             summed += power;
         }
-        if (summed == length) return;
-        Pair(add, values, values, power, values, count - 2 * power + 1, width);
+        if (summed == length) return sums;
+        Pair(add, powers, powers, power, doubled, count - 2 * power + 1, width);
+        powers = doubled;
     }
 }
 

@@ -7,8 +7,9 @@ namespace IPP {
 // items. Windows double in length from step to step, so that a result costs the logarithm of the length, and none owes
 // anything to what lies outside its window.
 
-/// sums = the sums over the windows. values is overwritten; sums has the size of values.
-void WindowSums(float* values, int count, int width, int length, float* sums);
+/// The sums over the windows, which stand where values or where work stood afterwards; both have `count` items and are
+/// overwritten.
+float* WindowSums(float* values, float* work, int count, int width, int length);
 
 /// values = what has the largest magnitude in each window, with its sign, the first of equal ones.
 void WindowPeaks(float* values, int count, int width, int length);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Array/Simd/Dispatch.h"
+#include "Algorithms/Gain/EnvelopeRows.h"
 #include "Framework/Channels.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
@@ -126,20 +126,10 @@ void AlgoAutoGain::RefreshInternalAlgoParams() const {
     internalAlgoParams = std::make_shared<InternalAlgoParams>(this, jsonConfig);
 }
 
-namespace {
-
-/// dst = src, row by row, times the factors; dst may be src.
-void Amplify(const IPP::Array2D<float>& src, const IPP::Array<float>& factors, const IPP::Array2D<float>& dst) {
-    for (int y = 0; y < src.dim1; ++y)
-        IPP::Simd::Active().product(src.Row(y).data, factors.data, dst.Row(y).data, src.dim0);
-}
-
-} // namespace
-
 void AlgoAutoGain::ApplyGain(IPP::Array2D<float, int>& image, const GainProgression& gain) const {
     IPP::Array<float> factors(image.dim0);
     gain.FillFactors(factors);
-    Amplify(image, factors, image);
+    for (int y = 0; y < image.dim1; ++y) image.Row(y).MultiplyElements(factors);
 }
 
 void AlgoAutoGain::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
@@ -155,21 +145,19 @@ void AlgoAutoGain::Execute(const float* in, const ImageProps& inProps, float* ou
         (deep ? internal.GainDeepMono : internal.GainStdMono).FillFactors(mono);
         (deep ? internal.GainDeepBi : internal.GainStdBi).FillFactors(bi);
 
-        ParallelFor(dst.dim2, [&](int i) {
-            ValidAscans valid(src, dst, inProps, i);
-            valid.ZeroTheOthers();
-            if (valid.count == 0) return;
-            const IPP::Array<float>& factors = IsBistatic(i, channels) ? bi : mono;
-            if (deep) {
-                AmplitudeCorrectionDeepVersion(valid.src, valid.dst, params.HalfLenTriangle, params.MaxAmp);
-                Amplify(valid.dst, factors, valid.dst);
-            } else {
-                IPP::Array2D<float> scratch(src.dim0, valid.count);
-                Amplify(valid.src, factors, scratch);
-                AscanEqualization(scratch, valid.dst, params.HalfLenTriangle, internal.SmoothNormalization,
-                                  internal.SmoothNormEnvelope);
-            }
-        });
+        ParallelFor(
+            dst.dim2, [&] { return EnvelopeRows(src.dim0, src.dim1); },
+            [&](int i, EnvelopeRows& envelopes) {
+                ValidAscans valid(src, dst, inProps, i);
+                valid.ZeroTheOthers();
+                if (valid.count == 0) return;
+                const IPP::Array<float>& factors = IsBistatic(i, channels) ? bi : mono;
+                if (deep)
+                    DivideByEnvelope(valid.src, factors, valid.dst, params.HalfLenTriangle, params.MaxAmp, envelopes);
+                else
+                    Equalize(valid.src, factors, valid.dst, params.HalfLenTriangle, internal.SmoothNormalization,
+                             internal.SmoothNormEnvelope, envelopes);
+            });
     });
 }
 

@@ -11,6 +11,8 @@
 
 namespace TZM {
 
+class EnvelopeRows;
+
 struct TZM_EXPORT AlgoParamAutoGain : AlgoParamBase {
     AlgoParamAutoGain();
     AlgoParamAutoGain(bool enableLogging, int loggingLevel, float maxAmp, int halfLenTriangle, bool useProgressiveGain);
@@ -89,6 +91,14 @@ protected:
                                         int halfLenTriangle, float maxAmp) const;
 
 private:
+    // The same for a source, or of a target, that is multiplied by a curve.
+    void Equalize(const IPP::Array2D<float>& source, const IPP::Array<float>& gain, const IPP::Array2D<float>& target,
+                  int halfLenTriangle, bool smoothNormalization, bool smoothNormEnvelope,
+                  EnvelopeRows& envelopes) const;
+    void DivideByEnvelope(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
+                          const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp,
+                          EnvelopeRows& envelopes) const;
+
     mutable std::shared_ptr<InternalAlgoParams> internalAlgoParams;
 };
 

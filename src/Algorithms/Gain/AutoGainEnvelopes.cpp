@@ -1,14 +1,15 @@
 // The operations of the automatic gain that work on envelopes.
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <limits>
 
 #include "Algorithms/Gain/AlgoAutoGain.h"
-#include "Array/Envelopes.h"
+#include "Algorithms/Gain/EnvelopeRows.h"
 #include "Array/Primitives/Checked.h"
 #include "Array/Simd/Dispatch.h"
 #include "Array/SlidingWindow.h"
 #include "Framework/CalcError.h"
+#include "Framework/private/BlockStreams.h"
 
 namespace TZM {
 
@@ -29,77 +30,114 @@ void SmoothWidely(float* data, int length, double h) {
     }
 }
 
-/// Envelopes of the rows of an image, a few at a time, so that they are still in the cache when body(row, envelope)
-/// gets them.
-template <class Body>
-void ForEachEnvelope(const IPP::Array2D<float>& source, const Body& body) {
-    constexpr int kRows = 64;
-    const IPP::HilbertState state(source.dim0, IPP::ippAlgHintFast);
-    const int rows = std::min(kRows, source.dim1);
-    auto work = IPP::EnvelopeWork(state, rows);
-    const IPP::Array2D<float> envelopes(source.dim0, rows);
-    for (int y = 0; y < source.dim1; y += rows) {
-        const int count = std::min(rows, source.dim1 - y);
-        const IPP::Array2D<float> few(source.Row(y).data, source.dim0, count);
-        IPP::Envelopes(few, IPP::Array2D<float>(envelopes.data, source.dim0, count), state, work);
-        for (int k = 0; k < count; ++k) body(y + k, envelopes.Row(k));
+/// Smooths with a triangle: a box of h samples, run over the data twice. Its memory serves any number of rows.
+class TriangleFilter {
+public:
+    TriangleFilter(int dataLength, int halfLength)
+        : length(dataLength), h(halfLength), padding(h < length ? h - 1 : 0), work(length + 2 * padding, 2) {}
+
+    /// The smoothed data are Factor() times these sums, which stay until the next call.
+    const float* Sums(const float* data) {
+        float* const values = work.Row(0).data;
+        if (h >= length) {
+            std::copy_n(data, length, values);
+            SmoothWidely(values, length, h);
+            return values;
+        }
+        const float share = Factor();
+        std::fill_n(values, padding, 0.f);
+        for (int i = 0; i < length; ++i) values[padding + i] = share * data[i];
+        std::fill_n(values + padding + length, padding, 0.f);
+        float* const other = work.Row(1).data;
+        float* const sums = IPP::WindowSums(values, other, work.dim0, 1, h);
+        return IPP::WindowSums(sums, sums == values ? other : values, work.dim0 - padding, 1, h);
     }
-}
+
+    float Factor() const { return h >= length ? 1.f : 1.f / static_cast<float>(h); }
+
+private:
+    int length, h, padding;
+    IPP::Array2D<float> work;
+};
 
 float FactorFor(float peak) { return peak == 0.f ? 1.f : 1.f / peak; }
 
-void Scale(const IPP::Array2D<float>& source, const IPP::Array<float>& factors, const IPP::Array2D<float>& target) {
+struct Ones : IPP::Array<float> {
+    explicit Ones(int n) : Array(n) { Set(1.f); }
+};
+
+void RequireEqual(const IPP::Array2D<float>& source, const IPP::Array2D<float>& target) {
     IPP::Require(target.dim0 == source.dim0 && target.dim1 >= source.dim1, "Index exceeds IPP::Array2D bounds");
+}
+
+/// target = source, times the curve, each row times a factor.
+void Scale(const IPP::Array2D<float>& source, const IPP::Array<float>& gain, const IPP::Array<float>& factors,
+           const IPP::Array2D<float>& target) {
+    RequireEqual(source, target);
+    const auto& kernels = IPP::Simd::Active();
+    const bool streams = source.size >= kWorthStreaming;
+    IPP::Array<float> amplified(source.dim0);
     for (int y = 0; y < source.dim1; ++y) {
         auto row = target.Row(y);
-        row.CopyFrom(source.Row(y));
-        row.MulC(factors[y]);
+        kernels.product(source.Row(y).data, gain.data, amplified.data, row.size);
+        if (streams) {
+            kernels.streamMulC(factors[y], amplified.data, row.data, row.size);
+        } else {
+            row.CopyFrom(amplified);
+            row.MulC(factors[y]);
+        }
     }
+    FinishStreams();
+}
+
+void RequireTriangle(int length, int halfLength) {
+    if (halfLength <= 0 || length <= 0) throw Exception::CalcError(-9, "TZM::Exception::valueSmallerEqualZeros");
+    if (halfLength > (2147483646 - length) / 2) throw Exception::CalcError(-12, "TZM::Exception::valueToBig");
 }
 
 } // namespace
 
-// The triangle is a box of h samples run over the data twice.
 void AlgoAutoGain::TriangleSmoothing(float* data, int length, int halfLength) const {
-    if (halfLength <= 0 || length <= 0) throw Exception::CalcError(-9, "TZM::Exception::valueSmallerEqualZeros");
-    if (halfLength > (2147483646 - length) / 2) throw Exception::CalcError(-12, "TZM::Exception::valueToBig");
+    RequireTriangle(length, halfLength);
     if (halfLength == 1) return;
-    if (halfLength >= length) return SmoothWidely(data, length, halfLength);
-    const int padding = halfLength - 1, count = length + 2 * padding;
-    const float share = 1.f / static_cast<float>(halfLength);
-    const IPP::Array2D<float> work(count, 2);
-    const auto values = work.Row(0), sums = work.Row(1);
-    std::fill_n(values.data, padding, 0.f);
-    std::fill_n(values.data + padding + length, padding, 0.f);
-    for (int i = 0; i < length; ++i) values[padding + i] = share * data[i];
-    IPP::WindowSums(values.data, count, 1, halfLength, sums.data);
-    IPP::WindowSums(sums.data, count - padding, 1, halfLength, values.data);
-    for (int i = 0; i < length; ++i) data[i] = share * values[i];
+    TriangleFilter filter(length, halfLength);
+    const float* sums = filter.Sums(data);
+    for (int i = 0; i < length; ++i) data[i] = filter.Factor() * sums[i];
 }
 
 void AlgoAutoGain::AscanEqualization(IPP::Array2D<float, int>& source, IPP::Array2D<float, int>& target,
                                      int halfLenTriangle, bool smoothNormalization, bool smoothNormEnvelope) const {
+    EnvelopeRows envelopes(source.dim0, source.dim1);
+    Equalize(source, Ones(source.dim0), target, halfLenTriangle, smoothNormalization, smoothNormEnvelope, envelopes);
+}
+
+void AlgoAutoGain::Equalize(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
+                            const IPP::Array2D<float>& target, int halfLenTriangle, bool smoothNormalization,
+                            bool smoothNormEnvelope, EnvelopeRows& envelopes) const {
     IPP::Array<float> factors(source.dim1);
-    ForEachEnvelope(source, [&](int y, const IPP::Array<float>& envelope) {
-        if (halfLenTriangle != 0 && smoothNormEnvelope)
-            TriangleSmoothing(envelope.data, envelope.size, halfLenTriangle);
-        float low, high;
-        envelope.MinMax(low, high);
-        factors[y] = FactorFor(std::max(std::abs(low), std::abs(high)));
+    envelopes.ForFewAmplified(source, gain, [&](int first, const IPP::Array2D<float>& rows) {
+        const auto peaks = factors.SubArray(first, rows.dim1);
+        if (halfLenTriangle == 0 || !smoothNormEnvelope) return envelopes.Peaks(rows, peaks);
+        envelopes.ToEnvelopes(rows);
+        for (int k = 0; k < rows.dim1; ++k) {
+            TriangleSmoothing(rows.Row(k).data, rows.dim0, halfLenTriangle);
+            peaks[k] = rows.Row(k).Max();
+        }
     });
+    std::transform(factors.data, factors.data + factors.size, factors.data, FactorFor);
     if (smoothNormalization) {
         constexpr int kOrder = 2;
         IPP::Array<double> taps(2 * kOrder + 2);
         IPP::Checked::IirGen(false, 0.05, 0., kOrder, taps.data, 0);
         factors.FilterZeroPhase(taps, kOrder);
     }
-    Scale(source, factors, target);
+    Scale(source, gain, factors, target);
 }
 
 void AlgoAutoGain::AmplitudeCorrectionStandardVersion(IPP::Array2D<float, int>& source,
                                                       IPP::Array2D<float, int>& target, int, float) const {
     IPP::Array<float> factors(source.dim1), leading(source.dim1);
-    ForEachEnvelope(source, [&](int y, IPP::Array<float>&& envelope) {
+    EnvelopeRows(source.dim0, source.dim1).ForEachEnvelope(source, [&](int y, IPP::Array<float>&& envelope) {
         envelope.FilterIir(false, 0.2f, 0.5f, 2, 0);
         factors[y] = FactorFor(envelope.Max());
     });
@@ -107,22 +145,37 @@ void AlgoAutoGain::AmplitudeCorrectionStandardVersion(IPP::Array2D<float, int>& 
     factors.FilterMovingAverageDelayed(7);
     leading.FilterMovingAverageLeading(7);
     factors.MinOfElements(leading);
-    Scale(source, factors, target);
+    Scale(source, Ones(source.dim0), factors, target);
 }
 
 void AlgoAutoGain::AmplitudeCorrectionDeepVersion(IPP::Array2D<float, int>& source, IPP::Array2D<float, int>& target,
                                                   int halfLenTriangle, float maxAmp) const {
-    IPP::Require(target.dim0 == source.dim0 && target.dim1 >= source.dim1, "Index exceeds IPP::Array2D bounds");
+    EnvelopeRows envelopes(source.dim0, source.dim1);
+    DivideByEnvelope(source, Ones(source.dim0), target, halfLenTriangle, maxAmp, envelopes);
+}
+
+void AlgoAutoGain::DivideByEnvelope(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
+                                    const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp,
+                                    EnvelopeRows& envelopes) const {
+    RequireEqual(source, target);
+    if (halfLenTriangle != 0) RequireTriangle(source.dim0, halfLenTriangle);
+    const auto& kernels = IPP::Simd::Active();
+    const auto product = source.size >= kWorthStreaming ? kernels.streamProduct : kernels.product;
+    constexpr float most = std::numeric_limits<float>::max();
+    const float share = std::clamp(1.f / maxAmp, -most, most); // for the smallest floats
+    TriangleFilter triangle(source.dim0, std::max(halfLenTriangle, 1));
     IPP::Array<float> divisors(source.dim0);
-    ForEachEnvelope(source, [&](int y, const IPP::Array<float>& envelope) {
-        divisors.CopyFrom(envelope);
-        if (halfLenTriangle != 0) TriangleSmoothing(divisors.data, divisors.size, halfLenTriangle);
-        IPP::Checked::ippsMaxEvery_32f_I(envelope.data, divisors.data, divisors.size);
+    envelopes.ForEachEnvelope(source, [&](int y, const IPP::Array<float>& envelope) {
         if (maxAmp == 0.f) return target.Row(y).Zero();
-        const float level = divisors.Max() / maxAmp;
-        IPP::Checked::ippsThreshold_GT_32f_I(divisors.data, divisors.size, &level);
-        IPP::Simd::Active().quotients(source.Row(y).data, divisors.data, maxAmp, target.Row(y).data, divisors.size);
+        const int n = envelope.size;
+        const float* smoothed = halfLenTriangle == 0 ? envelope.data : triangle.Sums(envelope.data);
+        const float peak =
+            kernels.floored(smoothed, halfLenTriangle == 0 ? 1.f : triangle.Factor(), envelope.data, divisors.data, n);
+        float* const quotients = envelope.data; // which have served
+        kernels.quotients(source.Row(y).data, divisors.data, peak / maxAmp, share, quotients, n);
+        product(quotients, gain.data, target.Row(y).data, n);
     });
+    FinishStreams();
 }
 
 } // namespace TZM

@@ -49,7 +49,6 @@ void SumUpWindow::Reduce(const float* in, std::ptrdiff_t inStep, float* out, std
     const auto& kernels = IPP::Simd::Active();
     const int padded = count + length - 1;
     float* const values = work;
-    float* const results = useMax ? values : values + std::ptrdiff_t{padded} * width;
     float* const body = values + std::ptrdiff_t{before} * width;
     std::fill(values, body, 0.f);
     std::fill(body + std::ptrdiff_t{count} * width, values + std::ptrdiff_t{padded} * width, 0.f);
@@ -69,10 +68,11 @@ void SumUpWindow::Reduce(const float* in, std::ptrdiff_t inStep, float* out, std
         else
             kernels.product(item, item, value, floats);
     });
+    float* results = values;
     if (useMax)
         IPP::WindowPeaks(values, padded, width, length);
     else
-        IPP::WindowSums(values, padded, width, length, results);
+        results = IPP::WindowSums(values, values + std::ptrdiff_t{padded} * width, padded, width, length);
     const auto result = [&](int i) { return results + std::ptrdiff_t{i} * width; };
     if (useMax) {
         for (int i = 0; i < std::min(before, count); ++i) kernels.larger(in, result(i), out + i * outStep, width);

@@ -77,22 +77,30 @@ Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state) {
     return perElement * (2 * Index(state->length) + 3) + (state->plan ? state->plan->WorkSize() : 0);
 }
 
-IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
-                           const IppsHilbertSpec_32f32fc* state, float* work, float* largest) {
-    if (const IppStatus bad = CheckPointers(src, dst, state, work)) return bad;
-    if (const IppStatus bad = CheckSpec(state)) return bad;
-    if (const IppStatus bad = CheckLength(rows)) return bad;
-    const Index len = state->length;
-    if (len < 3) { // no frequency between the mean and Nyquist's
-        for (Index y = 0; y < rows; ++y) {
-            const float* row = src + y * srcStep;
-            const float first = std::abs(row[0]), last = std::abs(row[len - 1]);
-            dst[y * dstStep] = first, dst[y * dstStep + len - 1] = last;
-            if (largest) largest[y] = std::isnan(first) || first > last ? first : last;
-        }
-        return ippStsNoErr;
-    }
+namespace {
+
+/// The larger magnitude of the two ends of a row of at most two samples, whose envelope are their magnitudes; NaN if
+/// one is.
+float LargerEnd(const float* row, Index len) {
+    const float first = std::abs(row[0]), last = std::abs(row[len - 1]);
+    return std::isnan(first) || first > last ? first : last;
+}
+
+/// Up to 2 W rows in lanes: the signal, its Hilbert transforms as the kernels of envelopes take them, and the factors
+/// that undo the scaling of the rows.
+struct PairsOfRows {
+    const float* signal;
+    float* hilbert;
+    const float* undo;
+    Index count;
+};
+
+/// Calls body(first row, PairsOfRows) for all rows. For lengths from 3 on.
+template <class Body>
+IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHilbertSpec_32f32fc* state, float* work,
+                         float* largest, const Body& body) {
     if (!state->plan) return ippStsSizeErr;
+    const Index len = state->length;
     const Simd::FftKernels& kernels = Simd::ActiveFft();
     const Index lanes = kernels.lanes, stride = 2 * lanes, rowBytes = sizeof(float);
     float* signal = work;
@@ -129,10 +137,54 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
             if (len % 2 == 0) hilbert[stride * (len / 2) + l] *= 0.5f;
         }
         state->plan->Inverse({hilbert, hilbert + lanes, stride, len / 2 + 1}, spectrum, planWork, 2.f / float(len));
-        Prefetch<1>(dst + y * dstStep, dstStep, here, len);
-        kernels.storeEnvelopes(signal, hilbert, undo, int(here), len, dst + y * dstStep, dstStep * rowBytes);
+        body(y, PairsOfRows{signal, hilbert, undo, here});
     }
     return ippStsNoErr;
+}
+
+IppStatus CheckRows(const IppsHilbertSpec_32f32fc* state, int rows) {
+    if (const IppStatus bad = CheckSpec(state)) return bad;
+    return CheckLength(rows);
+}
+
+} // namespace
+
+IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
+                           const IppsHilbertSpec_32f32fc* state, float* work, float* largest) {
+    if (const IppStatus bad = CheckPointers(src, dst, state, work)) return bad;
+    if (const IppStatus bad = CheckRows(state, rows)) return bad;
+    const Index len = state->length;
+    if (len < 3) { // no frequency between the mean and Nyquist's
+        for (Index y = 0; y < rows; ++y) {
+            const float* row = src + y * srcStep;
+            const float larger = LargerEnd(row, len), first = std::abs(row[0]), last = std::abs(row[len - 1]);
+            dst[y * dstStep] = first, dst[y * dstStep + len - 1] = last;
+            if (largest) largest[y] = larger;
+        }
+        return ippStsNoErr;
+    }
+    return ForPairsOfRows(src, srcStep, rows, state, work, largest, [&](Index y, const PairsOfRows& pairs) {
+        Prefetch<1>(dst + y * dstStep, dstStep, pairs.count, len);
+        Simd::ActiveFft().storeEnvelopes(pairs.signal, pairs.hilbert, pairs.undo, int(pairs.count), len,
+                                         dst + y * dstStep, dstStep * Index(sizeof(float)));
+    });
+}
+
+IppStatus HilbertEnvelopePeaks(const float* src, Index srcStep, float* peaks, int rows,
+                               const IppsHilbertSpec_32f32fc* state, float* work, float* largest) {
+    if (const IppStatus bad = CheckPointers(src, peaks, state, work)) return bad;
+    if (const IppStatus bad = CheckRows(state, rows)) return bad;
+    const Index len = state->length;
+    if (len < 3) {
+        for (Index y = 0; y < rows; ++y) peaks[y] = LargerEnd(src + y * srcStep, len);
+        if (largest) std::copy_n(peaks, rows, largest);
+        return ippStsNoErr;
+    }
+    return ForPairsOfRows(src, srcStep, rows, state, work, largest, [&](Index y, const PairsOfRows& pairs) {
+        alignas(64) float all[2 * Simd::kMaxLanes];
+        Simd::ActiveFft().envelopePeaks(pairs.signal, pairs.hilbert, pairs.undo, len, all);
+        std::copy_n(all, pairs.count, peaks + y);
+    });
 }
 
 HilbertState::HilbertState(int len, int hint) {

@@ -13,9 +13,13 @@ Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state);
 /// each brought near magnitude 1 by a power of two of its own: a weak row isn't touched by the rounding of a strong
 /// one, and squares neither overflow nor vanish. A row of zeros gives zeros; a row with a NaN or an infinity gives NaN
 /// throughout and leaves the others alone. Status -8, -6 (no row, or more than 65536 samples) or -17 as a primitive;
-/// the range of the input isn't
-/// checked, but `largest`, if not null, receives the largest magnitude of every row, NaN if one is in it.
+/// the range of the input isn't checked, but `largest`, if not null, receives the largest magnitude of every row, NaN
+/// if one is in it.
 IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
                            const IppsHilbertSpec_32f32fc* state, float* work, float* largest = nullptr);
+
+/// The peaks alone: peaks[r] = the largest of the envelope of src[r].
+IppStatus HilbertEnvelopePeaks(const float* src, Index srcStep, float* peaks, int rows,
+                               const IppsHilbertSpec_32f32fc* state, float* work, float* largest = nullptr);
 
 } // namespace IPP

@@ -90,6 +90,8 @@ struct FftKernels {
     /// whose memory is used up. Squares below 1e-36 may give less than their root.
     void (*storeEnvelopes)(const float* signal, float* hilbert, const float* undo, int rows, Index count, void* dst,
                            Index dstStep);
+    /// The largest value of each of these envelopes, 2 W of them.
+    void (*envelopePeaks)(const float* signal, const float* hilbert, const float* undo, Index count, float* peaks);
 };
 
 extern const FftKernels fftKernelsBaseline;

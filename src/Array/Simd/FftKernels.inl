@@ -543,6 +543,13 @@ TZM_INLINE V Root(V v) {
 #endif
 }
 
+/// Of a lane block of the signal and one of its Hilbert transforms.
+TZM_INLINE void SquaredEnvelopes(const float* signal, const float* hilbert, V& ofRe, V& ofIm) {
+    const V re = Load(signal), im = Load(signal + W);
+    const V hilbertOfRe = Load(hilbert + W) - im, hilbertOfIm = re - Load(hilbert);
+    ofRe = re * re + hilbertOfRe * hilbertOfRe, ofIm = im * im + hilbertOfIm * hilbertOfIm;
+}
+
 void StoreEnvelopes(const float* signal, float* hilbert, const float* undo, int rows, Index count, void* dst,
                     Index dstStep) {
     constexpr Index run = kRun / 2; // of both blocks
@@ -552,14 +559,24 @@ void StoreEnvelopes(const float* signal, float* hilbert, const float* undo, int 
         const float* from = signal + 2 * W * first;
         float* envelopes = hilbert + 2 * W * first;
         for (Index at = 0; at < 2 * W * size; at += 2 * W) {
-            const V re = Load(from + at), im = Load(from + at + W);
-            const V hilbertOfRe = Load(envelopes + at + W) - im, hilbertOfIm = re - Load(envelopes + at);
-            Store(envelopes + at, Root(re * re + hilbertOfRe * hilbertOfRe) * undoRe);
-            Store(envelopes + at + W, Root(im * im + hilbertOfIm * hilbertOfIm) * undoIm);
+            V ofRe, ofIm;
+            SquaredEnvelopes(from + at, envelopes + at, ofRe, ofIm);
+            Store(envelopes + at, Root(ofRe) * undoRe);
+            Store(envelopes + at + W, Root(ofIm) * undoIm);
         }
         StoreRows(envelopes, 2 * W, int(Least(rows, W)), size, At(dst, 0) + first, dstStep);
         if (rows > W) StoreRows(envelopes + W, 2 * W, rows - W, size, At(dst, W * dstStep) + first, dstStep);
     }
+}
+
+void EnvelopePeaks(const float* signal, const float* hilbert, const float* undo, Index count, float* peaks) {
+    V mostRe{}, mostIm{};
+    for (Index at = 0; at < 2 * W * count; at += 2 * W) {
+        V ofRe, ofIm;
+        SquaredEnvelopes(signal + at, hilbert + at, ofRe, ofIm);
+        mostRe = ofRe > mostRe ? ofRe : mostRe, mostIm = ofIm > mostIm ? ofIm : mostIm;
+    }
+    Store(peaks, Root(mostRe) * Load(undo)), Store(peaks + W, Root(mostIm) * Load(undo + W));
 }
 
 #define TZM_RADICES(kind)                                                                                              \
@@ -591,6 +608,7 @@ extern const FftKernels TZM_KERNEL_TABLE = {TZM_LANES,
                                             &JoinPair,
                                             &LoadRowsAndLevels,
                                             &ScaleLanes,
-                                            &StoreEnvelopes};
+                                            &StoreEnvelopes,
+                                            &EnvelopePeaks};
 
 } // namespace IPP::Simd

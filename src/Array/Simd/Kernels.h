@@ -51,9 +51,10 @@ struct Kernels {
     /// Reads between neighbours: dst[i] = src[i] + weights[i] * (src[i + 1] - src[i]).
     void (*interpolate)(const float* src, const float* weights, float* dst, int len);
 
-    /// dst = src and dst = value * src, written past the caches, for areas that don't overlap and that nobody reads
-    /// soon. Complete for every thread on return.
+    /// dst = src, written past the caches, for areas that don't overlap and that nobody reads soon. Complete for every
+    /// thread on return.
     void (*streamCopy)(const float* src, float* dst, int len);
+    /// dst = value * src, likewise, but complete only behind a store fence.
     void (*streamMulC)(float value, const float* src, float* dst, int len);
 
     void (*addTo)(const float* src, double* sums, int len);                    ///< sums[i] += src[i]
@@ -68,8 +69,10 @@ struct Kernels {
     void (*laneZeroPhase)(float* lanes, float* work, int len, double b0, double b1, double a1);
 
     void (*product)(const float* src, const float* factors, float* dst, int len); ///< dst[i] = factors[i] * src[i]
-    void (*quotients)(const float* src, const float* divisors, float value, float* dst,
-                      int len); ///< dst[i] = src[i] / divisors[i] / value, 0 for a divisor of 0
+    /// dst[i] = the larger of factor * src[i] and floor[i]; gives the largest of them, from 0 on.
+    float (*floored)(const float* src, float factor, const float* floor, float* dst, int len);
+    /// dst[i] = factor * src[i] / the smaller of divisors[i] and limit, 0 for a divisor of 0.
+    void (*quotients)(const float* src, const float* divisors, float limit, float factor, float* dst, int len);
     void (*larger)(const float* a, const float* b, float* dst,
                    int len); ///< dst[i] = the one of larger magnitude, a[i] unless that of b[i] is strictly larger
     void (*numbers)(const float* src, float* dst, int len);                 ///< dst[i] = src[i], 0 for a NaN

@@ -263,7 +263,6 @@ void StreamCopy(const float* src, float* dst, int len) {
 
 void StreamMulC(float value, const float* src, float* dst, int len) {
     Stream(src, dst, len, [value](auto x, int) { return value * x; });
-    __builtin_ia32_sfence();
 }
 
 void StreamProduct(const float* src, const float* factors, float* dst, int len) {
@@ -283,11 +282,23 @@ void Product(const float* src, const float* factors, float* dst, int len) {
     for (int i = 0; i < len; ++i) dst[i] = factors[i] * src[i];
 }
 
-void Quotients(const float* src, const float* divisors, float value, float* dst, int len) {
+float Floored(const float* src, float factor, const float* floor, float* dst, int len) {
+    float most = 0.f;
+#pragma omp simd reduction(max : most)
+    for (int i = 0; i < len; ++i) {
+        const float scaled = factor * src[i];
+        dst[i] = floor[i] > scaled ? floor[i] : scaled;
+        most = dst[i] > most ? dst[i] : most;
+    }
+    return most;
+}
+
+void Quotients(const float* src, const float* divisors, float limit, float factor, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) {
-        const float quotient = src[i] / divisors[i] / value;
-        dst[i] = divisors[i] == 0.f ? 0.f : quotient;
+        const float divisor = divisors[i] > limit ? limit : divisors[i];
+        const float quotient = src[i] / divisor * factor;
+        dst[i] = divisor == 0.f ? 0.f : quotient;
     }
 }
 
@@ -535,11 +546,12 @@ void Spread(const int* starts, const float* weights, const float* values, int co
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,          &Mul,      &MulComplex, &AddC,           &MulC,          &Sqr,          &Magnitude,
-    &Conj,         &MaxEvery, &MinEvery,   &ThresholdAbove, &Flip,          &MinMax,       &MaxInt,
-    &Sum,          &Sub,      &TapReads,   &Correlate,      &SumOfSquares,  &Interpolate,  &StreamCopy,
-    &StreamMulC,   &AddTo,    &Add,        &LaneMedians,    &LaneZeroPhase, &Product,      &Quotients,
-    &Larger,       &Numbers,  &RootMeans,  &MinMaxOfSums,   &StreamProduct, &StreamAffine, &StreamSumScaled,
+    &Set,          &Mul,           &MulComplex,   &AddC,          &MulC,           &Sqr,
+    &Magnitude,    &Conj,          &MaxEvery,     &MinEvery,      &ThresholdAbove, &Flip,
+    &MinMax,       &MaxInt,        &Sum,          &Sub,           &TapReads,       &Correlate,
+    &SumOfSquares, &Interpolate,   &StreamCopy,   &StreamMulC,    &AddTo,          &Add,
+    &LaneMedians,  &LaneZeroPhase, &Product,      &Floored,       &Quotients,      &Larger,
+    &Numbers,      &RootMeans,     &MinMaxOfSums, &StreamProduct, &StreamAffine,   &StreamSumScaled,
     &WeightedRows, &Spread};
 
 } // namespace IPP::Simd

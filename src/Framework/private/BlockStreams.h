@@ -20,7 +20,10 @@ inline void StreamCopy(const IPP::Array<float>& src, IPP::Array<float>&& dst) {
 
 /// The same with every sample multiplied by factor.
 inline void StreamScaled(const IPP::Array<float>& src, float factor, IPP::Array<float>&& dst) {
-    if (src.size >= kWorthStreaming) return IPP::Simd::Active().streamMulC(factor, src.data, dst.data, src.size);
+    if (src.size >= kWorthStreaming) {
+        IPP::Simd::Active().streamMulC(factor, src.data, dst.data, src.size);
+        return FinishStreams();
+    }
     dst.CopyFrom(src);
     dst.MulC(factor);
 }
