@@ -252,6 +252,9 @@ TEST(BgMeshDetection, EstimatesSpacingAndDepth) {
     EXPECT_TRUE(xcorr.detected);
     EXPECT_FALSE(fourier.detected);
 
+    image.At(3, 20) = 3.5e35f;
+    EXPECT_EQ(Failure([&] { removal.MeshDetectionFourier(image, 20, 30, fourier); }),
+              "-2 IPP::Exception::ippsDFTFwd_outOfRange32f");
     image.Zero();
     first = 9;
     removal.MeshDetectionDetermineDepthRange(image, first, last);
