@@ -39,10 +39,11 @@ TEST(AnyInput, SpecialValuesAndPrimeSizesGiveTheSameOnAnyNumberOfThreads) {
             Block in = NoiseBlock(samples, ascans, 10, 1000);
             for (std::size_t i = 7; i < in.data.size(); i += special == 0 ? 1 : 97) in.data[i] = special;
             for (const Row& row : AllAlgorithms()) {
-                const auto run = [&] { return OutcomeOf(*row.algorithm, in); };
+                const AlgoBase& algorithm = *row.algorithm;
+                const auto run = [&] { return OutcomeOf(algorithm, in); };
                 const auto alone = OnThreads(1, run);
                 for (const int threads : {2, 3, 8})
-                    EXPECT_EQ(OnThreads(threads, run), alone) << typeid(*row.algorithm.get()).name() << special;
+                    EXPECT_EQ(OnThreads(threads, run), alone) << typeid(algorithm).name() << special;
             }
         }
 }
