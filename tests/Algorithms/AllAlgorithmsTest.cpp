@@ -61,10 +61,13 @@ TEST(AllAlgorithms, KeepANaNToTheAscansThatItReaches) {
         const Block clean = Executed(*row.algorithm, in);
         in.At(300, 4, 2) = NAN;
         const Block out = Executed(*row.algorithm, in);
+        const auto weaker = [](float a, float b) { return std::abs(a) < std::abs(b); };
+        const float rounding = 1e-6f * std::abs(*std::max_element(clean.data.begin(), clean.data.end(), weaker));
+        const auto same = [&](float a, float b) { return std::abs(a - b) <= rounding; }; // A-scans share transforms
         int changed = 0, notNumbers = 0;
         for (auto a = out.data.begin(), b = clean.data.begin(); a != out.data.end(); b += out.props.samplesPerAscan) {
             const auto end = a + out.props.samplesPerAscan;
-            changed += !std::equal(a, end, b);
+            changed += !std::equal(a, end, b, same);
             notNumbers += std::any_of(a, end, [](float v) { return std::isnan(v); });
             a = end;
         }

@@ -41,9 +41,11 @@ TEST_P(Kernels, ElementOperationsFollowTheirFormula) {
          [](float s, float d) { return s > d ? s : d; }},
         {"minEvery", [&](auto s, auto d, int n) { k.minEvery(s, d, n); },
          [](float s, float d) { return s < d ? s : d; }},
-        {"streamCopy", [&](auto s, auto d, int n) { k.streamCopy(s, d, n); }, [](float s, float) { return s; }},
-        {"streamMulC", [&](auto s, auto d, int n) { k.streamMulC(0.3f, s, d, n); },
-         [](float s, float) { return 0.3f * s; }}};
+        {"streamCopy", [&](auto s, auto d, int n) { k.streamCopy(s, d, n, true); }, [](float s, float) { return s; }},
+        {"streamMulC", [&](auto s, auto d, int n) { k.streamMulC(0.3f, s, d, n, true); },
+         [](float s, float) { return 0.3f * s; }},
+        {"kept in the caches", [&](auto s, auto d, int n) { k.streamAffine(0.3f, 2.f, s, d, n, false); },
+         [](float s, float) { return 0.3f * s + 2.f; }}};
     for (const auto& operation : operations)
         for (const int len : kLengths) { // from an unaligned start; the elements around the range must stay
             std::vector<float> src = Noise(3).Floats(len + 2), dst = Noise(4).Floats(len + 2);

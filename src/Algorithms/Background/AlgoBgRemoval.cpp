@@ -235,8 +235,7 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
         RefreshInternalAlgoParams();
         const InternalAlgoParams& internal = *internalAlgoParams;
 
-        if (type == AlgoParamBgRemoval::None)
-            return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+        if (type == AlgoParamBgRemoval::None) return CopyBlock(src, dst);
 
         BlockJudgement judgement;
         std::unique_ptr<IPP::Array<double>> taps;

@@ -4,6 +4,7 @@
 
 #include "Algorithms/Gain/EnvelopeRows.h"
 #include "Framework/Channels.h"
+#include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
@@ -145,6 +146,7 @@ void AlgoAutoGain::Execute(const float* in, const ImageProps& inProps, float* ou
         (deep ? internal.GainDeepMono : internal.GainStdMono).FillFactors(mono);
         (deep ? internal.GainDeepBi : internal.GainStdBi).FillFactors(bi);
 
+        const BlockStreams streams(dst);
         ParallelFor(
             dst.dim2, [&] { return EnvelopeRows(src.dim0, src.dim1); },
             [&](int i, EnvelopeRows& envelopes) {
@@ -153,10 +155,11 @@ void AlgoAutoGain::Execute(const float* in, const ImageProps& inProps, float* ou
                 if (valid.count == 0) return;
                 const IPP::Array<float>& factors = IsBistatic(i, channels) ? bi : mono;
                 if (deep)
-                    DivideByEnvelope(valid.src, factors, valid.dst, params.HalfLenTriangle, params.MaxAmp, envelopes);
+                    DivideByEnvelope(valid.src, factors, valid.dst, params.HalfLenTriangle, params.MaxAmp, envelopes,
+                                     streams);
                 else
                     Equalize(valid.src, factors, valid.dst, params.HalfLenTriangle, internal.SmoothNormalization,
-                             internal.SmoothNormEnvelope, envelopes);
+                             internal.SmoothNormEnvelope, envelopes, streams);
             });
     });
 }

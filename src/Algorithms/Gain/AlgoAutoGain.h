@@ -11,6 +11,7 @@
 
 namespace TZM {
 
+class BlockStreams;
 class EnvelopeRows;
 
 struct TZM_EXPORT AlgoParamAutoGain : AlgoParamBase {
@@ -93,11 +94,11 @@ protected:
 private:
     // The same for a source, or of a target, that is multiplied by a curve.
     void Equalize(const IPP::Array2D<float>& source, const IPP::Array<float>& gain, const IPP::Array2D<float>& target,
-                  int halfLenTriangle, bool smoothNormalization, bool smoothNormEnvelope,
-                  EnvelopeRows& envelopes) const;
+                  int halfLenTriangle, bool smoothNormalization, bool smoothNormEnvelope, EnvelopeRows& envelopes,
+                  const BlockStreams& streams) const;
     void DivideByEnvelope(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
-                          const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp,
-                          EnvelopeRows& envelopes) const;
+                          const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp, EnvelopeRows& envelopes,
+                          const BlockStreams& streams) const;
 
     mutable std::shared_ptr<InternalAlgoParams> internalAlgoParams;
 };

@@ -65,8 +65,7 @@ void AlgoDepthGaining::Execute(const float* in, const ImageProps& inProps, float
         const int end = std::clamp(wantedEnd == -1 ? last : wantedEnd, start, last);
         const int apex = std::clamp(wantedApex == -1 ? end : wantedApex, start, end);
         const float startGain = params.StartGain, apexGain = params.ApexGain, endGain = params.EndGain;
-        if (start == end || (startGain == 1.f && apexGain == 1.f && endGain == 1.f))
-            return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+        if (start == end || (startGain == 1.f && apexGain == 1.f && endGain == 1.f)) return CopyBlock(src, dst);
 
         const float rise = apex > start ? (apexGain - startGain) / static_cast<float>(apex - start) : 0.f;
         const float fall = end > apex ? (apexGain - endGain) / static_cast<float>(end - apex) : 0.f;
@@ -76,7 +75,11 @@ void AlgoDepthGaining::Execute(const float* in, const ImageProps& inProps, float
                          : i < apex ? startGain + static_cast<float>(i - start) * rise
                          : i <= end ? apexGain - static_cast<float>(i - apex) * fall
                                     : endGain;
-        ParallelFor(dst.dim2, [&](int i) { StreamProduct(src.Slice(i), factors, dst.Slice(i)); });
+        const BlockStreams streams(dst);
+        ParallelFor(dst.dim2, [&](int i) {
+            for (int y = 0; y < dst.dim1; ++y) streams.Product(src.Row(y, i), factors, dst.Row(y, i));
+            streams.Finish();
+        });
     });
 }
 

@@ -93,16 +93,16 @@ void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps,
                                  device.UseTX3RX2 ? C::TX3RX2 : C::TX2RX3, C::TX3RX3};
         const float fullScale = std::ldexp(1.f, device.ADBitResolution - 1), min = params.Min, max = params.Max;
         if (src.size == 0) return;
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             const ValidAscans valid(src, dst, inProps, i);
             if (valid.count == 0) return;
             if (calibrated)
-                StreamScaled(valid.src, calibration.factors[pairs[i % 5]] / fullScale,
-                             dst.Slice(i).SubArray(valid.first * dst.dim0, valid.dst.size));
+                streams.Scale(valid.src, calibration.factors[pairs[i % 5]] / fullScale, valid.dst);
             else if (const Stretch stretch(valid.src, min, max); stretch.flat)
                 dst.Slice(i).Zero();
             else
-                stretch.Apply(valid.src, valid.dst);
+                stretch.Apply(valid.src, valid.dst, streams);
         });
     });
 }

@@ -47,12 +47,13 @@ void AlgoNormalizationCscan::Execute(const float* in, const ImageProps& inProps,
         ParallelFor(src.dim2, [&](int i) { ranges[static_cast<std::size_t>(i)] = Stretch::Extremes(src.Slice(i)); });
         Stretch::Range all = ranges.front();
         for (const Stretch::Range& range : ranges) all = {std::min(all.low, range.low), std::max(all.high, range.high)};
+        const BlockStreams streams(dst);
         const Stretch stretch(all.low, all.high, params.Min, params.Max);
         ParallelFor(dst.dim2, [&](int i) {
             if (stretch.flat)
                 dst.Slice(i).Zero();
             else
-                stretch.Apply(src.Slice(i), dst.Slice(i));
+                stretch.Apply(src.Slice(i), dst.Slice(i), streams);
         });
     });
 }

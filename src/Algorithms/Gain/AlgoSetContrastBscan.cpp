@@ -109,6 +109,7 @@ void AlgoSetContrastBscan::Execute(const float* in, const ImageProps& inProps, f
         const Kind mono(*this, src.dim0, internal.BgrLenMono, internal.TaperLenMono, internal.ScaleFactorMono);
         const Kind bi(*this, src.dim0, internal.BgrLenBi, internal.TaperLenBi, internal.ScaleFactorBi);
 
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             const Kind& kind = IsBistatic(i, channels) ? bi : mono;
             const ValidAscans valid(src, dst, inProps, i);
@@ -122,21 +123,19 @@ void AlgoSetContrastBscan::Execute(const float* in, const ImageProps& inProps, f
                 summands[s] = -(kind.mask[static_cast<int>(s)] * summands[s]);
             summands.resize(static_cast<std::size_t>(src.dim0));
 
-            const auto& kernels = IPP::Simd::Active();
             float factor = kind.scale;
             if (internal.Normalize) {
                 float peak = 0.01f;
                 for (int y = 0; y < valid.count; ++y) {
                     float low, high;
-                    kernels.minMaxOfSums(valid.src.Row(y).data, summands.data(), src.dim0, &low, &high);
+                    streams.kernels.minMaxOfSums(valid.src.Row(y).data, summands.data(), src.dim0, &low, &high);
                     peak = std::max({peak, std::abs(low), std::abs(high)});
                 }
                 factor = 1.f / peak;
             }
             for (int y = 0; y < valid.count; ++y)
-                kernels.streamSumScaled(valid.src.Row(y).data, summands.data(), factor, valid.dst.Row(y).data,
-                                        src.dim0);
-            FinishStreams();
+                streams.SumScaled(valid.src.Row(y), summands.data(), factor, valid.dst.Row(y));
+            streams.Finish();
         });
     });
 }

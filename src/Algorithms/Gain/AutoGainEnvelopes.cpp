@@ -72,22 +72,18 @@ void RequireEqual(const IPP::Array2D<float>& source, const IPP::Array2D<float>& 
 
 /// target = source, times the curve, each row times a factor.
 void Scale(const IPP::Array2D<float>& source, const IPP::Array<float>& gain, const IPP::Array<float>& factors,
-           const IPP::Array2D<float>& target) {
+           const IPP::Array2D<float>& target, const BlockStreams& streams) {
     RequireEqual(source, target);
-    const auto& kernels = IPP::Simd::Active();
-    const bool streams = source.size >= kWorthStreaming;
     IPP::Array<float> amplified(source.dim0);
     for (int y = 0; y < source.dim1; ++y) {
-        auto row = target.Row(y);
-        kernels.product(source.Row(y).data, gain.data, amplified.data, row.size);
-        if (streams) {
-            kernels.streamMulC(factors[y], amplified.data, row.data, row.size);
-        } else {
-            row.CopyFrom(amplified);
-            row.MulC(factors[y]);
-        }
+        streams.kernels.product(source.Row(y).data, gain.data, amplified.data, amplified.size);
+        streams.kernels.streamMulC(factors[y], amplified.data, target.Row(y).data, amplified.size, streams.past);
     }
-    FinishStreams();
+    streams.Finish();
+}
+
+BlockStreams StreamsOf(const IPP::Array2D<float>& image) {
+    return BlockStreams(BlockView(image.data, image.dim0, image.dim1, 1));
 }
 
 void RequireTriangle(int length, int halfLength) {
@@ -108,12 +104,13 @@ void AlgoAutoGain::TriangleSmoothing(float* data, int length, int halfLength) co
 void AlgoAutoGain::AscanEqualization(IPP::Array2D<float, int>& source, IPP::Array2D<float, int>& target,
                                      int halfLenTriangle, bool smoothNormalization, bool smoothNormEnvelope) const {
     EnvelopeRows envelopes(source.dim0, source.dim1);
-    Equalize(source, Ones(source.dim0), target, halfLenTriangle, smoothNormalization, smoothNormEnvelope, envelopes);
+    Equalize(source, Ones(source.dim0), target, halfLenTriangle, smoothNormalization, smoothNormEnvelope, envelopes,
+             StreamsOf(target));
 }
 
 void AlgoAutoGain::Equalize(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
                             const IPP::Array2D<float>& target, int halfLenTriangle, bool smoothNormalization,
-                            bool smoothNormEnvelope, EnvelopeRows& envelopes) const {
+                            bool smoothNormEnvelope, EnvelopeRows& envelopes, const BlockStreams& streams) const {
     IPP::Array<float> factors(source.dim1);
     envelopes.ForFewAmplified(source, gain, [&](int first, const IPP::Array2D<float>& rows) {
         const auto peaks = factors.SubArray(first, rows.dim1);
@@ -131,7 +128,7 @@ void AlgoAutoGain::Equalize(const IPP::Array2D<float>& source, const IPP::Array<
         IPP::Checked::IirGen(false, 0.05, 0., kOrder, taps.data, 0);
         factors.FilterZeroPhase(taps, kOrder);
     }
-    Scale(source, gain, factors, target);
+    Scale(source, gain, factors, target, streams);
 }
 
 void AlgoAutoGain::AmplitudeCorrectionStandardVersion(IPP::Array2D<float, int>& source,
@@ -145,22 +142,21 @@ void AlgoAutoGain::AmplitudeCorrectionStandardVersion(IPP::Array2D<float, int>& 
     factors.FilterMovingAverageDelayed(7);
     leading.FilterMovingAverageLeading(7);
     factors.MinOfElements(leading);
-    Scale(source, Ones(source.dim0), factors, target);
+    Scale(source, Ones(source.dim0), factors, target, StreamsOf(target));
 }
 
 void AlgoAutoGain::AmplitudeCorrectionDeepVersion(IPP::Array2D<float, int>& source, IPP::Array2D<float, int>& target,
                                                   int halfLenTriangle, float maxAmp) const {
     EnvelopeRows envelopes(source.dim0, source.dim1);
-    DivideByEnvelope(source, Ones(source.dim0), target, halfLenTriangle, maxAmp, envelopes);
+    DivideByEnvelope(source, Ones(source.dim0), target, halfLenTriangle, maxAmp, envelopes, StreamsOf(target));
 }
 
 void AlgoAutoGain::DivideByEnvelope(const IPP::Array2D<float>& source, const IPP::Array<float>& gain,
                                     const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp,
-                                    EnvelopeRows& envelopes) const {
+                                    EnvelopeRows& envelopes, const BlockStreams& streams) const {
     RequireEqual(source, target);
     if (halfLenTriangle != 0) RequireTriangle(source.dim0, halfLenTriangle);
-    const auto& kernels = IPP::Simd::Active();
-    const auto product = source.size >= kWorthStreaming ? kernels.streamProduct : kernels.product;
+    const auto& kernels = streams.kernels;
     constexpr float most = std::numeric_limits<float>::max();
     const float share = std::clamp(1.f / maxAmp, -most, most); // for the smallest floats
     TriangleFilter triangle(source.dim0, std::max(halfLenTriangle, 1));
@@ -173,9 +169,9 @@ void AlgoAutoGain::DivideByEnvelope(const IPP::Array2D<float>& source, const IPP
             kernels.floored(smoothed, halfLenTriangle == 0 ? 1.f : triangle.Factor(), envelope.data, divisors.data, n);
         float* const quotients = envelope.data; // which have served
         kernels.quotients(source.Row(y).data, divisors.data, peak / maxAmp, share, quotients, n);
-        product(quotients, gain.data, target.Row(y).data, n);
+        kernels.streamProduct(quotients, gain.data, target.Row(y).data, n, streams.past);
     });
-    FinishStreams();
+    streams.Finish();
 }
 
 } // namespace TZM

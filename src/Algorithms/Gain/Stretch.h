@@ -1,8 +1,6 @@
 #pragma once
 
-#include "Array/Simd/Dispatch.h"
 #include "Framework/private/BlockStreams.h"
-#include "Framework/private/ExecuteFrame.h"
 
 namespace TZM {
 
@@ -19,9 +17,8 @@ struct Stretch {
 
     Stretch(const IPP::Array<float>& values, float min, float max) : Stretch(Extremes(values), min, max) {}
 
-    void Apply(const IPP::Array<float>& src, const IPP::Array<float>& dst) const {
-        IPP::Simd::Active().streamAffine(scale, offset, src.data, dst.data, src.size);
-        FinishStreams();
+    void Apply(const IPP::Array<float>& src, const IPP::Array<float>& dst, const BlockStreams& streams) const {
+        streams.Affine(src, scale, offset, dst);
     }
 
     struct Range {

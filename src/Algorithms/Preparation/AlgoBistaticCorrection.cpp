@@ -126,8 +126,9 @@ void AlgoBistaticCorrection::Execute(const float* in, const ImageProps& inProps,
 
         const double v = 3e8 / std::sqrt(static_cast<double>(permittivity));
         const Resampling resampling(MoveoutTable(src.dim0, globalSettings.delta_t, params.antennaOffset, v));
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
-            if (!IsBistatic(i, channels)) return StreamCopy(src.Slice(i), dst.Slice(i));
+            if (!IsBistatic(i, channels)) return streams.Copy(src.Slice(i), dst.Slice(i));
             for (int y = 0; y < dst.dim1; ++y) resampling.Read(src.Row(y, i).data, dst.Row(y, i).data);
         });
     });

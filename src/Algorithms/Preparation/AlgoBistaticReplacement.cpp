@@ -82,9 +82,10 @@ void AlgoBistaticReplacement::Execute(const float* in, const ImageProps& inProps
         const int height = std::clamp<int>(params.replaceHeight, 0, src.dim0);
         const Replacement top{height, std::clamp<int>(params.crossfadeLen, 0, src.dim0 - height)};
         const bool replaces = params.enabled && height > 0;
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             if (!replaces || !IsBistatic(i, channels)) {
-                if (in != out) StreamCopy(src.Slice(i), dst.Slice(i));
+                if (in != out) streams.Copy(src.Slice(i), dst.Slice(i));
                 return;
             }
             const BscanInfo cur = ValidRange(inProps, i), prev = ValidRange(inProps, i - 1),

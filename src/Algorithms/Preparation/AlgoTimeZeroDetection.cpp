@@ -137,9 +137,9 @@ int Shift(int rawIndex, int offset, int samples) {
 }
 
 // The samples that come from the head of the next A-scan are overwritten.
-void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float>& to) {
+void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float>& to, const BlockStreams& streams) {
     const int moved = from.size - shift;
-    StreamCopy(from.SubArray(shift, moved), to.SubArray(0, moved));
+    streams.Copy(from.SubArray(shift, moved), to.SubArray(0, moved));
     if (shift == 0) return;
     for (int y = 0; y < to.dim1; ++y) to.Row(y).SubArray(to.dim0 - shift, shift).Zero();
 }
@@ -180,9 +180,10 @@ void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, 
         }
 
         const int largest = shift.Max();
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             if (largest > 0 && !hasData(i)) return dst.Slice(i).Zero();
-            MoveUp(src.Slice(i), shift[i], dst.Slice(i));
+            MoveUp(src.Slice(i), shift[i], dst.Slice(i), streams);
         });
         if (largest > 0) newOutProps.samplesPerAscan = src.dim0 - largest;
 

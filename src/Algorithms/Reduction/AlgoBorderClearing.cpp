@@ -93,8 +93,7 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
         const BorderWidths widths = params.borders;
         const float clearValue = params.ClearValue;
-        if (widths == BorderWidths())
-            return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+        if (widths == BorderWidths()) return CopyBlock(src, dst);
 
         // The box is walked samples outermost, then A-scans, then B-scans, until an axis ends.
         Side z(widths.LowerZ, widths.UpperZ, src.dim0), x(widths.LowerX, widths.UpperX, src.dim1),
@@ -114,8 +113,9 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
         };
         IPP::Array<float> clear(dst.dim0);
         clear.Set(clearValue);
-        const auto write = [](const float* from, float* to, int n) {
-            IPP::Simd::Active().streamAffine(1.f, -0.f, from, to, n);
+        const BlockStreams streams(dst);
+        const auto write = [&](const float* from, float* to, int n) {
+            streams.kernels.streamCopy(from, to, n, streams.past);
         };
         ParallelFor(dst.dim2, [&](int i) {
             for (int j = 0; j < dst.dim1; ++j) {
@@ -128,7 +128,7 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
                 write(&src.Row(j, i)[first], ascan + first, count);
                 std::fill_n(ascan + first + count, dst.dim0 - first - count, clearValue);
             }
-            FinishStreams();
+            streams.Finish();
         });
         IPP::Require(!fails, "Index exceeds IPP::Array3D bounds");
     });

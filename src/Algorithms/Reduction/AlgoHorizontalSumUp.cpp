@@ -23,7 +23,7 @@ void AlgoHorizontalSumUp::Execute(const float* in, const ImageProps& inProps, fl
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
         const int thickness = std::clamp<int>(params.Thickness, 1, src.dim2);
-        if (thickness == 1) return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+        if (thickness == 1) return CopyBlock(src, dst);
 
         // Strips of points, each across all B-scans, so that the windows stay in the cache.
         const int points = src.dim0 * src.dim1, strip = std::min(points, 256);

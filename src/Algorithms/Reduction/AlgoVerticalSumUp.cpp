@@ -23,7 +23,7 @@ void AlgoVerticalSumUp::Execute(const float* in, const ImageProps& inProps, floa
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
         const int thickness = std::clamp<int>(params.Thickness, 1, src.dim0);
-        if (thickness == 1) return ParallelFor(dst.dim2, [&](int i) { StreamCopy(src.Slice(i), dst.Slice(i)); });
+        if (thickness == 1) return CopyBlock(src, dst);
 
         const SumUpWindow window(src.dim0, 1, thickness, 0, params.UseMax);
         ParallelFor(

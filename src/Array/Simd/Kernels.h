@@ -51,12 +51,6 @@ struct Kernels {
     /// Reads between neighbours: dst[i] = src[i] + weights[i] * (src[i + 1] - src[i]).
     void (*interpolate)(const float* src, const float* weights, float* dst, int len);
 
-    /// dst = src, written past the caches, for areas that don't overlap and that nobody reads soon. Complete for every
-    /// thread on return.
-    void (*streamCopy)(const float* src, float* dst, int len);
-    /// dst = value * src, likewise, but complete only behind a store fence.
-    void (*streamMulC)(float value, const float* src, float* dst, int len);
-
     void (*addTo)(const float* src, double* sums, int len);                    ///< sums[i] += src[i]
     void (*add)(const float* src, const float* summands, float* dst, int len); ///< dst[i] = src[i] + summands[i]
 
@@ -79,11 +73,13 @@ struct Kernels {
     void (*rootMeans)(const float* sums, float count, float* dst, int len); ///< dst[i] = sqrt(sums[i] / count)
     void (*minMaxOfSums)(const float* src, const float* summands, int len, float* min, float* max);
 
-    // Past the caches, like streamCopy, but complete only behind a store fence.
-    void (*streamProduct)(const float* src, const float* factors, float* dst, int len);
-    void (*streamAffine)(float factor, float summand, const float* src, float* dst, int len);
-    void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst,
-                            int len); ///< dst[i] = (src[i] + summands[i]) * factor
+    // For areas that don't overlap. Past the caches they are complete for other threads only behind a store fence.
+    void (*streamCopy)(const float* src, float* dst, int len, bool past);
+    void (*streamMulC)(float value, const float* src, float* dst, int len, bool past); ///< dst = value * src
+    void (*streamProduct)(const float* src, const float* factors, float* dst, int len, bool past);
+    void (*streamAffine)(float factor, float summand, const float* src, float* dst, int len, bool past);
+    void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst, int len,
+                            bool past); ///< dst[i] = (src[i] + summands[i]) * factor
 
     /// dst[i] = sum over k of weights[k] src[offsets[k] + i], k ascending, i below len, a multiple of kWeightedRun.
     void (*weightedRows)(const int* offsets, const float* weights, int count, const float* src, float* dst, int len);

@@ -228,53 +228,67 @@ void Interpolate(const float* src, const float* weights, float* dst, int len) {
     for (int i = 0; i < len; ++i) dst[i] = src[i] + weights[i] * (src[i + 1] - src[i]);
 }
 
-// Past the caches, dst on a boundary of 16 bytes.
-void Store(Four value, float* dst) {
+// A register of floats, loaded from anywhere.
+typedef float Wide __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+
+// Past the caches, dst on a boundary of the register's width.
+void Store(Wide value, float* dst) {
 #if defined __clang__
-    __builtin_nontemporal_store(value, reinterpret_cast<Four*>(dst));
+    typedef float Aligned __attribute__((vector_size(8 * kLanes), may_alias));
+    __builtin_nontemporal_store(value, reinterpret_cast<Aligned*>(dst));
+#elif defined __AVX512F__
+    __builtin_ia32_movntps512(dst, value);
+#elif defined __AVX2__
+    __builtin_ia32_movntps256(dst, value);
 #else
     __builtin_ia32_movntps(dst, value);
 #endif
 }
 
-// Whole cache lines go out at once, and the lines ahead are asked for without a place in the outer caches. The
-// operation gets an element, or four, and the index of the first.
+Wide LoadWide(const float* p) { return *reinterpret_cast<const Wide*>(p); }
+
+// Past the caches, whole cache lines go out at once, and the lines ahead are asked for without a place in the outer
+// caches. The operation gets an element, or a vector of them, and the index of the first.
 template <class Operation>
-void Stream(const float* src, float* dst, int len, const Operation& operation) {
+void Stream(const float* src, float* dst, int len, bool past, const Operation& operation) {
     constexpr int kLine = 16; // floats
-    constexpr int kAhead = 8 * kLine;
+    constexpr int kAhead = 8 * kLine, kWide = sizeof(Wide) / sizeof(float);
+    if (!past || len < 4 * kLine) {
+#pragma omp simd
+        for (int i = 0; i < len; ++i) dst[i] = operation(src[i], i);
+        return;
+    }
     int i = 0;
     for (; i < len && reinterpret_cast<unsigned long>(dst + i) % 64 != 0; ++i) dst[i] = operation(src[i], i);
     for (; i + kLine <= len; i += kLine) {
         __builtin_prefetch(src + i + kAhead, 0, 0);
-        for (int k = i; k < i + kLine; k += 4) Store(operation(Load(src + k), k), dst + k);
+        for (int k = i; k < i + kLine; k += kWide) Store(operation(LoadWide(src + k), k), dst + k);
     }
     for (; i < len; ++i) dst[i] = operation(src[i], i);
 }
 
-// The element of an array that belongs to one of the source, or the four of them.
+// The element of an array that belongs to one of the source, or the vector of them.
 float Beside(float, const float* p) { return *p; }
-Four Beside(Four, const float* p) { return Load(p); }
+Wide Beside(Wide, const float* p) { return LoadWide(p); }
 
-void StreamCopy(const float* src, float* dst, int len) {
-    Stream(src, dst, len, [](auto x, int) { return x; });
-    __builtin_ia32_sfence();
+void StreamCopy(const float* src, float* dst, int len, bool past) {
+    Stream(src, dst, len, past, [](auto x, int) { return x; });
 }
 
-void StreamMulC(float value, const float* src, float* dst, int len) {
-    Stream(src, dst, len, [value](auto x, int) { return value * x; });
+void StreamMulC(float value, const float* src, float* dst, int len, bool past) {
+    Stream(src, dst, len, past, [value](auto x, int) { return value * x; });
 }
 
-void StreamProduct(const float* src, const float* factors, float* dst, int len) {
-    Stream(src, dst, len, [factors](auto x, int i) { return x * Beside(x, factors + i); });
+void StreamProduct(const float* src, const float* factors, float* dst, int len, bool past) {
+    Stream(src, dst, len, past, [factors](auto x, int i) { return x * Beside(x, factors + i); });
 }
 
-void StreamAffine(float factor, float summand, const float* src, float* dst, int len) {
-    Stream(src, dst, len, [factor, summand](auto x, int) { return x * factor + summand; });
+void StreamAffine(float factor, float summand, const float* src, float* dst, int len, bool past) {
+    Stream(src, dst, len, past, [factor, summand](auto x, int) { return x * factor + summand; });
 }
 
-void StreamSumScaled(const float* src, const float* summands, float factor, float* dst, int len) {
-    Stream(src, dst, len, [summands, factor](auto x, int i) { return (x + Beside(x, summands + i)) * factor; });
+void StreamSumScaled(const float* src, const float* summands, float factor, float* dst, int len, bool past) {
+    Stream(src, dst, len, past, [summands, factor](auto x, int i) { return (x + Beside(x, summands + i)) * factor; });
 }
 
 void Product(const float* src, const float* factors, float* dst, int len) {
@@ -546,12 +560,12 @@ void Spread(const int* starts, const float* weights, const float* values, int co
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,          &Mul,           &MulComplex,   &AddC,          &MulC,           &Sqr,
-    &Magnitude,    &Conj,          &MaxEvery,     &MinEvery,      &ThresholdAbove, &Flip,
-    &MinMax,       &MaxInt,        &Sum,          &Sub,           &TapReads,       &Correlate,
-    &SumOfSquares, &Interpolate,   &StreamCopy,   &StreamMulC,    &AddTo,          &Add,
-    &LaneMedians,  &LaneZeroPhase, &Product,      &Floored,       &Quotients,      &Larger,
-    &Numbers,      &RootMeans,     &MinMaxOfSums, &StreamProduct, &StreamAffine,   &StreamSumScaled,
+    &Set,          &Mul,         &MulComplex, &AddC,          &MulC,           &Sqr,
+    &Magnitude,    &Conj,        &MaxEvery,   &MinEvery,      &ThresholdAbove, &Flip,
+    &MinMax,       &MaxInt,      &Sum,        &Sub,           &TapReads,       &Correlate,
+    &SumOfSquares, &Interpolate, &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
+    &Product,      &Floored,     &Quotients,  &Larger,        &Numbers,        &RootMeans,
+    &MinMaxOfSums, &StreamCopy,  &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
     &WeightedRows, &Spread};
 
 } // namespace IPP::Simd

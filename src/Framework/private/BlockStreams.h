@@ -1,40 +1,66 @@
 #pragma once
 
-#include "Array/Array2D.h"
 #include "Array/Simd/Dispatch.h"
+#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/ParallelFor.h"
 
 namespace TZM {
 
-/// Runs from here on (256 KiB) are written past the caches: nobody reads them soon, and a cached store would first
-/// fetch the line that it overwrites, half as much traffic again.
-constexpr int kWorthStreaming = 64 << 10;
+/// Writes runs of a block's output. A block that doesn't fit into the last cache beside its input goes past the caches:
+/// nobody finds it there later, and a cached store first fetches the line that it overwrites, half as much traffic
+/// again. A smaller one stays for the next algorithm. Sizes are equal; the areas don't overlap.
+class BlockStreams {
+public:
+    explicit BlockStreams(const BlockView& block)
+        : past(2 * sizeof(float) * static_cast<unsigned long long>(block.size) >
+               static_cast<unsigned long long>(IPP::Simd::LastCacheBytes())) {}
 
-/// Makes what a kernel has written past the caches complete for every thread.
-inline void FinishStreams() { __builtin_ia32_sfence(); }
-
-/// Copies a B-scan, or a run of one, into the output block. Sizes are equal; the areas don't overlap.
-inline void StreamCopy(const IPP::Array<float>& src, IPP::Array<float>&& dst) {
-    if (src.size < kWorthStreaming) return dst.CopyFrom(src);
-    IPP::Simd::Active().streamCopy(src.data, dst.data, src.size);
-}
-
-/// The same with every sample multiplied by factor.
-inline void StreamScaled(const IPP::Array<float>& src, float factor, IPP::Array<float>&& dst) {
-    if (src.size >= kWorthStreaming) {
-        IPP::Simd::Active().streamMulC(factor, src.data, dst.data, src.size);
-        return FinishStreams();
+    void Copy(const IPP::Array<float>& src, const IPP::Array<float>& dst) const {
+        kernels.streamCopy(src.data, dst.data, src.size, past);
+        Finish();
     }
-    dst.CopyFrom(src);
-    dst.MulC(factor);
-}
 
-/// Copies a B-scan with every A-scan multiplied by the same factors.
-inline void StreamProduct(const IPP::Array2D<float>& src, const IPP::Array<float>& factors,
-                          const IPP::Array2D<float>& dst) {
-    const auto& kernels = IPP::Simd::Active();
-    const auto product = src.size >= kWorthStreaming ? kernels.streamProduct : kernels.product;
-    for (int y = 0; y < src.dim1; ++y) product(src.Row(y).data, factors.data, dst.Row(y).data, src.dim0);
-    FinishStreams();
+    /// dst = factor * src + summand
+    void Affine(const IPP::Array<float>& src, float factor, float summand, const IPP::Array<float>& dst) const {
+        kernels.streamAffine(factor, summand, src.data, dst.data, src.size, past);
+        Finish();
+    }
+
+    void Scale(const IPP::Array<float>& src, float factor, const IPP::Array<float>& dst) const {
+        kernels.streamMulC(factor, src.data, dst.data, src.size, past);
+        Finish();
+    }
+
+    // For A-scan after A-scan; Finish() completes them.
+
+    void Product(const IPP::Array<float>& src, const IPP::Array<float>& factors, const IPP::Array<float>& dst) const {
+        kernels.streamProduct(src.data, factors.data, dst.data, src.size, past);
+    }
+
+    /// dst = src + summand
+    void Shift(const IPP::Array<float>& src, float summand, const IPP::Array<float>& dst) const {
+        kernels.streamAffine(1.f, summand, src.data, dst.data, src.size, past);
+    }
+
+    /// dst = (src + summands) * factor
+    void SumScaled(const IPP::Array<float>& src, const float* summands, float factor,
+                   const IPP::Array<float>& dst) const {
+        kernels.streamSumScaled(src.data, summands, factor, dst.data, src.size, past);
+    }
+
+    /// Makes what has gone past the caches complete for every thread.
+    void Finish() const {
+        if (past) __builtin_ia32_sfence();
+    }
+
+    const IPP::Simd::Kernels& kernels = IPP::Simd::Active();
+    const bool past;
+};
+
+/// Copies a whole block.
+inline void CopyBlock(const BlockView& src, const BlockView& dst) {
+    const BlockStreams streams(dst);
+    ParallelFor(dst.dim2, [&](int i) { streams.Copy(src.Slice(i), dst.Slice(i)); });
 }
 
 } // namespace TZM
