@@ -5,7 +5,7 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/SimpleRemoval.h"
 #include "Array/Primitives/Checked.h"
-#include "Array/Primitives/FftPlan.h"
+#include "Array/Primitives/SingleTransform.h"
 #include "Array/Simd/Dispatch.h"
 #include "Framework/Channels.h"
 #include "Framework/private/BscanLayout.h"

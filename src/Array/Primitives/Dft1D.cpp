@@ -1,8 +1,9 @@
 #include <cmath>
 
 #include "Array/Primitives/ArgumentChecks.h"
-#include "Array/Primitives/FftPlan.h"
 #include "Array/Primitives/Ipps.h"
+#include "Array/Primitives/SingleTransform.h"
+#include "Array/Primitives/ThreadWork.h"
 #include "Array/Primitives/TransformSpec.h"
 #include "Array/TransformStates.h"
 

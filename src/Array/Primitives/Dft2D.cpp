@@ -4,8 +4,9 @@
 #include <memory>
 
 #include "Array/Primitives/ArgumentChecks.h"
-#include "Array/Primitives/FftPlan.h"
 #include "Array/Primitives/Ippi.h"
+#include "Array/Primitives/SingleTransform.h"
+#include "Array/Primitives/ThreadWork.h"
 #include "Array/Primitives/TransformSpec.h"
 #include "Array/Simd/Dispatch.h"
 #include "Array/TransformStates.h"

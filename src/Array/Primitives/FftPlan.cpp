@@ -1,22 +1,16 @@
 #include "Array/Primitives/FftPlan.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
-#include <complex>
-#include <list>
+#include <limits>
 #include <map>
-#include <mutex>
-#include <new>
-#include <typeindex>
 
 #include "Array/IppException.h"
-#include "Array/Primitives/Ipps.h"
+#include "Array/Primitives/FftTables.h"
 #include "Array/Simd/Dispatch.h"
 
 namespace IPP {
 
-using Complex = std::complex<double>;
 using Simd::FftKernels;
 using Simd::FftPass;
 
@@ -24,27 +18,6 @@ namespace {
 
 constexpr Index kLongestPlan = 1 << 22;
 constexpr Index kNoLimit = std::numeric_limits<Index>::max();
-
-/// exp(-2 pi i k / n), the angle brought to the first eighth so that the symmetric entries of a table agree.
-Complex Turn(Index k, Index n) {
-    k %= n;
-    if (2 * k > n) return std::conj(Turn(n - k, n));
-    if (4 * k > n) {
-        const Complex t = Turn(n - 2 * k, 2 * n);
-        return {-t.real(), t.imag()};
-    }
-    if (8 * k > n) {
-        const Complex t = Turn(n - 4 * k, 4 * n);
-        return {-t.imag(), -t.real()};
-    }
-    const double angle = 2 * M_PI * double(k) / double(n);
-    return {std::cos(angle), -std::sin(angle)};
-}
-
-void Append(std::vector<float>& table, Complex value) {
-    table.push_back(float(value.real()));
-    table.push_back(float(value.imag()));
-}
 
 /// cos and sin of 2 pi j k / n for the pairs of an odd radix.
 std::vector<float> Circle(Index n) {
@@ -149,108 +122,7 @@ Index Generator(Index p) {
     }
 }
 
-/// Mixed radix in double precision, for tables: the transform of src[0], src[step] .. to dst[0 .. n - 1]. `turns` are
-/// those of the whole length n * step.
-void SlowTransform(const Complex* src, Index step, Complex* dst, Index n, const std::vector<Complex>& turns) {
-    if (n == 1) {
-        *dst = *src;
-        return;
-    }
-    Index r = 2;
-    while (n % r != 0) ++r;
-    const Index m = n / r;
-    for (Index j = 0; j < r; ++j) SlowTransform(src + j * step, step * r, dst + j * m, m, turns);
-    std::vector<Complex> legs(static_cast<std::size_t>(r));
-    for (Index k = 0; k < m; ++k) {
-        for (Index j = 0; j < r; ++j) legs[j] = dst[j * m + k];
-        for (Index out = k; out < n; out += m) {
-            dst[out] = 0;
-            for (Index j = 0; j < r; ++j) dst[out] += legs[j] * turns[j * out % n * step];
-        }
-    }
-}
-
-/// What a convolution's spectrum is multiplied with: the kernel's own, by 1 / length for the way back.
-std::vector<float> KernelSpectrum(const std::vector<Complex>& circle) {
-    const auto n = static_cast<Index>(circle.size());
-    std::vector<Complex> turns(circle.size()), spectrum(circle.size());
-    for (Index k = 0; k < n; ++k) turns[k] = Turn(k, n);
-    SlowTransform(circle.data(), 1, spectrum.data(), n, turns);
-    std::vector<float> table;
-    table.reserve(2 * circle.size());
-    for (const Complex& value : spectrum) Append(table, value / double(n));
-    return table;
-}
-
-/// exp(-pi i k^2 / n), the chirp of Bluestein's convolution.
-Complex Chirp(Index k, Index n) { return Turn(k * k % (2 * n), 2 * n); }
-
-/// The chirp's conjugate at both signs of k, in a circle of m elements.
-std::vector<Complex> ChirpCircle(Index n, Index m) {
-    std::vector<Complex> circle(static_cast<std::size_t>(m));
-    for (Index k = 0; k < n; ++k) circle[k] = std::conj(Chirp(k, n));
-    for (Index k = 1; k < n; ++k) circle[m - k] = circle[k];
-    return circle;
-}
-
-/// What the process keeps of tables that take longer to make than to use, the most recently asked for first.
-struct KeptTables {
-    struct Entry {
-        std::type_index type;
-        Index length, variant;
-        std::shared_ptr<const void> tables;
-        std::size_t bytes;
-    };
-    std::mutex mutex;
-    std::list<Entry> entries;
-    std::size_t bytes = 0;
-};
-
-KeptTables& AllKept() {
-    static auto* kept = new KeptTables; // never freed, so that a state made while the process ends still finds it
-    return *kept;
-}
-
-/// The tables of type T for length n, made if they aren't kept. Tables of different variants are told apart.
-template <class T>
-std::shared_ptr<const T> Kept(Index n, Index variant) {
-    constexpr std::size_t kMostEntries = 128, kMostBytes = std::size_t{64} << 20;
-    KeptTables& kept = AllKept();
-    const auto find = [&kept, n, variant]() -> std::shared_ptr<const T> {
-        const auto found = std::find_if(kept.entries.begin(), kept.entries.end(), [=](const auto& e) {
-            return e.length == n && e.variant == variant && e.type == typeid(T);
-        });
-        if (found == kept.entries.end()) return nullptr;
-        kept.entries.splice(kept.entries.begin(), kept.entries, found);
-        return std::static_pointer_cast<const T>(found->tables);
-    };
-    {
-        const std::lock_guard<std::mutex> lock(kept.mutex);
-        if (auto tables = find()) return tables;
-    }
-    auto made = std::make_shared<const T>(n); // without the lock: what it is made of asks for tables too
-    const std::size_t bytes = made->Bytes();
-    if (bytes > kMostBytes) return made;
-    std::list<KeptTables::Entry> dropped; // freed behind the lock
-    const std::lock_guard<std::mutex> lock(kept.mutex);
-    if (auto tables = find()) return tables;
-    kept.entries.push_front({typeid(T), n, variant, made, bytes});
-    kept.bytes += bytes;
-    while (kept.entries.size() > kMostEntries || kept.bytes > kMostBytes) {
-        kept.bytes -= kept.entries.back().bytes;
-        dropped.splice(dropped.end(), kept.entries, std::prev(kept.entries.end()));
-    }
-    return made;
-}
-
-template <class T>
-std::size_t Size(const std::vector<T>& table) {
-    return table.capacity() * sizeof(T);
-}
-
 } // namespace
-
-// --- Plans of W transforms ------------------------------------------------------------------------------------------
 
 /// A pass that joins `radix` transforms of m elements.
 struct FftPlan::Stage {
@@ -484,226 +356,6 @@ void FftPlan::BluesteinLeaf(const Run& run, Index offset, Index step, const Lane
     multiply(kernel, target, m);
     convolution->Inverse(source, target, work);
     multiply(chirp, dst, leafLength);
-}
-
-// --- Single transforms ----------------------------------------------------------------------------------------------
-
-namespace {
-
-constexpr Index kLongestWhole = 1 << 17; // lanes of one transform, all but one of them unused
-constexpr Index kLongestStoredTurns = 1 << 16;
-constexpr Index kFine = 1 << 16;
-constexpr Index kLongestChirp = 1 << 22; // some 400 MiB while the tables are made
-
-/// The number of rows of n written as a matrix with which a single transform is fastest; 0: none is faster than one
-/// lane of the whole.
-Index BestSplit(Index n) {
-    const Index lanes = Simd::ActiveFft().lanes;
-    const auto filled = [lanes](Index count) { return double((count + lanes - 1) / lanes); };
-    double best = n <= kLongestWhole ? FftPlan::Cost(n) + 2.0 * double(n) : HUGE_VAL;
-    Index split = 0;
-    for (Index rows = 2; rows <= kLongestWhole && rows < n; ++rows) {
-        if (n % rows != 0 || n / rows > kLongestWhole) continue;
-        const Index columns = n / rows;
-        const double cost = filled(columns) * (FftPlan::Cost(rows) + 14.0 * double(rows)) +
-                            filled(rows) * (FftPlan::Cost(columns) + 10.0 * double(columns));
-        if (cost < best) best = cost, split = rows;
-    }
-    return split;
-}
-
-} // namespace
-
-std::shared_ptr<const SingleTransform> SingleTransform::Get(Index n) {
-    return Kept<SingleTransform>(n, Simd::ActiveFft().lanes); // the best split depends on the lanes
-}
-
-std::size_t SingleTransform::Bytes() const {
-    const auto shared = [](const auto& part) { return part ? part->Bytes() : 0; };
-    return Size(fineTurns) + Size(coarseTurns) + Size(turnsRe) + Size(turnsIm) + Size(chirp) + Size(kernel) +
-           shared(columns) + shared(rows) + shared(convolution);
-}
-
-SingleTransform::SingleTransform(Index n) : length(n) {
-    const Index split = BestSplit(n);
-    if (split == 0 && n <= kLongestWhole) {
-        columns = FftPlan::Get(n);
-        return;
-    }
-    if (split == 0) {
-        if (n > kLongestChirp) throw BadAllocation();
-        Index m = 1;
-        while (m < 2 * n - 1) m *= 2;
-        convolution = Get(m);
-        chirp.reserve(static_cast<std::size_t>(n));
-        for (Index k = 0; k < n; ++k) {
-            const Complex value = Chirp(k, n);
-            chirp.push_back({float(value.real()), float(value.imag())});
-        }
-        const std::vector<float> spectrum = KernelSpectrum(ChirpCircle(n, m));
-        for (Index k = 0; k < m; ++k) kernel.push_back({spectrum[2 * k], spectrum[2 * k + 1]});
-        return;
-    }
-    columns = FftPlan::Get(split);
-    rows = FftPlan::Get(n / split);
-    for (Index k = 0; k < std::min(kFine, n); ++k) {
-        const Complex turn = Turn(k, n);
-        fineTurns.push_back(turn.real()), fineTurns.push_back(turn.imag());
-    }
-    for (Index k = 0; k < n; k += kFine) {
-        const Complex turn = Turn(k, n);
-        coarseTurns.push_back(turn.real()), coarseTurns.push_back(turn.imag());
-    }
-    if (n > kLongestStoredTurns) return;
-    const Index padded = (rows->Length() + Simd::kMaxLanes - 1) / Simd::kMaxLanes * Simd::kMaxLanes;
-    turnsRe.resize(static_cast<std::size_t>(padded * split));
-    turnsIm.resize(static_cast<std::size_t>(padded * split));
-    MakeTurns(0, rows->Length(), turnsRe.data(), turnsIm.data(), padded);
-}
-
-/// exp(-2 pi i k column / length) for all k of a column's length.
-void SingleTransform::MakeTurns(Index firstColumn, Index count, float* re, float* im, Index stride) const {
-    for (Index k = 0; k < columns->Length(); ++k)
-        for (Index c = 0; c < count; ++c) {
-            const Index turn = k * (firstColumn + c); // below length
-            const double* fine = &fineTurns[2 * (turn % kFine)];
-            const double* coarse = &coarseTurns[2 * (turn / kFine)];
-            re[k * stride + c] = float(fine[0] * coarse[0] - fine[1] * coarse[1]);
-            im[k * stride + c] = float(fine[0] * coarse[1] + fine[1] * coarse[0]);
-        }
-}
-
-Index SingleTransform::WorkSize() const {
-    constexpr Index perElement = 2 * Simd::kMaxLanes;
-    if (convolution) return 2 * convolution->Length() + 16 + convolution->WorkSize();
-    if (!rows) return perElement * length + columns->WorkSize();
-    const Index longest = std::max(rows->Length(), columns->Length());
-    const Index turns = turnsRe.empty() ? perElement * columns->Length() : 0;
-    return 2 * length + 16 + perElement * longest + turns + std::max(rows->WorkSize(), columns->WorkSize());
-}
-
-void SingleTransform::Forward(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale) const {
-    Transform(src, dst, work, scale, false);
-}
-
-void SingleTransform::Inverse(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale) const {
-    Transform(src, dst, work, scale, true);
-}
-
-void SingleTransform::Transform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const {
-    if (convolution) return ChirpTransform(src, dst, work, scale, inverse);
-    if (rows) return SplitTransform(src, dst, work, scale, inverse);
-    const FftKernels& kernels = Simd::ActiveFft();
-    const Index lanes = kernels.lanes;
-    float* block = work;
-    float* planWork = block + 2 * Simd::kMaxLanes * length;
-    kernels.loadColumns(src, sizeof(Ipp32fc), 1, length, block);
-    const LaneSource source{block, block + lanes, 2 * lanes};
-    const LaneTarget target{block, block + lanes, 2 * lanes};
-    inverse ? columns->Inverse(source, target, planWork, scale) : columns->Forward(source, target, planWork, scale);
-    kernels.storeColumns(block, 1, length, dst, sizeof(Ipp32fc));
-}
-
-/// Element j1 * rowLength + j2 to element k1 + columnLength * k2: the columns j2 are transformed, turned by
-/// exp(-2 pi i j2 k1 / n), then the rows k1. An inverse transform runs as a forward one on swapped parts.
-void SingleTransform::SplitTransform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const {
-    const FftKernels& kernels = Simd::ActiveFft();
-    const Index lanes = kernels.lanes, columnLength = columns->Length(), rowLength = rows->Length();
-    auto* matrix = reinterpret_cast<Ipp32fc*>(work);
-    float* block = work + (2 * length + 15) / 16 * 16;
-    float* turns = block + 2 * Simd::kMaxLanes * std::max(rowLength, columnLength);
-    float* planWork = turns + (turnsRe.empty() ? 2 * Simd::kMaxLanes * columnLength : 0);
-    float* re = inverse ? block + lanes : block;
-    float* im = inverse ? block : block + lanes;
-    const Index rowStep = rowLength * Index(sizeof(Ipp32fc)), columnStep = columnLength * Index(sizeof(Ipp32fc));
-
-    for (Index column = 0; column < rowLength; column += lanes) {
-        const int count = int(std::min(lanes, rowLength - column));
-        kernels.loadColumns(src + column, rowStep, count, columnLength, block);
-        columns->Forward({re, im, 2 * lanes}, {block, block + lanes, 2 * lanes}, planWork, scale);
-        if (turnsRe.empty()) {
-            MakeTurns(column, count, turns, turns + lanes, 2 * lanes);
-            kernels.multiplyLanes(block, turns, turns + lanes, 2 * lanes, columnLength);
-        } else {
-            const Index padded = static_cast<Index>(turnsRe.size()) / columnLength;
-            kernels.multiplyLanes(block, &turnsRe[column], &turnsIm[column], padded, columnLength);
-        }
-        kernels.storeColumns(block, count, columnLength, matrix + column, rowStep);
-    }
-    for (Index row = 0; row < columnLength; row += lanes) {
-        const int count = int(std::min(lanes, columnLength - row));
-        kernels.loadRows(matrix + row * rowLength, rowStep, count, 2 * rowLength, block, lanes);
-        rows->Forward({block, block + lanes, 2 * lanes}, {re, im, 2 * lanes}, planWork);
-        kernels.storeColumns(block, count, rowLength, dst + row, columnStep);
-    }
-}
-
-void SingleTransform::ChirpTransform(const Ipp32fc* src, Ipp32fc* dst, float* work, float scale, bool inverse) const {
-    const Index m = convolution->Length();
-    auto* block = reinterpret_cast<Ipp32fc*>(work);
-    float* rest = work + (2 * m + 15) / 16 * 16;
-    const auto product = [](Ipp32fc a, Ipp32fc b) {
-        return Ipp32fc{a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-    };
-    for (Index k = 0; k < length; ++k) {
-        const Ipp32fc value{src[k].re * scale, src[k].im * scale};
-        block[k] = product(inverse ? Ipp32fc{value.im, value.re} : value, chirp[k]);
-    }
-    std::fill(block + length, block + m, Ipp32fc{0.f, 0.f});
-    convolution->Forward(block, block, rest);
-    for (Index k = 0; k < m; ++k) block[k] = product(block[k], kernel[k]);
-    convolution->Inverse(block, block, rest);
-    for (Index k = 0; k < length; ++k) {
-        const Ipp32fc value = product(block[k], chirp[k]);
-        dst[k] = inverse ? Ipp32fc{value.im, value.re} : value;
-    }
-}
-
-// --- Work memory and scales -----------------------------------------------------------------------------------------
-
-namespace {
-
-/// The block that a thread keeps.
-struct KeptBlock {
-    ~KeptBlock() { ippsFree(data); }
-    float* data = nullptr;
-    Index floats = 0;
-    bool used = false;
-};
-thread_local KeptBlock keptBlock;
-
-float* Allocate(Index floats) {
-    const Index doubles = floats / 2 + 1;
-    return doubles > INT_MAX ? nullptr : reinterpret_cast<float*>(ippsMalloc_64f(int(doubles)));
-}
-
-} // namespace
-
-ThreadWork::ThreadWork(Index floats) {
-    constexpr Index kMostKept = 16 << 20;
-    if (keptBlock.used || floats > kMostKept) {
-        data = Allocate(floats);
-        return;
-    }
-    if (keptBlock.floats < floats) {
-        ippsFree(keptBlock.data);
-        keptBlock.data = Allocate(floats);
-        keptBlock.floats = keptBlock.data ? floats : 0;
-    }
-    data = keptBlock.data;
-    kept = keptBlock.used = data != nullptr;
-}
-
-ThreadWork::~ThreadWork() { kept ? void(keptBlock.used = false) : ippsFree(data); }
-
-bool ScaleOfFlag(int flag, double n, FlagScale& scale) {
-    switch (flag) {
-    case IPP_FFT_DIV_FWD_BY_N: scale = {float(1 / n), 1.f}; return true;
-    case IPP_FFT_DIV_INV_BY_N: scale = {1.f, float(1 / n)}; return true;
-    case IPP_FFT_DIV_BY_SQRTN: scale = {float(1 / std::sqrt(n)), float(1 / std::sqrt(n))}; return true;
-    case IPP_FFT_NODIV_BY_ANY: scale = {1.f, 1.f}; return true;
-    default: return false;
-    }
 }
 
 } // namespace IPP

@@ -5,6 +5,8 @@
 #include <cstring>
 
 #include "Array/Primitives/ArgumentChecks.h"
+#include "Array/Primitives/SingleTransform.h"
+#include "Array/Primitives/ThreadWork.h"
 #include "Array/Primitives/TransformSpec.h"
 #include "Array/Simd/Dispatch.h"
 #include "Array/TransformStates.h"

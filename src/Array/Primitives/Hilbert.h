@@ -1,9 +1,11 @@
 #pragma once
 
-#include "Array/Primitives/FftPlan.h"
 #include "Array/Primitives/Ipps.h"
+#include "Array/Simd/FftKernels.h"
 
 namespace IPP {
+
+using Simd::Index;
 
 /// Floats of work memory of HilbertEnvelopes; each thread makes its own area once, best aligned to 64 bytes.
 Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -19,6 +20,21 @@ IppStatus CheckSpec(const State* state) {
     unsigned magic;
     std::memcpy(&magic, static_cast<const void*>(state), sizeof magic);
     return magic == State::kMagic ? ippStsNoErr : ippStsContextMatchErr;
+}
+
+/// The factors that a transform flag gives to both directions, for length n.
+struct FlagScale {
+    float forward = 0.f, inverse = 0.f;
+};
+/// False if the flag doesn't exist.
+inline bool ScaleOfFlag(int flag, double n, FlagScale& scale) {
+    switch (flag) {
+    case IPP_FFT_DIV_FWD_BY_N: scale = {float(1 / n), 1.f}; return true;
+    case IPP_FFT_DIV_INV_BY_N: scale = {1.f, float(1 / n)}; return true;
+    case IPP_FFT_DIV_BY_SQRTN: scale = {float(1 / std::sqrt(n)), float(1 / std::sqrt(n))}; return true;
+    case IPP_FFT_NODIV_BY_ANY: scale = {1.f, 1.f}; return true;
+    default: return false;
+    }
 }
 
 inline IppStatus CheckOrder(int order) { return order < 0 || order > 30 ? ippStsFftOrderErr : ippStsNoErr; }
