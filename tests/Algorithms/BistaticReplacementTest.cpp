@@ -27,7 +27,7 @@ TEST(BistaticReplacement, ReplacesAndFadesLikeThePlainLoop) {
             Block in = NoiseBlock(50, 6, bscans);
             in.props.bscanInfo[0] = {2, 4}; // B-scan 1: A-scan 0 invalid, 1 and 4 with one neighbour, 5 with the other
             in.props.bscanInfo[1] = {1, 5};
-            in.props.bscanInfo[2] = {0, 5};
+            in.props.bscanInfo[2] = {-1, 6}; // up to A-scan 4
             in.props.bscanInfo[3] = BscanInfo();
             in.props.bscanInfo[4] = in.props.bscanInfo[6] = BscanInfo(); // nothing beside B-scan 5 of seven
             const Block out = Replaced(in, height, fade);

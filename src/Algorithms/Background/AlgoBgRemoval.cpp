@@ -161,11 +161,6 @@ struct PaneRange {
     }
 };
 
-BscanInfo Told(const ImageProps& props, int bscan) {
-    const auto i = static_cast<std::size_t>(bscan);
-    return i < props.bscanInfo.size() ? props.bscanInfo[i] : BscanInfo();
-}
-
 /// The A-scans first .. first + count - 1 of a B-scan.
 IPP::Array2D<float> Ascans(const IPP::Array2D<float>& bscan, int first, int count) {
     return IPP::Array2D<float>(bscan.data + std::int64_t{bscan.dim0} * first, bscan.dim0, count);
@@ -263,7 +258,7 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
             PaneSplitter pane = panes;
             do {
                 const PaneOutput output(target, pane);
-                const PaneRange valid(Told(inProps, i), pane.First(), pane.Width());
+                const PaneRange valid(ToldRange(inProps, i), pane.First(), pane.Width());
                 if (valid.count == 0) {
                     output.Zero(0, pane.Width());
                     continue;

@@ -1,6 +1,7 @@
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "Framework/Channels.h"
 #include "Framework/private/BlockStreams.h"
@@ -52,7 +53,7 @@ std::vector<JsonKeyInfo> AlgoBistaticReplacement::DescribeKeys() const {
 namespace {
 
 bool Holds(const BscanInfo& range, int ascan) {
-    return ascan >= range.firstValidIdx && ascan < range.firstValidIdx + range.validLen;
+    return ascan >= range.firstValidIdx && std::int64_t{ascan} - range.firstValidIdx < range.validLen;
 }
 
 /// The top of an A-scan of which `height` samples are replaced and `fade` more are mixed.
@@ -88,8 +89,8 @@ void AlgoBistaticReplacement::Execute(const float* in, const ImageProps& inProps
                 if (in != out) streams.Copy(src.Slice(i), dst.Slice(i));
                 return;
             }
-            const BscanInfo cur = ValidRange(inProps, i), prev = ValidRange(inProps, i - 1),
-                            next = ValidRange(inProps, i + 1);
+            const BscanInfo cur = ToldRange(inProps, i), prev = ToldRange(inProps, i - 1),
+                            next = ToldRange(inProps, i + 1);
             for (int y = 0; y < dst.dim1; ++y) {
                 const auto ascan = dst.Row(y, i);
                 if (height < ascan.size && in != out) // what lies behind, and what the fade starts from

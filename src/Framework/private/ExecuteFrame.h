@@ -63,10 +63,15 @@ inline BscanInfo LimitValidRange(const BscanInfo& given, int ascans) {
     return limited;
 }
 
-/// The valid A-scans of a B-scan, within the block whatever its entry says; none if it has no entry.
-inline BscanInfo ValidRange(const ImageProps& props, int bscan) {
+/// What the entry of a B-scan says, which may reach beyond it; no valid A-scan if it has none.
+inline BscanInfo ToldRange(const ImageProps& props, int bscan) {
     const bool told = bscan >= 0 && static_cast<std::size_t>(bscan) < props.bscanInfo.size();
-    return LimitValidRange(told ? props.bscanInfo[static_cast<std::size_t>(bscan)] : BscanInfo(), props.ascansPerBscan);
+    return told ? props.bscanInfo[static_cast<std::size_t>(bscan)] : BscanInfo();
+}
+
+/// The valid A-scans of a B-scan, within the block whatever its entry says.
+inline BscanInfo ValidRange(const ImageProps& props, int bscan) {
+    return LimitValidRange(ToldRange(props, bscan), props.ascansPerBscan);
 }
 
 /// The valid A-scans of a B-scan, as images of the input and of the output.
