@@ -169,7 +169,8 @@ IPP::Array2D<float> Ascans(const IPP::Array2D<float>& bscan, int first, int coun
 /// The A-scans of one pane on their way into the output, where the pane before has left its part of the overlap.
 class PaneOutput {
 public:
-    PaneOutput(const IPP::Array2D<float>& bscan, const PaneSplitter& splitter) : dst(bscan), pane(splitter) {}
+    PaneOutput(const IPP::Array2D<float>& bscan, const PaneSplitter& splitter, const BlockStreams& blockStreams)
+        : dst(bscan), pane(splitter), streams(blockStreams) {}
 
     /// Zeros for the A-scans begin .. end - 1 of the pane.
     void Zero(int begin, int end) const {
@@ -184,9 +185,9 @@ public:
         for (int c = 0; c < faded; ++c)
             Merge(begin + c,
                   [&, ascan = src.Row(c).data](int s) { return ascan[s] + summands[static_cast<std::size_t>(s)]; });
-        if (faded < src.dim1)
-            AddToRows(RowsOfAscans(Ascans(src, faded, src.dim1 - faded)), summands,
-                      RowsOfAscans(Ascans(dst, pane.First() + begin + faded, src.dim1 - faded)));
+        for (int c = faded; c < src.dim1; ++c)
+            streams.Add(src.Row(c), summands.data(), dst.Row(pane.First() + begin + c));
+        streams.Finish();
     }
 
 private:
@@ -202,6 +203,7 @@ private:
 
     const IPP::Array2D<float>& dst;
     const PaneSplitter& pane;
+    const BlockStreams& streams;
 };
 
 double WantedPanes(int ascans, const Internal& internal) {
@@ -252,12 +254,13 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
         if (panes.Count() > 1 && params.enableLogging)
             LogFromRegion("BG-Removal: split to " + std::to_string(panes.Count()) + " panes\n");
 
+        const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             const auto bscan = src.Slice(i), target = dst.Slice(i);
             const int kind = IsBistatic(i, channels);
             PaneSplitter pane = panes;
             do {
-                const PaneOutput output(target, pane);
+                const PaneOutput output(target, pane, streams);
                 const PaneRange valid(ToldRange(inProps, i), pane.First(), pane.Width());
                 if (valid.count == 0) {
                     output.Zero(0, pane.Width());

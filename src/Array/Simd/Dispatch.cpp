@@ -1,12 +1,9 @@
 #include "Array/Simd/Dispatch.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-
-#include <cpuid.h>
 
 namespace IPP::Simd {
 
@@ -34,20 +31,6 @@ Level BestLevel() {
         return Level::Avx512;
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return Level::Avx2;
     return Level::Baseline;
-}
-
-long long LastCacheBytes() {
-    static const long long bytes = [] {
-        for (const unsigned leaf : {0x8000001du, 4u}) { // AMD's and Intel's list of caches, of one format
-            long long found = 0;
-            unsigned type, b, sets, d;
-            for (unsigned cache = 0; __get_cpuid_count(leaf, cache, &type, &b, &sets, &d) && (type & 31) != 0; ++cache)
-                found = std::max(found, ((b >> 22) + 1ll) * ((b >> 12 & 1023) + 1) * ((b & 4095) + 1) * (sets + 1ll));
-            if (found > 0) return found;
-        }
-        return 32ll << 20; // it doesn't tell
-    }();
-    return bytes;
 }
 
 Level ActiveLevel() { return Chosen().load(std::memory_order_relaxed); }

@@ -21,9 +21,6 @@ void SetActiveLevel(Level level);
 
 const char* Name(Level level);
 
-/// Bytes of the last cache that a core of this processor has a share in.
-long long LastCacheBytes();
-
 const Kernels& Of(Level level);
 const Kernels& Active();
 

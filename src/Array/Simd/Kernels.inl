@@ -247,8 +247,9 @@ void Store(Wide value, float* dst) {
 
 Wide LoadWide(const float* p) { return *reinterpret_cast<const Wide*>(p); }
 
-// Past the caches, whole cache lines go out at once, and the lines ahead are asked for without a place in the outer
-// caches. The operation gets an element, or a vector of them, and the index of the first.
+// Past the caches whole cache lines go out at once. The lines ahead are asked for with all caches: the hint against
+// the outer ones takes twice the time on some processors. The operation gets an element, or a vector of them, and the
+// index of the first.
 template <class Operation>
 void Stream(const float* src, float* dst, int len, bool past, const Operation& operation) {
     constexpr int kLine = 16; // floats
@@ -261,7 +262,7 @@ void Stream(const float* src, float* dst, int len, bool past, const Operation& o
     int i = 0;
     for (; i < len && reinterpret_cast<unsigned long>(dst + i) % 64 != 0; ++i) dst[i] = operation(src[i], i);
     for (; i + kLine <= len; i += kLine) {
-        __builtin_prefetch(src + i + kAhead, 0, 0);
+        __builtin_prefetch(src + i + kAhead, 0, 3);
         for (int k = i; k < i + kLine; k += kWide) Store(operation(LoadWide(src + k), k), dst + k);
     }
     for (; i < len; ++i) dst[i] = operation(src[i], i);

@@ -6,14 +6,12 @@
 
 namespace TZM {
 
-/// Writes runs of a block's output. A block that doesn't fit into the last cache beside its input goes past the caches:
-/// nobody finds it there later, and a cached store first fetches the line that it overwrites, half as much traffic
-/// again. A smaller one stays for the next algorithm. Sizes are equal; the areas don't overlap.
+/// Writes runs of a block's output, past the caches unless the block and its input would stay in those of a core: a
+/// cached store first fetches the line that it overwrites, half as much traffic again. Sizes are equal; the areas don't
+/// overlap.
 class BlockStreams {
 public:
-    explicit BlockStreams(const BlockView& block)
-        : past(2 * sizeof(float) * static_cast<unsigned long long>(block.size) >
-               static_cast<unsigned long long>(IPP::Simd::LastCacheBytes())) {}
+    explicit BlockStreams(const BlockView& block) : past(block.size > kKept) {}
 
     void Copy(const IPP::Array<float>& src, const IPP::Array<float>& dst) const {
         kernels.streamCopy(src.data, dst.data, src.size, past);
@@ -42,6 +40,10 @@ public:
         kernels.streamAffine(1.f, summand, src.data, dst.data, src.size, past);
     }
 
+    void Add(const IPP::Array<float>& src, const float* summands, const IPP::Array<float>& dst) const {
+        SumScaled(src, summands, 1.f, dst);
+    }
+
     /// dst = (src + summands) * factor
     void SumScaled(const IPP::Array<float>& src, const float* summands, float factor,
                    const IPP::Array<float>& dst) const {
@@ -53,6 +55,7 @@ public:
         if (past) __builtin_ia32_sfence();
     }
 
+    static constexpr int kKept = 512 << 10; ///< samples: 2 MiB, as much again for the input
     const IPP::Simd::Kernels& kernels = IPP::Simd::Active();
     const bool past;
 };
