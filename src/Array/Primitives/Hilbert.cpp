@@ -65,11 +65,10 @@ void ScaleOfLevel(float largest, float& factor, float& undo) {
 
 /// Asks for rows in the order of memory, where the processor goes on ahead by itself; it doesn't with the many rows at
 /// a time of a transpose.
-template <int write>
 void Prefetch(const float* first, Index step, Index rows, Index count) {
     constexpr Index line = 16;
     for (Index r = 0; r < rows; ++r)
-        for (Index k = 0; k < count; k += line) __builtin_prefetch(first + r * step + k, write, 2);
+        for (Index k = 0; k < count; k += line) __builtin_prefetch(first + r * step + k, 0, 3);
 }
 
 } // namespace
@@ -118,7 +117,7 @@ IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHi
     // real part of z less the real part.
     for (Index y = 0; y < rows; y += stride) {
         const Index here = std::min(stride, rows - y);
-        Prefetch<0>(src + y * srcStep, srcStep, here, len);
+        Prefetch(src + y * srcStep, srcStep, here, len);
         for (int part = 0; part < 2; ++part) {
             const Index first = y + part * lanes;
             const int count = int(std::clamp(rows - first, Index(0), lanes));
@@ -166,7 +165,6 @@ IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index ds
         return ippStsNoErr;
     }
     return ForPairsOfRows(src, srcStep, rows, state, work, largest, [&](Index y, const PairsOfRows& pairs) {
-        Prefetch<1>(dst + y * dstStep, dstStep, pairs.count, len);
         Simd::ActiveFft().storeEnvelopes(pairs.signal, pairs.hilbert, pairs.undo, int(pairs.count), len,
                                          dst + y * dstStep, dstStep * Index(sizeof(float)));
     });
