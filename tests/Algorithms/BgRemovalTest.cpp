@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <numeric>
 
+#include "Algorithms/Background/DepthRows.h"
 #include "Algorithms/Background/PaneSplitter.h"
 #include "Array/Primitives/Ipps.h"
 #include "support/Failure.h"
@@ -134,6 +136,19 @@ TEST_P(BackgroundAtLevel, MediansFollowTheOrderOfFloats) {
                     << r << " " << c << " of " << n << ": " << image.At(c, r) << " " << expected;
             }
     }
+}
+
+TEST_P(BackgroundAtLevel, WholeCacheLinesFilterLikeAnyOthers) {
+    const double taps[] = {0.9, -0.9, 1, -0.8};
+    IPP::Array2D<float> ascans(1024, 80);
+    IPP::Array<float> memory(ascans.size + 1);
+    const IPP::Array2D<float> shifted(memory.data + 1, 1024, 80); // on no cache line
+    const auto values = Noise().Floats(ascans.size);
+    for (const auto* image : {&ascans, &shifted}) {
+        std::copy(values.begin(), values.end(), image->data);
+        FilterRowsZeroPhase(RowsOfAscans(*image), taps, RowsOfAscans(*image));
+    }
+    EXPECT_EQ(std::memcmp(ascans.data, shifted.data, sizeof(float) * ascans.size), 0);
 }
 
 TZM_INSTANTIATE_AT_SIMD_LEVELS(BackgroundAtLevel);

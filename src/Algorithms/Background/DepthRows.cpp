@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "Array/Array3D.h"
@@ -18,7 +19,7 @@ void LoadLanes(const DepthRows<const float>& src, int first, float* lanes) {
     const int count = std::min(kRowLanes, src.rows - first);
     for (int c = 0; c < src.columns; ++c, lanes += kRowLanes) {
         const float* element = &src.At(first, c);
-        __builtin_prefetch(element + kRowLanes, 0, 2); // of A-scans, the next depths; no processor sees that coming
+        __builtin_prefetch(element + kRowLanes, 0, 3); // of A-scans, the next depths; no processor sees that coming
         if (src.rowStep == 1 && count == kRowLanes)
             std::memcpy(lanes, element, kRowLanes * sizeof(float));
         else
@@ -26,8 +27,17 @@ void LoadLanes(const DepthRows<const float>& src, int first, float* lanes) {
     }
 }
 
+/// From so many samples of a B-scan on, 256 KiB, the rows that are done don't wait in the caches.
+constexpr int kWorthStreaming = 64 << 10;
+
+/// Past the caches where that is whole cache lines.
 void StoreLanes(const float* lanes, int first, const DepthRows<float>& dst) {
+    constexpr std::ptrdiff_t line = kRowLanes * sizeof(float);
     const int count = std::min(kRowLanes, dst.rows - first);
+    const bool lines = dst.rowStep == 1 && count == kRowLanes && dst.columnStep % kRowLanes == 0 &&
+                       reinterpret_cast<std::uintptr_t>(&dst.At(first, 0)) % line == 0;
+    if (lines && dst.rows * std::int64_t{dst.columns} >= kWorthStreaming)
+        return IPP::Simd::Active().streamLines(lanes, dst.columns, &dst.At(first, 0), dst.columnStep);
     for (int c = 0; c < dst.columns; ++c, lanes += kRowLanes) {
         if (dst.rowStep == 1 && count == kRowLanes)
             std::memcpy(&dst.At(first, c), lanes, kRowLanes * sizeof(float));
@@ -81,6 +91,7 @@ void FilterRowsZeroPhase(const DepthRows<const float>& src, const double* taps, 
                                           taps[3] / lead);
         StoreLanes(lanes.data, r, dst);
     }
+    __builtin_ia32_sfence();
 }
 
 } // namespace TZM

@@ -81,6 +81,9 @@ struct Kernels {
     void (*streamSumScaled)(const float* src, const float* summands, float factor, float* dst, int len,
                             bool past); ///< dst[i] = (src[i] + summands[i]) * factor
 
+    /// Groups of kRowLanes floats, side by side, to places `step` floats apart, which are whole cache lines.
+    void (*streamLines)(const float* lanes, int count, float* dst, long step);
+
     /// dst[i] = sum over k of weights[k] src[offsets[k] + i], k ascending, i below len, a multiple of kWeightedRun.
     void (*weightedRows)(const int* offsets, const float* weights, int count, const float* src, float* dst, int len);
 

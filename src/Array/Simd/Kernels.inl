@@ -292,6 +292,12 @@ void StreamSumScaled(const float* src, const float* summands, float factor, floa
     Stream(src, dst, len, past, [summands, factor](auto x, int i) { return (x + Beside(x, summands + i)) * factor; });
 }
 
+void StreamLines(const float* lanes, int count, float* dst, long step) {
+    for (int i = 0; i < count; ++i, lanes += kRowLanes, dst += step)
+        for (int k = 0; k < kRowLanes; k += static_cast<int>(sizeof(Wide) / sizeof(float)))
+            Store(LoadWide(lanes + k), dst + k);
+}
+
 void Product(const float* src, const float* factors, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) dst[i] = factors[i] * src[i];
@@ -561,12 +567,12 @@ void Spread(const int* starts, const float* weights, const float* values, int co
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,          &Mul,         &MulComplex, &AddC,          &MulC,           &Sqr,
-    &Magnitude,    &Conj,        &MaxEvery,   &MinEvery,      &ThresholdAbove, &Flip,
-    &MinMax,       &MaxInt,      &Sum,        &Sub,           &TapReads,       &Correlate,
-    &SumOfSquares, &Interpolate, &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
-    &Product,      &Floored,     &Quotients,  &Larger,        &Numbers,        &RootMeans,
-    &MinMaxOfSums, &StreamCopy,  &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
-    &WeightedRows, &Spread};
+    &Set,          &Mul,          &MulComplex, &AddC,          &MulC,           &Sqr,
+    &Magnitude,    &Conj,         &MaxEvery,   &MinEvery,      &ThresholdAbove, &Flip,
+    &MinMax,       &MaxInt,       &Sum,        &Sub,           &TapReads,       &Correlate,
+    &SumOfSquares, &Interpolate,  &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
+    &Product,      &Floored,      &Quotients,  &Larger,        &Numbers,        &RootMeans,
+    &MinMaxOfSums, &StreamCopy,   &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
+    &StreamLines,  &WeightedRows, &Spread};
 
 } // namespace IPP::Simd
