@@ -140,7 +140,7 @@ TEST_P(BackgroundAtLevel, MediansFollowTheOrderOfFloats) {
 
 TEST_P(BackgroundAtLevel, WholeCacheLinesFilterLikeAnyOthers) {
     const double taps[] = {0.9, -0.9, 1, -0.8};
-    IPP::Array2D<float> ascans(1024, 80);
+    const IPP::Array2D<float> ascans(1024, 80);
     IPP::Array<float> memory(ascans.size + 1);
     const IPP::Array2D<float> shifted(memory.data + 1, 1024, 80); // on no cache line
     const auto values = Noise().Floats(ascans.size);
