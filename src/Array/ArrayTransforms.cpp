@@ -30,7 +30,10 @@ void RunEnvelopes(const Array2D<float>& src, const Array<float>& work, const Pri
     Checked::CheckHilbertLength(src.dim0);
     Checked::Check(primitive(largest.data), "IPP::Exception::ippsHilbert_32f32fc");
     for (int y = 0; y < src.dim1; ++y)
-        if (!(largest[y] <= Checked::kTransformRange)) Checked::CheckHilbertRange(src.Row(y).data, src.dim0);
+        if (!(largest[y] <= Checked::kTransformRange)) { // src may have been overwritten, if that isn't for a NaN
+            Require(!(largest[y] > Checked::kTransformRange), "IPP::Exception::ippsHilbert_outOfRange32f");
+            Checked::CheckHilbertRange(src.Row(y).data, src.dim0);
+        }
 }
 
 } // namespace

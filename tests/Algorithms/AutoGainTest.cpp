@@ -217,6 +217,12 @@ TEST(AutoGain, RefusesLongAscansAndChannelsThatItDoesntKnow) {
         EXPECT_EQ(Failure([&] { Executed(Gain(deep), NoiseBlock(64, 2, 6)); }),
                   "-11/0 TZM::Exception::unexpectedBscanCount");
     }
+    Block infinite = NoiseBlock(128, 8, 5);
+    infinite.At(60, 3, 2) = INFINITY;
+    for (const char* document : {"{}", "{'AutoGain': {'SmoothNormEnvelope': true}}"}) {
+        const FreshStatics statics(document);
+        EXPECT_EQ(Failure([&] { Executed(Gain(), infinite); }), "99/-2 IPP::Exception::ippsHilbert_outOfRange32f");
+    }
     EXPECT_EQ(Failure([] { Executed(Gain(true, 2.5f, -1), NoiseBlock(64, 2, 5)); }),
               "-9/0 TZM::Exception::valueSmallerEqualZeros");
 }
