@@ -1,36 +1,61 @@
-# Three components: Runtime, the library; Development, what a host is built with; Tools, the host program.
+# Components: Core and CoreDevelopment, what needs no VTK; Runtime and Development, the library of the VTK classes; Tools, the
+# host program.
 include(CMakePackageConfigHelpers)
 
-set(tzm_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vtkTZMProcessChainImaging)
-set(tzm_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/vtkTZMProcessChainImaging)
+set(tzm_package vtkTZMProcessChainImaging)
+set(tzm_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${tzm_package})
+set(tzm_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/${tzm_package})
 
-install(TARGETS vtkTZMProcessChainImaging EXPORT vtkTZMProcessChainImagingTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
-  FILE_SET HEADERS DESTINATION ${tzm_include_dir} COMPONENT Development)
-install(EXPORT vtkTZMProcessChainImagingTargets NAMESPACE TZM:: DESTINATION ${tzm_package_dir} COMPONENT Development)
+# Libraries of one component, with an export of their own and the licence beside them.
+function(tzm_install_libraries export runtime development)
+  install(TARGETS ${ARGN} EXPORT ${export}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${runtime} NAMELINK_COMPONENT ${development}
+    FILE_SET HEADERS DESTINATION ${tzm_include_dir} COMPONENT ${development})
+  install(EXPORT ${export} NAMESPACE TZM:: DESTINATION ${tzm_package_dir} COMPONENT ${development})
+endfunction()
 
-configure_package_config_file(cmake/vtkTZMProcessChainImagingConfig.cmake.in
-  ${CMAKE_CURRENT_BINARY_DIR}/vtkTZMProcessChainImagingConfig.cmake INSTALL_DESTINATION ${tzm_package_dir})
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/vtkTZMProcessChainImagingConfigVersion.cmake
+# Each Debian package holds the licence; all parts of an installed tree share one copy.
+function(tzm_install_licence component package)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} RENAME copyright COMPONENT ${component})
+endfunction()
+
+set(tzm_soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+tzm_install_libraries(tzmCoreTargets Core CoreDevelopment tzmcore)
+tzm_install_licence(Core libtzmcore${tzm_soversion})
+tzm_install_licence(CoreDevelopment libtzmcore-dev)
+if(TZM_BUILD_IMAGING)
+  tzm_install_libraries(${tzm_package}Targets Runtime Development vtkTZMProcessChainImaging tzmvti)
+  tzm_install_licence(Runtime libvtktzmprocesschainimaging${tzm_soversion})
+  tzm_install_licence(Development libvtktzmprocesschainimaging-dev)
+endif()
+
+configure_package_config_file(cmake/${tzm_package}Config.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/${tzm_package}Config.cmake INSTALL_DESTINATION ${tzm_package_dir})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/${tzm_package}ConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES
-  ${CMAKE_CURRENT_BINARY_DIR}/vtkTZMProcessChainImagingConfig.cmake
-  ${CMAKE_CURRENT_BINARY_DIR}/vtkTZMProcessChainImagingConfigVersion.cmake
-  DESTINATION ${tzm_package_dir} COMPONENT Development)
+  ${CMAKE_CURRENT_BINARY_DIR}/${tzm_package}Config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/${tzm_package}ConfigVersion.cmake
+  DESTINATION ${tzm_package_dir} COMPONENT CoreDevelopment)
 
-# VTK has no pkg-config files of its own: its headers and libraries are named one by one.
-list(GET VTK_INCLUDE_DIRS 0 tzm_vtk_include_dir)
-if(NOT tzm_vtk_include_dir)
-  get_target_property(tzm_vtk_include_dir VTK::CommonCore INTERFACE_INCLUDE_DIRECTORIES)
-  list(GET tzm_vtk_include_dir 0 tzm_vtk_include_dir)
+configure_file(cmake/tzmcore.pc.in tzmcore.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tzmcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT CoreDevelopment)
+if(TZM_BUILD_IMAGING)
+  # VTK has no pkg-config files of its own: its headers and libraries are named one by one.
+  list(GET VTK_INCLUDE_DIRS 0 tzm_vtk_include_dir)
+  if(NOT tzm_vtk_include_dir)
+    get_target_property(tzm_vtk_include_dir VTK::CommonCore INTERFACE_INCLUDE_DIRECTORIES)
+    list(GET tzm_vtk_include_dir 0 tzm_vtk_include_dir)
+  endif()
+  set(tzm_vtk_version ${VTK_MAJOR_VERSION}.${VTK_MINOR_VERSION})
+  configure_file(cmake/${tzm_package}.pc.in ${tzm_package}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tzm_package}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 endif()
-set(tzm_vtk_version ${VTK_MAJOR_VERSION}.${VTK_MINOR_VERSION})
-configure_file(cmake/vtkTZMProcessChainImaging.pc.in vtkTZMProcessChainImaging.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vtkTZMProcessChainImaging.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
 if(TZM_BUILD_APPS)
   install(TARGETS tzmchain RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+  tzm_install_licence(Tools tzmchain)
 endif()
 
 # Debian packages: cpack -G DEB
@@ -38,6 +63,7 @@ set(CPACK_PACKAGE_NAME vtktzmprocesschainimaging)
 set(CPACK_PACKAGE_VENDOR "vtkTZMProcessChainImaging developers")
 set(CPACK_PACKAGE_CONTACT "vtkTZMProcessChainImaging developers <developers@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -45,20 +71,27 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR}/src)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
-set(tzm_soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvtktzmprocesschainimaging${tzm_soversion})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION} (shared library)")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvtktzmprocesschainimaging-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libvtktzmprocesschainimaging${tzm_soversion} (= ${PROJECT_VERSION}), libvtk9-dev")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tzmchain)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvtktzmprocesschainimaging${tzm_soversion} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Turns recordings of a ground-penetrating radar into images on the command line")
-set(CPACK_COMPONENTS_ALL Runtime Development)
+
+# A component as a Debian package; more arguments: packages that it needs beside those that its binaries tell.
+function(tzm_debian_package component name section what)
+  string(TOUPPER ${component} upper)
+  list(JOIN ARGN ", " depends)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${PROJECT_DESCRIPTION} (${what})" PARENT_SCOPE)
+  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+endfunction()
+set(same "(= ${PROJECT_VERSION})")
+set(CPACK_COMPONENTS_ALL)
+tzm_debian_package(Core libtzmcore${tzm_soversion} libs "core")
+tzm_debian_package(CoreDevelopment libtzmcore-dev libdevel "headers of the core" "libtzmcore${tzm_soversion} ${same}" libjsoncpp-dev)
+if(TZM_BUILD_IMAGING)
+  tzm_debian_package(Runtime libvtktzmprocesschainimaging${tzm_soversion} libs "VTK classes" "libtzmcore${tzm_soversion} ${same}")
+  tzm_debian_package(Development libvtktzmprocesschainimaging-dev libdevel "headers"
+    "libvtktzmprocesschainimaging${tzm_soversion} ${same}" "libtzmcore-dev ${same}" libvtk9-dev)
+endif()
 if(TZM_BUILD_APPS)
-  list(APPEND CPACK_COMPONENTS_ALL Tools)
+  tzm_debian_package(Tools tzmchain science "program" "libvtktzmprocesschainimaging${tzm_soversion} ${same}")
 endif()
 include(CPack)

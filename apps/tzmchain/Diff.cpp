@@ -1,29 +1,36 @@
 #include "Diff.h"
 
-#include "Pipeline.h"
-#include "Progress.h"
-#include "Refusal.h"
-#include "VtkFile.h"
-
+#include "Imaging/Vti/VtiFormat.h"
+#include "Imaging/Vti/VtkLog.h"
 #include "Imaging/vtkTZMImageDifferenceF.h"
 #include "Imaging/vtkTZMImageDifferenceUS.h"
+#include "Recording/Refusal.h"
 
 #include <vtkImageData.h>
 #include <vtkNew.h>
+#include <vtkXMLImageDataReader.h>
 
 #include <cmath>
 
 namespace tzmchain {
 
+using namespace TZM;
+
 namespace {
 
-/// Brings the filter up to date and writes its output.
+/// Brings the filter up to date, tells its first error as a Refusal, and writes its output.
 void Compare(vtkThreadedImageAlgorithm* filter, const vtkSmartPointer<vtkXMLImageDataReader> images[2],
              const std::filesystem::path& out) {
-    Progress silent(true, false);
-    for (int port : {0, 1}) filter->SetInputConnection(port, images[port]->GetOutputPort());
-    Update(filter, "", silent);
-    if (!out.empty()) WriteVti(filter->GetOutputPort(), out, silent);
+    std::string told;
+    {
+        const VtkLog log([&](const std::string& line) {
+            if (told.empty()) told = line;
+        });
+        for (int port : {0, 1}) filter->SetInputConnection(port, images[port]->GetOutputPort());
+        filter->Update();
+    }
+    if (!told.empty()) throw Refusal(VtkLog::WithoutPlace(told));
+    if (!out.empty()) WriteVti(filter->GetOutput(), out);
 }
 
 } // namespace

@@ -1,29 +1,32 @@
 #include "Job.h"
 
-#include "Chain.h"
 #include "OutputFolder.h"
 #include "Progress.h"
-#include "Recipe.h"
-#include "Refusal.h"
-#include "Text.h"
 #include "Views.h"
-#include "VtkLog.h"
 
+#include "Chain/Recipe.h"
 #include "Framework/Logger.h"
+#include "Imaging/Vti/VtiFormat.h"
+#include "Imaging/Vti/VtkLog.h"
+#include "Recording/Format.h"
+#include "Recording/Refusal.h"
+#include "Recording/private/Text.h"
 
+#include <cairo.h>
 #include <omp.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <vtkImageData.h>
-#include <vtkNew.h>
+#include <vtkVersion.h>
 
 #include <algorithm>
-#include <cmath>
 #include <functional>
+#include <map>
 #include <set>
 
 namespace tzmchain {
 
+using namespace TZM;
 namespace fs = std::filesystem;
 
 namespace {
@@ -33,89 +36,77 @@ constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "sc
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
 constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
 
+const std::map<std::string, std::string> kOptions = {
+    {"timeZero", "--time-zero"}, {"permittivity", "--permittivity"}, {"antennaOffset", "--antenna-offset"}};
+
 /// Refusal with what the library put into its error list while it took over a document.
 void RequireAccepted(bool accepted, const fs::path& file) {
     std::string told;
-    for (const std::string& error : TZM::Logger::GetInstance()->GetErrorList()) told += error + " ";
-    TZM::Logger::GetInstance()->ClearErrorList();
+    for (const std::string& error : Logger::GetInstance()->GetErrorList()) told += error + " ";
+    Logger::GetInstance()->ClearErrorList();
     if (!accepted) throw Refusal(file.string() + (told.empty() ? " is empty or can't be read" : ": " + OneLine(told)));
 }
 
-/// What counts without a configuration document. The migration is periodic in time: without room below, the surface
-/// would come back at the bottom of the image.
-constexpr char kConfiguration[] = R"({"FkMigration": {"DepthSpectrumSizeExtension": 1}})";
+/// The program's own tuning: the migration is periodic in time, and without room below, the surface would come back at
+/// the bottom of the image. The user's keys win.
+void AddOwnKeys(Json::Value& configuration) {
+    Json::Value& section = configuration["FkMigration"];
+    if (!section.isNull() && !section.isObject()) return;
+    if (!section.isMember("DepthSpectrumSizeExtension")) section["DepthSpectrumSizeExtension"] = 1;
+}
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.
 void LoadDocuments(const JobOptions& options, Progress& progress) {
     const VtkLog silence([](const std::string&) {}); // what is told is told in one line
+    Json::Value configuration(Json::objectValue);
     if (!options.configuration.empty()) {
         ReadText(options.configuration); // tells a folder or a missing file apart
-        RequireAccepted(TZM::AlgoBase::LoadConfigFile(options.configuration.string()), options.configuration);
-        Json::Value root;
+        RequireAccepted(AlgoBase::LoadConfigFile(options.configuration.string()), options.configuration);
         try {
-            root = ParseJson(TZM::AlgoBase::GetConfigString(), "");
-        } catch (const Refusal&) { // a key twice or text behind the end, which the library lets pass
+            configuration = ParseJson(AlgoBase::GetConfigString(), "");
+        } catch (const Refusal& refusal) { // a key twice or text behind the end, which the library lets pass
+            progress.Note("note: " + options.configuration.string() + refusal.what() +
+                          "; the program's own keys aren't added to it");
+            configuration = Json::Value();
         }
-        for (const std::string& line : SkippedKeys(root)) progress.Note("configuration: " + line);
-    } else {
-        RequireAccepted(TZM::AlgoBase::SetConfigString(kConfiguration), "the default configuration");
+        for (const std::string& line : SkippedKeys(configuration)) progress.Note("configuration: " + line);
+    }
+    if (configuration.isObject()) {
+        AddOwnKeys(configuration);
+        RequireAccepted(AlgoBase::SetConfigString(JsonText(configuration)), "the configuration");
     }
     if (!options.calibration.empty())
-        RequireAccepted(TZM::AlgoBase::SetCalibrationString(ReadText(options.calibration)), options.calibration);
+        RequireAccepted(AlgoBase::SetCalibrationString(ReadText(options.calibration)), options.calibration);
 }
 
-std::optional<Chain> GivenChain(const fs::path& file) {
-    if (file.empty()) return std::nullopt;
-    return Chain::FromDocument(ParseJson(ReadText(file), file.string()), file.string());
+/// The chain that is asked for. Options that it would ignore are refused.
+Chain ChosenChain(const JobOptions& options, const Recording& recording) {
+    if (options.chain.empty())
+        return Chain::Standard(
+            recording, {options.background, options.migration.value_or("FkMigration"), options.numbers.timeZero});
+    if (options.background)
+        throw Refusal("--background is of the standard chains; name a BgRemoval in the chain document");
+    if (options.migration) throw Refusal("--migration is of the standard chains; name one in the chain document");
+    Chain chain =
+        Chain::FromDocument(ParseJson(ReadText(options.chain), options.chain.string()), options.chain.string());
+    for (const Step& step : chain.steps)
+        if (options.numbers.timeZero && step.Info().findsTimeZero)
+            throw Refusal("--time-zero would have no effect: the chain of " + options.chain.string() + " detects it (" +
+                          step.Info().name + ")");
+    return chain;
 }
 
-/// Settles a number between command line, chain, recording and default. The recording gets what the chain works with,
-/// so that axes and depths belong to it.
-template <class T>
-void Settle(Chain& chain, const char* parameter, const std::string& words, const std::string& option,
-            const std::optional<T>& commanded, std::optional<T>& known, Progress& progress) {
-    const Chain::Use use = chain.Find(parameter);
-    if (use.given)
-        known = static_cast<T>(use.value.asDouble());
-    else if (commanded)
-        known = commanded;
-    else if (!use.value.isNull() && !known)
-        progress.Note("note: the " + words + " isn't known, " + Number(use.value.asDouble()) +
-                      " is taken; give it with " + option);
-}
-
-void Settle(Chain& chain, Recording& recording, const JobOptions& options, Progress& progress) {
-    if (options.timeZero) chain.Set("timeZero", *options.timeZero, true);
-    if (options.permittivity) chain.Set("permittivity", *options.permittivity, true);
-    if (options.antennaOffset) chain.Set("antennaOffset", *options.antennaOffset, true);
-    chain.BeginAtDetectedTimeZero();
-    if (recording.timeZero) chain.Set("timeZero", *recording.timeZero, false);
-    if (recording.permittivity) chain.Set("permittivity", *recording.permittivity, false);
-    if (recording.antennaOffset) chain.Set("antennaOffset", *recording.antennaOffset, false);
-    chain.ReadConfiguration();
-    Settle(chain, "timeZero", "sample of time zero", "--time-zero", options.timeZero, recording.timeZero, progress);
-    Settle(chain, "permittivity", "permittivity", "--permittivity", options.permittivity, recording.permittivity,
-           progress);
-    Settle(chain, "antennaOffset", "antenna offset in metres", "--antenna-offset", options.antennaOffset,
-           recording.antennaOffset, progress);
+/// Settles and checks a chain for a recording whose samples may not have been read yet. Gives the warnings.
+std::vector<std::string> Prepare(Chain& chain, Recording& recording, const JobOptions& options) {
+    std::vector<std::string> warnings;
+    for (const AssumedNumber& assumed : chain.Settle(recording, options.numbers))
+        warnings.push_back(assumed.Text() + "; give it with " + kOptions.at(assumed.parameter));
+    for (const std::string& warning : chain.Check(recording)) warnings.push_back(warning);
     std::set<Json::Value> permittivities; // one of them may come from a key that the other steps don't have
-    for (Step& step : chain.steps)
-        if (const Parameter* permittivity = step.Find("permittivity")) permittivities.insert(permittivity->get());
-    if (permittivities.size() > 1) progress.Note("note: the steps work with different permittivities");
-}
-
-void WriteText(const fs::path& file, const std::string& text) { WriteBytes(file, text.data(), text.size()); }
-
-std::pair<float, float> RangeOf(const Recording& recording) {
-    const float* begin = recording.data.get();
-    const auto [low, high] = std::minmax_element(begin, begin + recording.size.Count());
-    return {*low, *high};
-}
-
-Recording WithoutSamples(const Recording& recording) {
-    Recording bare = recording;
-    bare.data.reset();
-    return bare;
+    for (const Step& step : chain.steps)
+        if (step.Info().Find("permittivity")) permittivities.insert(step.Get("permittivity"));
+    if (permittivities.size() > 1) warnings.push_back("the steps work with different permittivities");
+    return warnings;
 }
 
 /// The most memory that the program has held.
@@ -128,7 +119,7 @@ std::int64_t PeakBytes() {
 /// "after OffsetRemoval, FkMigration, Mig2Post", of the steps from `begin` up to `end`.
 std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
     std::string title = "after ";
-    for (std::size_t i = begin; i < end; ++i) title += (i == begin ? "" : ", ") + chain.steps[i].row->name;
+    for (std::size_t i = begin; i < end; ++i) title += (i == begin ? "" : ", ") + chain.steps[i].Info().name;
     constexpr std::size_t kFits = 120;
     return title.size() <= kFits ? title : "after " + std::to_string(end - begin) + " algorithms";
 }
@@ -140,16 +131,15 @@ public:
     Stages(const Chain& of, const Recording& recording)
         : chain(of), choice(ChooseBscans(recording)), all{Stage("input", recording, choice)} {}
 
-    void Observe(const Step& next, const Recording& block) {
-        const auto done = static_cast<std::size_t>(&next - chain.steps.data());
-        if (!next.row->migrates || done < 2 || all.size() > 1) return;
-        all.emplace_back(TitleOf(chain, 0, done), block, choice);
-        shown = done;
+    void Observe(std::size_t next, const Recording& block) {
+        if (!chain.steps[next].Info().migrates || next < 2 || all.size() > 1) return;
+        all.emplace_back(TitleOf(chain, 0, next), block, choice);
+        shown = next;
     }
 
-    std::vector<std::string> Draw(const Recording& image, const fs::path& folder, const Style& style) {
-        all.emplace_back(TitleOf(chain, shown, chain.steps.size()), image, choice);
-        for (const StepReport& report : chain.reports) // the input counts from the time zero that was found in it
+    std::vector<std::string> Draw(const RunResult& result, const fs::path& folder, const Style& style) {
+        all.emplace_back(TitleOf(chain, shown, chain.steps.size()), result.image, choice);
+        for (const StepReport& report : result.steps) // the input counts from the time zero that was found in it
             if (!report.shifts.empty() && report.input.samples == all.front().bscans.size.samples)
                 for (std::size_t i = 0; i < choice.indices.size(); ++i)
                     all.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
@@ -165,66 +155,103 @@ private:
     std::size_t shown = 0; // steps that came before the last of these
 };
 
-/// The job after the recording was told how to come: `read` gives it and may put files into the output folder.
-void Work(const JobOptions& options, const std::string& readTask, double bytesHint,
-          const std::function<Recording(OutputFolder&)>& read) {
+/// Where a job's recording comes from. What `open` gives has no samples if `read` is there to fetch them.
+struct Input {
+    std::string task;
+    double samples; // of a recording that comes with them
+    std::function<Recording(OutputFolder&)> open;
+    std::function<Recording()> read;
+};
+
+RunResult RunWatched(const Chain& chain, Recording recording, Stages& stages, Progress& progress) {
+    RunOptions run;
+    run.observe = [&](std::size_t i, const Recording& block) { stages.Observe(i, block); };
+    run.progress = [&](std::size_t i, double share) {
+        if (share == 0) progress.Begin(chain.steps[i].Info().name);
+        progress.Share(share);
+        return true;
+    };
+    run.done = [&](std::size_t, const StepReport& report) {
+        progress.End(report.input.Text() + " to " + report.output.Text());
+        for (const std::string& note : report.notes) progress.Note("note: " + note);
+    };
+    try {
+        return chain.Run(std::move(recording), run);
+    } catch (...) {
+        progress.Abandon();
+        throw;
+    }
+}
+
+void Work(const JobOptions& options, const Input& input) {
     Progress progress(options.quiet, isatty(STDERR_FILENO) != 0);
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
-    std::optional<Chain> givenChain = GivenChain(options.chain);
     OutputFolder folder(options.out);
     for (const char* name : {kImage, kRecipe}) folder.Claim(name, options.input);
-
-    const double samples = bytesHint / sizeof(float);
-    progress.Plan(readTask, samples * kReadCost);
     const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
-    Recipe recipe;
+
+    Json::Value recipe;
     Recording recording;
+    const auto timed = [&](const std::string& task, const std::string& detail, const std::function<void()>& work) {
+        recipe["seconds"][task] = progress.Do(task, detail, work);
+    };
     Chain chain;
-    const vtkNew<RecordingReader> reader;
-    reader->SetRead([&] { return read(folder); });
-    recipe.seconds.emplace_back(readTask, progress.Do(readTask, "", [&] {
-        Update(reader, "", progress);
-        recording = RecordingOf(reader->GetOutput(), reader->About());
-        recording.size = reader->About().size; // the first of the copies of a single line
-        // Who gives the time zero doesn't want it detected.
-        chain = givenChain         ? std::move(*givenChain)
-                : options.timeZero ? Chain::Standard(options.choice)
-                                   : Chain::StandardFor(recording, options.choice);
-        for (const Step& step : chain.steps) progress.Plan(step.row->name, samples * step.row->cost);
+    std::vector<std::string> warnings;
+    const auto prepare = [&] {
+        chain = ChosenChain(options, recording);
+        warnings = Prepare(chain, recording, options);
+        const auto samples = static_cast<double>(recording.size.Count());
+        if (input.read) progress.Plan(input.task, samples * kReadCost);
+        for (const Step& step : chain.steps) progress.Plan(step.Info().name, samples * step.Info().cost);
         progress.Plan("pictures", samples * kPictureCost);
         progress.Plan("image", samples * kWriteCost);
-    }));
+    };
+    if (input.read) { // what can be refused is refused ahead of it
+        recording = input.open(folder);
+        prepare();
+        timed(input.task, "", [&] {
+            const Recording read = input.read();
+            recording.data = read.data;
+            recording.checksum = read.checksum;
+        });
+    } else {
+        progress.Plan(input.task, input.samples * kReadCost);
+        timed(input.task, "", [&] {
+            recording = input.open(folder);
+            prepare();
+        });
+    }
     RequireFinite(recording, recording.file.string());
-    Settle(chain, recording, options, progress);
-    if (recording.size.bscans == 1)
-        progress.Note("note: the single line is handed to the chain as five equal B-scans; the first is kept");
+    for (const std::string& note : recording.notes) progress.Note("note: " + note);
+    for (const std::string& warning : warnings) progress.Note("warning: " + warning);
+
     Stages stages(chain, recording);
-    recording.data.reset(); // the reader releases them
-    recipe.input = recording;
-
-    const Recording image = chain.Run(reader, recording, progress, [&stages](const Step& next, const Recording& block) {
-        stages.Observe(next, block);
+    const Recording about = recording.About();
+    const RunResult result = RunWatched(chain, std::move(recording), stages, progress);
+    Style style = options.style;
+    style.caption = warnings;
+    std::vector<std::string> outputs;
+    timed("pictures", "", [&] {
+        outputs = stages.Draw(result, folder.Path(), style);
+        const auto slices = DrawDepthSlices(result.image, folder.Path(), style);
+        outputs.insert(outputs.end(), slices.begin(), slices.end());
     });
-    recipe.imageRange = RangeOf(image);
-    recipe.image = WithoutSamples(image);
-    recipe.seconds.emplace_back("pictures", progress.Do("pictures", "", [&] {
-        recipe.outputs = stages.Draw(image, folder.Path(), options.style);
-        const auto slices = DrawDepthSlices(image, folder.Path(), options.style);
-        recipe.outputs.insert(recipe.outputs.end(), slices.begin(), slices.end());
-    }));
-    recipe.seconds.emplace_back("image", progress.Do("image", image.size.Text(), [&] {
-        WriteVti(chain.Output(), folder.Path() / kImage, progress);
-    }));
+    timed("image", result.image.size.Text(), [&] { WriteVti(ImageOf(result.image), folder.Path() / kImage); });
 
-    recipe.peakBytes = PeakBytes();
-    recipe.threads = omp_get_max_threads();
-    recipe.configuration = TZM::AlgoBase::GetConfigString();
-    recipe.calibration = TZM::AlgoBase::GetCalibrationString();
-    recipe.outputs.insert(recipe.outputs.end(), {kImage, kRecipe});
+    const Json::Value seconds = recipe["seconds"];
+    recipe = RecipeOf(chain, about, result, warnings);
+    recipe["seconds"] = seconds;
+    recipe["versions"]["vtk"] = vtkVersion::GetVTKVersion();
+    recipe["versions"]["cairo"] = cairo_version_string();
+    recipe["threads"] = omp_get_max_threads();
+    recipe["peak_memory_bytes"] = Json::Int64{PeakBytes()};
+    outputs.insert(outputs.end(), {kImage, kRecipe});
     if (fs::exists(folder.Path() / fs::path(kScene).concat(".f32")))
-        for (const char* extension : {".f32", ".json"}) recipe.outputs.push_back(std::string(kScene) + extension);
-    WriteText(folder.Path() / kRecipe, RecipeText(recipe, chain));
+        for (const char* extension : {".f32", ".json"}) outputs.push_back(std::string(kScene) + extension);
+    for (const std::string& name : outputs) recipe["outputs"].append(name);
+    const std::string text = JsonText(recipe);
+    WriteBytes(folder.Path() / kRecipe, text.data(), text.size());
     folder.Commit();
     progress.Note("written to " + options.out.string());
 }
@@ -232,22 +259,25 @@ void Work(const JobOptions& options, const std::string& readTask, double bytesHi
 } // namespace
 
 void Run(const JobOptions& options) {
-    std::error_code ignored;
-    const auto bytes = fs::file_size(
-        options.input.extension() == ".json" ? fs::path(options.input).replace_extension(".f32") : options.input,
-        ignored);
-    Work(options, "read", ignored ? 0 : static_cast<double>(bytes),
-         [&](OutputFolder&) { return ReadRecording(options.input); });
+    std::unique_ptr<RecordingSource> source;
+    Work(options, {"read", 0,
+                   [&](OutputFolder&) {
+                       source = OpenRecording(options.input);
+                       return source->About();
+                   },
+                   [&] { return ReadRecording(*source); }});
 }
 
 void Demo(const JobOptions& options, const Scene& scene) {
-    const double bytes = 4.0 * scene.samples * scene.ascans * scene.lanes * static_cast<double>(kPairs.size());
-    Work(options, "scene", bytes, [&](OutputFolder& folder) {
-        for (const char* extension : {".f32", ".json"}) folder.Claim(std::string(kScene) + extension);
-        Recording recording = Record(scene);
-        WriteRecording(recording, folder.Path() / kScene);
-        return recording;
-    });
+    Work(options, {"scene",
+                   double(kPairs.size()) * scene.samples * scene.ascans * scene.lanes,
+                   [&](OutputFolder& folder) {
+                       for (const char* extension : {".f32", ".json"}) folder.Claim(std::string(kScene) + extension);
+                       Recording recording = Record(scene);
+                       WriteRecording(recording, folder.Path() / fs::path(kScene).concat(".f32"));
+                       return recording;
+                   },
+                   {}});
 }
 
 } // namespace tzmchain

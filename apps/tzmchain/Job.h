@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Chain.h"
 #include "Picture.h"
 #include "Scene.h"
+
+#include "Chain/Chain.h"
 
 #include <filesystem>
 #include <optional>
@@ -17,11 +18,10 @@ struct JobOptions {
     std::filesystem::path chain; ///< empty: the standard chain of the recording
     std::filesystem::path configuration;
     std::filesystem::path calibration;
-    std::optional<int> timeZero;
-    std::optional<double> permittivity;
-    std::optional<double> antennaOffset;
-    ChainChoice choice;
-    int threads = 0; ///< 0: as many as the OpenMP runtime takes
+    TZM::GivenNumbers numbers;
+    std::optional<std::string> background; ///< of the standard chain
+    std::optional<std::string> migration;  ///< likewise
+    int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
     Style style;
     bool quiet = false;
 };

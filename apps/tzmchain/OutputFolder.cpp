@@ -1,7 +1,7 @@
 #include "OutputFolder.h"
 
-#include "Refusal.h"
-#include "Text.h"
+#include "Recording/Refusal.h"
+#include "Recording/private/Text.h"
 
 #include <pthread.h>
 #include <sys/stat.h>
@@ -15,6 +15,8 @@
 #include <thread>
 
 namespace tzmchain {
+
+using namespace TZM;
 
 namespace fs = std::filesystem;
 

@@ -1,21 +1,24 @@
 #include "Picture.h"
 
-#include "Refusal.h"
-#include "Text.h"
+#include "Recording/Refusal.h"
+#include "Recording/private/Text.h"
 
 #include <cairo.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <memory>
 
 namespace tzmchain {
 
+using namespace TZM;
+
 namespace {
 
 // Pixels around and inside a panel.
-constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 112, kRightSecond = 186, kTitle = 44;
+constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 112, kRightSecond = 186, kTitle = 44, kCaption = 18;
 constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
 
 /// Fewer than a byte holds: noise below a shade, which nobody sees, would double the size of the file.
@@ -175,7 +178,9 @@ public:
 
     void Write(const std::filesystem::path& file) {
         if (cairo_status(cr()) == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
+        errno = 0;
         const cairo_status_t status = cairo_surface_write_to_png(surface.get(), file.c_str());
+        if (status != CAIRO_STATUS_SUCCESS && errno != 0) throw CantWrite(file);
         if (status != CAIRO_STATUS_SUCCESS)
             throw Refusal("can't write " + file.string() + ": " + cairo_status_to_string(status));
     }
@@ -194,22 +199,6 @@ PlotSize SizeOf(const Panel& panel) {
     const double ratio = std::clamp(panel.rows * panel.down.step / (panel.columns * panel.across.step), 0.2, 5.0);
     return ratio < 1 ? PlotSize{kSquare, static_cast<int>(kSquare * ratio)}
                      : PlotSize{static_cast<int>(kSquare / ratio), kSquare};
-}
-
-/// Where an axis puts its values: each value owns a cell, with the value in the middle.
-struct Scale {
-    Scale(const Axis& axis, int count, double pixels)
-        : low(axis.origin - axis.step / 2), length(count * axis.step), size(pixels) {}
-    double operator()(double value) const { return (value - low) / length * size; }
-    double low, length, size; // size in pixels
-};
-
-/// Calls body(pixel, text) for every tick; `factor` turns the axis's own unit into the one shown.
-template <class Body>
-void ForEachTick(const Scale& scale, double factor, int parts, Body&& body) {
-    const double step = RoundStep(scale.length * factor, parts);
-    for (double i = std::ceil(scale.low * factor / step); i * step <= (scale.low + scale.length) * factor; ++i)
-        body(scale(i * step / factor), Number(i * step == 0 ? 0.0 : i * step, 6));
 }
 
 /// Bars of round lengths: along both axes in the lower left corner of the plot, or, where one scale holds for both and
@@ -256,7 +245,7 @@ void DrawColourBar(Sheet& sheet, const ColourRange& range, const Style& style, d
     ramp.columns = 1;
     ramp.rows = 256;
     constexpr int width = 14;
-    sheet.Image(Map(ramp, shown, {style.colours, 0}, width, static_cast<int>(height)).get(), x, y);
+    sheet.Image(Map(ramp, shown, {style.colours, {}, 0}, width, static_cast<int>(height)).get(), x, y);
     sheet.Frame(x, y, width, height);
     const float middle = (shown.low + shown.high) / 2;
     const std::string unit = decibels ? " dB" : "";
@@ -281,23 +270,23 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
     }
     sheet.Frame(x, y, size.width, size.height);
     sheet.Text(panel.title, x, y - 6, 15, 0, 1);
-    ForEachTick(across, 1, std::max(3, size.width / 90), [&](double at, const std::string& text) {
+    for (const auto& [at, text] : Ticks(across, 1, std::max(3, size.width / 90))) {
         sheet.Line(x + at, bottom, x + at, bottom + 6);
         sheet.Text(text, x + at, bottom + 8, 13, 0.5, 0);
-    });
+    }
     sheet.Text(panel.across.label, x + size.width / 2.0, bottom + 27, 14, 0.5, 0);
-    ForEachTick(down, 1, std::max(3, size.height / 40), [&](double at, const std::string& text) {
+    for (const auto& [at, text] : Ticks(down, 1, std::max(3, size.height / 40))) {
         sheet.Line(x - 6, y + at, x, y + at);
         sheet.Text(text, x - 9, y + at, 13, 1, 0.5);
-    });
+    }
     sheet.Text(panel.down.label, x - 70, y + size.height / 2.0, 14, 0.5, 0, true);
     const bool second = !panel.secondLabel.empty();
     if (second) {
-        ForEachTick(down, panel.secondFactor, size.height / 40, [&](double at, const std::string& text) {
-            if (text[0] == '-') return; // nothing lies above the surface
+        for (const auto& [at, text] : Ticks(down, panel.secondFactor, size.height / 40)) {
+            if (text[0] == '-') continue; // nothing lies above the surface
             sheet.Line(right, y + at, right + 6, y + at);
             sheet.Text(text, right + 9, y + at, 13, 0, 0.5);
-        });
+        }
         sheet.Text(panel.secondLabel, right + 52, y + size.height / 2.0, 14, 0.5, 0, true);
     }
     DrawColourBar(sheet, range, style, right + (second ? 92 : 18), y, size.height);
@@ -305,6 +294,17 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
 }
 
 } // namespace
+
+Scale::Scale(const Axis& axis, int count, double pixels)
+    : low(axis.origin - axis.step / 2), length(count * axis.step), size(pixels) {}
+
+std::vector<Tick> Ticks(const Scale& scale, double factor, int parts) {
+    const double step = RoundStep(scale.length * factor, parts);
+    std::vector<Tick> ticks;
+    for (double i = std::ceil(scale.low * factor / step); i * step <= (scale.low + scale.length) * factor; ++i)
+        ticks.push_back({scale(i * step / factor), Number(i * step == 0 ? 0.0 : i * step, 6)});
+    return ticks;
+}
 
 double RoundStep(double length, int parts) {
     const double least = length / parts, power = std::pow(10, std::floor(std::log10(least)));
@@ -350,11 +350,14 @@ void DrawPicture(const std::filesystem::path& file, const std::string& title, co
     const int count = static_cast<int>(panels.size()), columns = std::min(count, panelsPerRow);
     const double cellWidth = kLeft + plot.width + (second ? kRightSecond : kRightPlain);
     const double cellHeight = kTop + plot.height + kBottom;
+    const double head = kTitle + kCaption * static_cast<double>(style.caption.size());
     Sheet sheet(static_cast<int>(columns * cellWidth),
-                static_cast<int>(kTitle + (count + columns - 1) / columns * cellHeight));
+                static_cast<int>(head + (count + columns - 1) / columns * cellHeight));
     sheet.Text(title, kLeft, 12, 18, 0, 0);
+    for (std::size_t i = 0; i < style.caption.size(); ++i)
+        sheet.Text(style.caption[i], kLeft, 38 + kCaption * static_cast<double>(i), 13, 0, 0);
     for (int i = 0; i < count; ++i)
-        DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, kTitle + i / columns * cellHeight + kTop,
+        DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, head + i / columns * cellHeight + kTop,
                   SizeOf(panels[i]));
     sheet.Write(file);
 }

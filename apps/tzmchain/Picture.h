@@ -13,6 +13,7 @@ enum class Colours { Grey, Seismic };
 /// How values become colours.
 struct Style {
     Colours colours = Colours::Grey;
+    std::vector<std::string> caption; ///< lines below the title
     double decibels = 0; ///< values that are never negative: range below the brightest on a dB scale; 0: a linear scale
 };
 
@@ -23,6 +24,23 @@ struct Axis {
     double origin = 0;
     double step = 1; ///< above 0
 };
+
+/// Where an axis puts the values of `count` cells: each value owns one, with the value in its middle.
+struct Scale {
+    Scale(const Axis& axis, int count, double size);
+    double operator()(double value) const { return (value - low) / length * size; }
+    double low, length; ///< in the unit of the axis
+    double size;        ///< in pixels
+};
+
+/// What stands at an axis: a place, in pixels from its beginning, and what is written there.
+struct Tick {
+    double place;
+    std::string text;
+};
+
+/// Ticks at round values, in at most `parts` parts; `factor` turns the axis's own unit into the one shown.
+std::vector<Tick> Ticks(const Scale& scale, double factor, int parts);
 
 /// One map of a picture. Element (column, row) is data[column * columnStep + row * rowStep]; rows run downwards.
 struct Panel {

@@ -1,12 +1,14 @@
 #include "Progress.h"
 
-#include "Text.h"
+#include "Recording/private/Text.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 namespace tzmchain {
+
+using namespace TZM;
 
 namespace {
 
@@ -39,44 +41,53 @@ void Progress::Plan(const std::string& name, double cost) {
     planned += cost;
 }
 
-double Progress::Do(const std::string& name, const std::string& detail, const std::function<void()>& task) {
-    const Clock::time_point begin = Clock::now();
+void Progress::Begin(const std::string& name) {
+    current = name;
     told = 0;
-    std::condition_variable ended;
-    bool stop = false;
-    std::thread drawer;
-    if (interactive)
-        drawer = std::thread([&] {
-            std::unique_lock lock(mutex);
-            while (!ended.wait_for(lock, std::chrono::milliseconds(250), [&] { return stop; })) DrawBar(begin);
-        });
-    const auto endDrawing = [&] {
-        if (!interactive) return;
-        {
-            const std::lock_guard lock(mutex);
-            stop = true;
-        }
-        ended.notify_one();
-        drawer.join();
-        std::fputs(kEraseLine, stderr);
-    };
-    try {
-        task();
-    } catch (...) {
-        endDrawing();
-        throw;
-    }
-    endDrawing();
+    stop = false;
+    begin = Clock::now();
+    if (!interactive) return;
+    drawer = std::thread([this] {
+        std::unique_lock lock(mutex);
+        while (!ended.wait_for(lock, std::chrono::milliseconds(250), [this] { return stop; })) DrawBar();
+    });
+}
 
+void Progress::EndDrawing() {
+    if (!drawer.joinable()) return;
+    {
+        const std::lock_guard lock(mutex);
+        stop = true;
+    }
+    ended.notify_one();
+    drawer.join();
+    std::fputs(kEraseLine, stderr);
+}
+
+double Progress::End(const std::string& detail) {
+    EndDrawing();
     const double seconds = Seconds(Clock::now() - begin);
     if (done < tasks.size()) doneCost += tasks[done].cost;
     doneSeconds += seconds;
     ++done;
     char line[256];
-    std::snprintf(line, sizeof line, "[%zu/%zu] %-18s %-34s %8.2f s", done, std::max(done, tasks.size()), name.c_str(),
-                  detail.c_str(), seconds);
+    std::snprintf(line, sizeof line, "[%zu/%zu] %-18s %-34s %8.2f s", done, std::max(done, tasks.size()),
+                  current.c_str(), detail.c_str(), seconds);
     Note(line);
     return seconds;
+}
+
+void Progress::Abandon() { EndDrawing(); }
+
+double Progress::Do(const std::string& name, const std::string& detail, const std::function<void()>& task) {
+    Begin(name);
+    try {
+        task();
+    } catch (...) {
+        Abandon();
+        throw;
+    }
+    return End(detail);
 }
 
 void Progress::Note(const std::string& line) {
@@ -90,8 +101,8 @@ void Progress::Print(const std::string& line) {
     std::fprintf(stderr, "%s\n", line.c_str());
 }
 
-void Progress::DrawBar(Clock::time_point taskBegin) {
-    const double elapsed = Seconds(Clock::now() - taskBegin);
+void Progress::DrawBar() {
+    const double elapsed = Seconds(Clock::now() - begin);
     if (doneSeconds + elapsed < kPatience || done >= tasks.size()) return;
     const Task& task = tasks[done];
     const Estimate rest = EstimateRest(doneCost, doneSeconds, task.cost, elapsed, planned, told);

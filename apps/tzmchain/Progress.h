@@ -17,12 +17,20 @@ class Progress {
 public:
     /// Silent if `quiet`. The bar needs `interactive`.
     Progress(bool quiet, bool interactive);
+    ~Progress() { Abandon(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
 
     /// Announces a task that will come, also from inside another one; `cost` is its expected time relative to the other
     /// tasks.
     void Plan(const std::string& name, double cost);
 
-    /// Does the next task of the plan, prints its line and gives its seconds. What `task` throws passes through.
+    /// Begins the next task of the plan; ends it, prints its line and gives its seconds; or ends it without a word.
+    void Begin(const std::string& name);
+    double End(const std::string& detail);
+    void Abandon();
+
+    /// Does all of it. What `task` throws passes through.
     double Do(const std::string& name, const std::string& detail, const std::function<void()>& task);
 
     /// Tells how much of the task that is being done is done, 0 to 1; without it the bar goes by time.
@@ -38,7 +46,8 @@ private:
         double cost;
     };
 
-    void DrawBar(Clock::time_point taskBegin);
+    void DrawBar();
+    void EndDrawing();
     void Print(const std::string& line);
 
     const bool quiet, interactive;
@@ -46,6 +55,11 @@ private:
     std::size_t done = 0;
     double doneCost = 0, doneSeconds = 0, planned = 0;
     std::atomic<double> told{0};
+    std::string current; // name of the task that is being done
+    Clock::time_point begin;
+    std::thread drawer;
+    std::condition_variable ended;
+    bool stop = false;
     std::mutex mutex; // of the terminal and of what the bar shows
 };
 

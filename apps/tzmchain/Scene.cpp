@@ -6,6 +6,8 @@
 
 namespace tzmchain {
 
+using namespace TZM;
+
 namespace {
 
 constexpr double kLightSpeed = 3e8; // m/s
@@ -111,9 +113,6 @@ Recording Record(const Scene& scene) {
     recording.deltaT = scene.deltaT;
     recording.deltaX = scene.deltaX;
     recording.lineSpacing = midpointPitch;
-    double timeZeros = 0;
-    for (const Pair& pair : kPairs) timeZeros += TimeZero(scene, pair);
-    recording.timeZero = static_cast<int>(std::lround(timeZeros / pairs));
     recording.antennaOffset = scene.elementPitch;
     recording.permittivity = scene.permittivity;
     for (const Pair& pair : kPairs) recording.channels.push_back(pair.name);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recording.h"
+#include "Recording/Recording.h"
 
 #include <array>
 #include <vector>
@@ -77,6 +77,6 @@ double BarPath(bool across, double depth, double barPlace, double x, double tran
 /// between the elements, around the shield), an echo of every bar and of the back wall with its true travel time,
 /// spreading and attenuation, and, alike in all traces of a pair, ringing of the antenna and an offset; then noise.
 /// Pairs differ in gain and in the length of their lines. The same scene gives the same counts on every platform.
-Recording Record(const Scene& scene);
+TZM::Recording Record(const Scene& scene);
 
 } // namespace tzmchain

@@ -1,11 +1,13 @@
 #include "Views.h"
 
-#include "Text.h"
+#include "Recording/private/Text.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace tzmchain {
+
+using namespace TZM;
 
 namespace {
 
@@ -14,7 +16,7 @@ constexpr int kSlices = 12, kSlicesPerRow = 4;
 
 /// Two-way time in ns, from time zero on where it is known.
 Axis TimeAxis(const Recording& recording) {
-    const double origin = recording.timeZero ? -*recording.timeZero * recording.deltaT : recording.startTime;
+    const double origin = recording.timeZero ? -*recording.timeZero * recording.deltaT : recording.FirstTime();
     return {recording.timeZero ? "two-way time after time zero (ns)" : "two-way time (ns)", "ns", origin / kNanosecond,
             recording.deltaT / kNanosecond};
 }
@@ -27,6 +29,8 @@ Axis LineAxis(const Recording& recording) {
 
 /// Metres of depth per ns of two-way time.
 double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
+
+} // namespace
 
 Panel BscanPanel(const Recording& recording, int bscan, const std::string& title) {
     Panel panel;
@@ -45,6 +49,8 @@ Panel BscanPanel(const Recording& recording, int bscan, const std::string& title
     return panel;
 }
 
+namespace {
+
 std::string FileName(std::string name) {
     for (char& c : name)
         if (!std::isalnum(static_cast<unsigned char>(c))) c = '-';
@@ -54,7 +60,7 @@ std::string FileName(std::string name) {
 /// "0.13 to 0.26", with two digits of the difference.
 std::string Range(double from, double to) {
     const double unit = std::pow(10, std::floor(std::log10(to - from)) - 1);
-    return Number(std::round(from / unit) * unit, 10) + " to " + Number(std::round(to / unit) * unit, 10);
+    return Number(std::round(from / unit) * unit + 0.0, 10) + " to " + Number(std::round(to / unit) * unit, 10);
 }
 
 /// Mean magnitude over samples begin .. end - 1, one row per B-scan.
@@ -108,6 +114,12 @@ Stage::Stage(const std::string& name, const Recording& recording, const Choice& 
     }
 }
 
+Panel StagePanel(const Stage& stage, int i) {
+    Recording bscans = stage.bscans; // shares the samples
+    bscans.timeZero = stage.timeZero[static_cast<std::size_t>(i)];
+    return BscanPanel(bscans, i, stage.title);
+}
+
 std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
                                     const Style& style) {
     if (stages.front().lineCount < 2) return {};
@@ -135,39 +147,44 @@ std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stag
             title += ", " + choice.names[i] + " (B-scan " + std::to_string(choice.indices[i] + 1) + " of " +
                      std::to_string(choice.lineCount) + ")";
         std::vector<Panel> panels;
-        for (const Stage& stage : stages) {
-            Recording bscans = stage.bscans; // shares the samples
-            bscans.timeZero = stage.timeZero[i];
-            panels.push_back(BscanPanel(bscans, static_cast<int>(i), stage.title));
-        }
+        for (const Stage& stage : stages) panels.push_back(StagePanel(stage, static_cast<int>(i)));
         files.push_back(FileName(choice.names[i]));
         DrawPicture(folder / files.back(), title, panels, 1, style);
     }
     return files;
 }
 
-std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
-                                         const Style& style) {
-    if (image.size.bscans < 2) return {};
+std::vector<DepthSlice> DepthSlices(const Recording& image) {
     const Axis time = TimeAxis(image);
     // From the surface on: what lies above time zero has no depth.
     const int first =
         std::clamp(static_cast<int>(std::ceil(-time.origin / time.step - 1e-6)), 0, image.size.samples - 1);
-    const int samples = image.size.samples - (image.timeZero ? first : 0), slices = std::min(kSlices, samples);
+    const int samples = image.size.samples - (image.timeZero ? first : 0), count = std::min(kSlices, samples);
     const auto begin = [&](int i) {
-        return image.size.samples - samples + static_cast<int>(std::int64_t{i} * samples / slices);
+        return image.size.samples - samples + static_cast<int>(std::int64_t{i} * samples / count);
     };
-    std::vector<std::vector<float>> slabs;
-    std::vector<Panel> panels;
-    for (int i = 0; i < slices; ++i) {
+    std::vector<DepthSlice> slices;
+    for (int i = 0; i < count; ++i) {
         const double from = time.origin + begin(i) * time.step, to = time.origin + begin(i + 1) * time.step;
-        slabs.push_back(Slab(image, begin(i), begin(i + 1)));
-        Panel panel;
-        panel.title = Range(from, to) + " ns";
+        std::string title = Range(from, to) + " ns";
         if (image.permittivity && image.timeZero) {
             const double factor = DepthPerNanosecond(*image.permittivity);
-            panel.title = Range(from * factor, to * factor) + " m (" + panel.title + ")";
+            title = Range(from * factor, to * factor) + " m (" + title + ")";
         }
+        slices.push_back({begin(i), begin(i + 1), title});
+    }
+    return slices;
+}
+
+std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
+                                         const Style& style) {
+    if (image.size.bscans < 2) return {};
+    std::vector<std::vector<float>> slabs;
+    std::vector<Panel> panels;
+    for (const DepthSlice& slice : DepthSlices(image)) {
+        slabs.push_back(Slab(image, slice.begin, slice.end));
+        Panel panel;
+        panel.title = slice.title;
         panel.data = slabs.back().data();
         panel.columns = image.size.ascans;
         panel.rows = image.size.bscans;
@@ -178,7 +195,7 @@ std::vector<std::string> DrawDepthSlices(const Recording& image, const std::file
         panels.push_back(panel);
     }
     DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",
-                panels, kSlicesPerRow, {style.colours, 0});
+                panels, kSlicesPerRow, {style.colours, style.caption, 0});
     return {"depth-slices.png"};
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "Picture.h"
-#include "Recording.h"
+
+#include "Recording/Recording.h"
 
 namespace tzmchain {
 
@@ -14,18 +15,34 @@ struct Choice {
 
 /// The B-scan of each channel that lies in the middle of the block. Channels are those that the recording names, or
 /// five or seven that divide its B-scans; a block without channels gives up to five B-scans evenly spread.
-Choice ChooseBscans(const Recording& recording);
+Choice ChooseBscans(const TZM::Recording& recording);
+
+/// A B-scan with its axes: distance along the scan, two-way time from time zero on where that is known, and the depth
+/// that belongs to it where the permittivity is known, too.
+Panel BscanPanel(const TZM::Recording& recording, int bscan, const std::string& title);
+
+/// A slab of an image: samples begin .. end - 1.
+struct DepthSlice {
+    int begin, end;
+    std::string title; ///< its depths, if they are known, and its times
+};
+
+/// Slabs of equal thickness that together make up the image from time zero down.
+std::vector<DepthSlice> DepthSlices(const TZM::Recording& image);
 
 /// The chosen B-scans as they are at one place of the chain.
 struct Stage {
-    Stage(const std::string& title, const Recording& recording, const Choice& choice);
+    Stage(const std::string& title, const TZM::Recording& recording, const Choice& choice);
 
     std::string title;
-    Recording bscans;                         ///< one behind the other, kept when the recording itself is released
+    TZM::Recording bscans;                    ///< one behind the other, kept when the recording itself is released
     std::vector<std::optional<int>> timeZero; ///< of each
     std::vector<float> across;                ///< the A-scan in the middle of every B-scan of the recording
     int lineCount;                            ///< of them
 };
+
+/// The i-th of the chosen B-scans, with the time zero of its own.
+Panel StagePanel(const Stage& stage, int i);
 
 /// Draws each chosen B-scan at all stages, one below the other. Gives the names of the files, "bscan-NAME.png".
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
@@ -38,7 +55,7 @@ std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std:
 
 /// Draws, on a linear scale, the mean magnitude of slabs of equal thickness that together make up the image, from
 /// above. Gives the name of the file, "depth-slices.png", or nothing for a single line.
-std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
+std::vector<std::string> DrawDepthSlices(const TZM::Recording& image, const std::filesystem::path& folder,
                                          const Style& style);
 
 } // namespace tzmchain

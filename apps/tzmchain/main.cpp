@@ -1,14 +1,17 @@
-#include "Chain.h"
 #include "Diff.h"
 #include "Job.h"
 #include "OutputFolder.h"
-#include "Recording.h"
-#include "Refusal.h"
-#include "Text.h"
+
+#include "Chain/AlgorithmInfo.h"
+#include "Chain/Schema.h"
+#include "Recording/Format.h"
+#include "Recording/Refusal.h"
+#include "Recording/private/Text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -18,6 +21,7 @@
 namespace {
 
 using namespace tzmchain;
+using namespace TZM;
 
 constexpr int kRefused = 2, kFailed = 1, kDiffer = 1;
 
@@ -57,11 +61,11 @@ void Info(const std::filesystem::path& input) {
 
 void List() {
     const auto plain = [](const Json::Value& value) { return OneLine(JsonText(value)); };
-    for (const AlgorithmRow& row : Algorithms()) {
+    for (const AlgorithmInfo& row : Algorithms()) {
         std::printf("%s: %s\n", row.name.c_str(), row.summary.c_str());
-        for (const Parameter& parameter : Step(row).parameters)
-            std::printf("    parameter %-46s %-15s %s\n", parameter.name.c_str(), parameter.type.c_str(),
-                        plain(parameter.get()).c_str());
+        for (const ParameterInfo& parameter : row.parameters)
+            std::printf("    parameter %-46s %-15s %s\n", parameter.name.c_str(), parameter.TypeText().c_str(),
+                        plain(parameter.defaultValue).c_str());
         for (const Key& key : row.keys)
             std::printf("    key       %-46s %-15s %s%s\n", key.FullName().c_str(), key.TypeName(),
                         key.defaultValue.c_str(), key.Limits().empty() ? "" : (", " + key.Limits()).c_str());
@@ -70,7 +74,7 @@ void List() {
 
 /// The keys of all algorithms as tables of docs/configuration.md.
 void ListKeys() {
-    for (const AlgorithmRow& row : Algorithms()) {
+    for (const AlgorithmInfo& row : Algorithms()) {
         if (row.keys.empty()) continue;
         std::printf("### %s\n\n| Key | JSON type | Default | Limits |\n|---|---|---|---|\n", row.name.c_str());
         for (const Key& key : row.keys) {
@@ -94,31 +98,68 @@ bool Compare(const DiffOptions& options) {
     return difference.agree;
 }
 
+/// An option that takes one of some words, each of which stands for a value.
+template <class Target, class Value>
+void AddWords(CLI::App& command, const std::string& name, Target& target, const std::string& meaning,
+              const std::vector<std::pair<std::string, Value>>& words) {
+    std::vector<std::string> known;
+    for (const auto& [word, value] : words) known.push_back(word);
+    const std::string list = Joined(known);
+    command
+        .add_option_function<std::string>(
+            name,
+            [&target, words, name, list](const std::string& given) {
+                for (const auto& [word, value] : words)
+                    if (word == given) return void(target = value);
+                throw CLI::ValidationError(name, given + " isn't one of " + list);
+            },
+            meaning + ": " + list)
+        ->type_name("WORD");
+}
+
+/// Words that stand for themselves.
+std::vector<std::pair<std::string, std::string>> Words(const std::vector<std::string>& words) {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const std::string& word : words) pairs.emplace_back(word, word);
+    return pairs;
+}
+
 /// The options that `run` and `demo` share.
 void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--out", options.out, "Folder for image.vti, pictures and recipe.json")->required();
     command.add_option("--chain", options.chain, "JSON document that names the algorithms; or a recipe.json");
     command.add_option("--config", options.configuration, "Configuration document of the algorithms");
     command.add_option("--calibration", options.calibration, "Calibration document of the algorithms");
-    command.add_option("--time-zero", options.timeZero, "Sample of time zero, for every step that has one");
-    command.add_option("--permittivity", options.permittivity, "Relative permittivity of the ground, likewise");
-    command.add_option("--antenna-offset", options.antennaOffset,
+    command.add_option("--time-zero", options.numbers.timeZero, "Sample of time zero, for every step that has one");
+    command.add_option("--permittivity", options.numbers.permittivity, "Relative permittivity of the ground, likewise");
+    command.add_option("--antenna-offset", options.numbers.antennaOffset,
                        "Metres between transmitter and receiver of a bistatic channel, likewise");
-    command
-        .add_option("--background", options.choice.background,
-                    "Background removal of the standard chain: none, median, classify, highpass or surface")
-        ->check(CLI::IsMember({"none", "median", "classify", "highpass", "surface"}));
-    command
-        .add_option("--migration", options.choice.migration, "Migration of the standard chain: fk, kirchhoff or gazdag")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, std::string>{
-            {"fk", "FkMigration"}, {"kirchhoff", "KirchhoffMigration"}, {"gazdag", "GazdagMigration"}}));
+    AddWords(command, "--background", options.background, "Background removal of the standard chain",
+             Words(FindAlgorithm("BgRemoval")->Find("algorithm")->words));
+    AddWords(command, "--migration", options.migration, "Migration of the standard chain",
+             std::vector<std::pair<std::string, std::string>>{
+                 {"fk", "FkMigration"}, {"kirchhoff", "KirchhoffMigration"}, {"gazdag", "GazdagMigration"}});
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
-    command.add_option("--colours", options.style.colours, "Colours of signed values: grey or seismic")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, Colours>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}}));
+    AddWords(command, "--colours", options.style.colours, "Colours of signed values",
+             std::vector<std::pair<std::string, Colours>>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}});
     command.add_option("--decibels", options.style.decibels, "Draw envelopes on a dB scale of so many dB")
         ->check(CLI::Range(1.0, 200.0));
     command.add_flag("--quiet", options.quiet, "Tell nothing but failures");
+}
+
+/// A first word that is no option must be a command.
+void RequireKnownCommand(const CLI::App& app, int argc, char** argv) {
+    const std::string word = argc > 1 ? argv[1] : "-";
+    std::vector<std::string> known;
+    for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
+    if (word[0] != '-' && std::find(known.begin(), known.end(), word) == known.end())
+        throw Refusal("unknown command \"" + word + "\"; known are " + Joined(known));
+}
+
+/// Refusal if what was printed didn't arrive: on a full disk, for one.
+void RequireWritten() {
+    errno = 0;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) throw CantWrite("to the standard output");
 }
 
 int Main(int argc, char** argv) {
@@ -142,7 +183,7 @@ int Main(int argc, char** argv) {
     demo->add_flag("--mesh", "A slab under a mesh of 10 cm, with its background classified")
         ->each([&](const std::string&) {
             scene.bars = kMeshBars;
-            if (!options.choice.background) options.choice.background = "classify";
+            if (!options.background) options.background = "classify";
         });
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
@@ -156,15 +197,26 @@ int Main(int argc, char** argv) {
     CLI::App* list = app.add_subcommand("list", "List the algorithms with parameters, defaults and keys");
     bool markdown = false;
     list->add_flag("--markdown", markdown, "The keys alone, as the tables of the documentation");
+    CLI::App* schema = app.add_subcommand("schema", "Print the JSON Schema of the chain or the configuration document");
+    std::string document;
+    schema->add_option("DOCUMENT", document, "chain or configuration")
+        ->required()
+        ->check([](const std::string& word) {
+            return word == "chain" || word == "configuration" ? "" : word + " isn't chain or configuration";
+        })
+        ->type_name("WORD");
 
     try {
+        RequireKnownCommand(app, argc, argv);
         app.parse(argc, argv);
         if (*run) Run(options);
         if (*demo) Demo(options, scene);
         if (*info) Info(input);
         if (*list) markdown ? ListKeys() : List();
-        if (*diff) return Compare(diffOptions) ? 0 : kDiffer;
-        return 0;
+        if (*schema) std::fputs(JsonText(document == "chain" ? ChainSchema() : ConfigurationSchema()).c_str(), stdout);
+        const int code = *diff && !Compare(diffOptions) ? kDiffer : 0;
+        RequireWritten();
+        return code;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error); // help or version was asked for
         std::fprintf(stderr, "tzmchain: %s (tzmchain --help tells more)\n", OneLine(error.what()).c_str());
@@ -182,10 +234,10 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        tzmchain::OutputFolder::CleanUpOnSignals();
+        OutputFolder::CleanUpOnSignals();
         return Main(argc, argv);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "tzmchain: %s\n", tzmchain::OneLine(error.what()).c_str());
+        std::fprintf(stderr, "tzmchain: %s\n", OneLine(error.what()).c_str());
         return kFailed;
     }
 }

@@ -1,12 +1,12 @@
 #include "Framework/Logger.h"
 
+#include <cstdio>
 #include <ctime>
 #include <iterator>
 #include <locale>
 #include <sstream>
 #include <stdexcept>
-
-#include <vtkOutputWindow.h>
+#include <utility>
 
 namespace TZM {
 
@@ -34,7 +34,14 @@ std::string LogLine(const char* text) {
     return line.str();
 }
 
+Logger::Sink& ActiveSink() {
+    static Logger::Sink sink;
+    return sink;
+}
+
 } // namespace
+
+Logger::Sink Logger::SetSink(Sink sink) { return std::exchange(ActiveSink(), std::move(sink)); }
 
 Logger* Logger::GetInstance() {
     static Logger instance;
@@ -43,7 +50,11 @@ Logger* Logger::GetInstance() {
 
 void Logger::LogText(const char* text) {
     try {
-        vtkOutputWindowDisplayText(LogLine(text ? text : "").c_str());
+        const std::string line = LogLine(text ? text : "");
+        if (ActiveSink())
+            ActiveSink()(line);
+        else
+            std::fputs(line.c_str(), stderr);
     } catch (...) { // a line that can't be written is no reason for a computation to fail
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 
 #include "Array/Export.h"
@@ -14,8 +15,8 @@ public:
     /// The one instance that the library uses, made by the first call, which may come from any thread.
     static Logger* GetInstance();
 
-    /// Writes "Log (", the local time in the form of the user's locale, "): " and text to VTK's output window, without
-    /// a line end.
+    /// Writes "Log (", the local time in the form of the user's locale, "): " and text, without a line end, to where the
+    /// lines go: to VTK's output window if the library of the VTK classes is loaded, else to standard error.
     void LogText(const char* text);
 
     /// Appends text to the error list, then writes it like LogText.
@@ -24,6 +25,12 @@ public:
     bool HasErrors() const { return !errorList.empty(); }
     const std::deque<std::string>& GetErrorList() const { return errorList; } ///< oldest first
     void ClearErrorList();                                                    ///< gives the memory back, too
+
+    /// Takes the finished lines, one at a time; what it throws is lost.
+    using Sink = std::function<void(const std::string& line)>;
+    /// Sends the lines of the process elsewhere, an empty sink to standard error; gives the sink of before. Not while
+    /// an Execute runs.
+    static Sink SetSink(Sink sink);
 
 private:
     std::deque<std::string> errorList;

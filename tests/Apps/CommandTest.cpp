@@ -1,7 +1,8 @@
-#include "Checksum.h"
-#include "Recording.h"
-#include "TemporaryFolder.h"
-#include "Text.h"
+#include "Imaging/Vti/VtiFormat.h"
+#include "Recording/Format.h"
+#include "Recording/private/Checksum.h"
+#include "Recording/private/Text.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -11,7 +12,7 @@
 #include <cmath>
 #include <set>
 
-using namespace tzmchain;
+using namespace TZM;
 namespace fs = std::filesystem;
 
 namespace {
@@ -20,6 +21,8 @@ struct Outcome {
     int code;
     std::string text; ///< of both streams
 };
+
+const bool readsImages = (RegisterVtiFormat(), true);
 
 /// Runs the program; a word with blanks stands in quotes.
 Outcome Program(const std::string& arguments) {
@@ -82,7 +85,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     EXPECT_EQ(recipe["chain"][4]["parameters"]["algorithm"], "surface");
     EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);
     EXPECT_EQ(recipe["chain"][5]["parameters"]["permittivity"], 6.5);
-    EXPECT_EQ(recipe["steps"].size(), 9u);
+    EXPECT_EQ(recipe["steps"].size(), 10u);
     EXPECT_GT(recipe["peak_memory_bytes"].asInt64(), 0);
     EXPECT_NEAR(recipe["image"]["max"].asDouble(), 1, 1e-6);
     EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
@@ -101,7 +104,7 @@ TEST(Command, DemoFindsTheMeshOfItsOtherScene) {
 TEST(Command, ARecipeRepeatsItsRun) {
     const TemporaryFolder folder;
     Recording recording = Small(1);
-    WriteRecording(recording, folder / "a block");
+    WriteRecording(recording, folder / "a block.f32");
     const std::string input = "\"" + (folder / "a block.json").string() + "\"";
     const std::string config = folder.Write("config.json", R"({"FkMigration": {"InterpolationMethod": 0}})").string();
     ASSERT_EQ(Program("run " + input + " --time-zero 7 --permittivity 4.5 --config " + config + " --out " +
@@ -111,10 +114,9 @@ TEST(Command, ARecipeRepeatsItsRun) {
     const Outcome again = Program("run " + input + " --chain " + (folder / "one/recipe.json").string() + " --config " +
                                   config + " --threads 1 --out " + (folder / "two").string());
     ASSERT_EQ(again.code, 0) << again.text;
-    EXPECT_NE(again.text.find("five equal B-scans"), std::string::npos);
     EXPECT_EQ(ChecksumOf(folder / "one/image.vti"), ChecksumOf(folder / "two/image.vti"));
     const Json::Value recipe = ParseJson(ReadText(folder / "two/recipe.json"), "recipe");
-    EXPECT_EQ(recipe["bscans_handed_to_chain"], 5);
+    EXPECT_EQ(recipe["steps"][1]["input"][2], 1); // no step tells channels apart
     EXPECT_EQ(recipe["image"]["bscans"], 1);
     EXPECT_EQ(recipe["chain"][1]["parameters"]["permittivity"], 4.5);
     EXPECT_EQ(recipe["threads"], 1);
@@ -124,13 +126,13 @@ TEST(Command, ARecipeRepeatsItsRun) {
 TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     const TemporaryFolder folder;
     Recording good = Small(5), nan = Small(5), sizes = Small(5);
-    WriteRecording(good, folder / "good");
+    WriteRecording(good, folder / "good.f32");
     Recording three = Small(3);
-    WriteRecording(three, folder / "three");
+    WriteRecording(three, folder / "three.f32");
     folder.Write("level.json", R"({"chain": [{"algorithm": "EnergyCorrection"}]})");
     nan.data[100] = std::nanf("");
-    WriteRecording(nan, folder / "nan");
-    WriteRecording(sizes, folder / "short");
+    WriteRecording(nan, folder / "nan.f32");
+    WriteRecording(sizes, folder / "short.f32");
     fs::resize_file(folder / "short.f32", 100);
     folder.Write("huge.f32", "");
     folder.Write("huge.json", R"({"samples": 2147483647, "ascans": 2147483647, "bscans": 2147483647,
@@ -180,7 +182,7 @@ TEST(Command, LeavesTheFilesOfOthersAlone) {
 
     // A single line has one picture: those of the earlier run would tell another story.
     Recording line = Small(1);
-    WriteRecording(line, folder / "line");
+    WriteRecording(line, folder / "line.f32");
     ASSERT_EQ(Program("run --quiet " + (folder / "line.f32").string() + " --out " + out).code, 0);
     EXPECT_EQ(Names(out),
               (std::set<std::string>{"bscan.png", "image.vti", "mine.txt", "recipe.json", "scene.f32", "scene.json"}));
@@ -229,7 +231,7 @@ TEST(Command, ListAndInfoTellWhatTheyShould) {
     const TemporaryFolder folder;
     Recording recording = Small(5);
     recording.data[7] = std::nanf("");
-    WriteRecording(recording, folder / "block");
+    WriteRecording(recording, folder / "block.f32");
     const Outcome info = Program("info " + (folder / "block.f32").string());
     EXPECT_EQ(info.code, 0);
     for (const char* word : {"64 per A-scan, 0.05 ns apart: 3.2 ns", "12 per B-scan", "-50 to 50", "1 of 3840 aren't"})

@@ -1,12 +1,13 @@
 #include "Picture.h"
 
-#include "TemporaryFolder.h"
 #include "Views.h"
+#include "support/TemporaryFolder.h"
 
 #include <cairo.h>
 #include <gtest/gtest.h>
 
 using namespace tzmchain;
+using namespace TZM;
 
 namespace {
 
@@ -76,6 +77,72 @@ TEST(Picture, ABrightSampleShowsAtItsPlace) {
     EXPECT_NE(pixels.At(78 + 305, 78 + 84), 0xffffffu);
 }
 
+TEST(Picture, TicksStandWhereTheirValuesAre) {
+    const Axis axis = {"two-way time (ns)", "ns", -2, 0.05}; // samples from -2 ns on
+    const Scale scale(axis, 200, 400);                       // 10 ns on 400 pixels
+    EXPECT_NEAR(scale(-2), 1, 1e-9);                         // the middle of the first of 200 cells
+    EXPECT_NEAR(scale(7.95), 399, 1e-9);
+    const auto texts = [](const std::vector<Tick>& ticks) {
+        std::string all;
+        for (const Tick& tick : ticks) all += tick.text + " ";
+        return all;
+    };
+    const std::vector<Tick> ticks = Ticks(scale, 1, 10);
+    EXPECT_EQ(texts(ticks), "-2 -1 0 1 2 3 4 5 6 7 ");
+    for (const Tick& tick : ticks) EXPECT_NEAR(tick.place, scale(std::stod(tick.text)), 1e-9) << tick.text;
+    const std::vector<Tick> depths = Ticks(scale, 0.06, 10); // 0.06 m per ns: a permittivity of 6.25
+    EXPECT_EQ(texts(depths), "-0.1 0 0.1 0.2 0.3 0.4 ");
+    for (const Tick& tick : depths) EXPECT_NEAR(tick.place, scale(std::stod(tick.text) / 0.06), 1e-9) << tick.text;
+}
+
+TEST(Views, AxesOfABscanCountFromTimeZeroAndHalveTheWayDown) {
+    Recording recording = Silent({100, 3, 5});
+    recording.deltaT = 1e-10;
+    recording.deltaX = 0.02;
+    recording.startX = 1.5;
+    recording.startTime = 3e-9;
+    recording.firstSample = 10;
+    Panel panel = BscanPanel(recording, 2, "raw");
+    EXPECT_EQ(panel.data, recording.Bscan(2));
+    EXPECT_NEAR(panel.down.origin, 4, 1e-12); // ns: 3, and ten samples that were dropped
+    EXPECT_NEAR(panel.down.step, 0.1, 1e-12);
+    EXPECT_EQ(panel.down.label, "two-way time (ns)");
+    EXPECT_EQ(panel.across.origin, 1.5);
+    EXPECT_EQ(panel.across.step, 0.02);
+    EXPECT_TRUE(panel.secondLabel.empty() && !panel.zeroLine);
+
+    recording.timeZero = 20;
+    recording.permittivity = 9;
+    panel = BscanPanel(recording, 0, "timed");
+    EXPECT_NEAR(panel.down.origin, -2, 1e-12); // sample 20 is at 0 ns
+    EXPECT_TRUE(panel.zeroLine);
+    EXPECT_NEAR(panel.secondFactor, 0.05, 1e-12); // m per ns: 0.3 / 3 there and back
+    EXPECT_EQ(panel.secondLabel, "depth (m) at permittivity 9");
+}
+
+TEST(Views, SlabsMakeUpTheImageFromTimeZeroDown) {
+    Recording image = Silent({130, 3, 5});
+    image.deltaT = 1e-10;
+    image.timeZero = 10;
+    image.permittivity = 9;
+    const std::vector<DepthSlice> slabs = DepthSlices(image);
+    ASSERT_EQ(slabs.size(), 12u);
+    for (std::size_t i = 0; i < slabs.size(); ++i) {
+        EXPECT_EQ(slabs[i].begin, 10 + 10 * static_cast<int>(i));
+        EXPECT_EQ(slabs[i].end, 20 + 10 * static_cast<int>(i));
+    }
+    EXPECT_EQ(slabs[0].title, "0 to 0.05 m (0 to 1 ns)");
+    EXPECT_EQ(slabs[11].title, "0.55 to 0.6 m (11 to 12 ns)");
+}
+
+TEST(Views, EveryChannelHasATimeZeroOfItsOwn) {
+    Recording recording = Silent({4, 3, 10});
+    const Choice choice = ChooseBscans(recording);
+    Stage stage("input", recording, choice);
+    stage.timeZero = {1, 2, 0, 3, 1};
+    for (int i = 0; i < 5; ++i) EXPECT_NEAR(StagePanel(stage, i).down.origin, -*stage.timeZero[i] * 0.05, 1e-12) << i;
+}
+
 TEST(Views, ShowTheMiddleLaneOfEveryChannel) {
     Recording recording = Silent({4, 3, 35});
     recording.channels = {"TX1RX1", "TX2RX1", "TX2RX2", "TX2RX3", "TX3RX3"};
@@ -101,7 +168,8 @@ TEST(Views, DrawBlocksOfAnyShape) {
         recording.lineSpacing = 0.05;
         const Choice choice = ChooseBscans(recording);
         const Stage stage("input", recording, choice);
-        const auto files = DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, 40});
+        const auto files =
+            DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, {"a line", "another"}, 40});
         EXPECT_EQ(files.size(), choice.indices.size());
         EXPECT_EQ(DrawAcross({stage, stage}, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);

@@ -1,6 +1,9 @@
 #include "Scene.h"
 
-#include "Checksum.h"
+#include "Progress.h"
+
+#include "Chain/Chain.h"
+#include "Recording/private/Checksum.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +11,7 @@
 #include <cmath>
 
 using namespace tzmchain;
+using namespace TZM;
 
 namespace {
 
@@ -71,4 +75,53 @@ TEST(Scene, GivesSixteenBitCountsThatAreAlwaysTheSame) {
     EXPECT_EQ(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
     scene.seed = 2;
     EXPECT_NE(ChecksumOf(x, bytes), ChecksumOf(Record(scene).data.get(), bytes));
+}
+
+TEST(Scene, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
+    Scene scene;
+    scene.lanes = 1;
+    scene.permittivity = 9; // 0.005 m of depth per two samples
+    scene.bars = {{true, 0.30, 0.75, 100, 1}};
+    scene.slabThickness = 0.80;
+    Recording recording = Record(scene);
+    recording.startTime = 3e-9; // told by no sidecar: time counts from what is found
+    Chain chain = Chain::Standard(recording);
+    EXPECT_TRUE(chain.Settle(recording, {}).empty());
+    const RunResult result = chain.Run(recording);
+    const Recording& image = result.image;
+
+    EXPECT_EQ(result.steps[1].shifts, (std::vector<int>{40, 43, 44, 42, 38})); // those of Scene
+    EXPECT_TRUE((image.size == Dimensions{512 - 44, 300, 5}));
+    EXPECT_EQ(image.FirstTime(), 0);
+    EXPECT_EQ(image.timeZero, 0);
+    std::vector<float> levels;
+    for (int channel = 0; channel < 5; ++channel) {
+        float bar = 0, wall = 0;
+        int place[2] = {}, wallDepth = 0;
+        for (int y = 120; y < 180; ++y)
+            for (int s = 60; s < 380; ++s) {
+                const float value = image.Bscan(channel)[y * image.size.samples + s];
+                if (s < 200 && value > bar) bar = value, place[0] = y, place[1] = s;
+                if (s > 280 && y == 150 && value > wall) wall = value, wallDepth = s;
+            }
+        EXPECT_NEAR(place[0], 150, 1) << channel;
+        EXPECT_NEAR(place[1], 120, 1) << channel;
+        EXPECT_NEAR(wallDepth, 320, 1) << channel;
+        levels.push_back(wall);
+    }
+    // The gains alone leave bistatic echoes at half the level of their neighbours. Levels go by the direct wave, which
+    // is weaker between elements farther apart by the root of 2, so that echoes end up that much above.
+    for (const int bistatic : {1, 3}) {
+        const float neighbours = (levels[bistatic - 1] + levels[bistatic + 1]) / 2;
+        EXPECT_NEAR(levels[bistatic] / neighbours, 1.25, 0.25) << bistatic;
+    }
+}
+
+TEST(Progress, ReckonsTheTimeLeftFromTheTasksThatAreDone) {
+    EXPECT_LT(EstimateRest(0, 0, 10, 5, 100).secondsLeft, 0); // nothing to go by
+    const Estimate rest = EstimateRest(20, 2, 10, 0.5, 100);  // 0.1 s per unit: 5 of the task's 10 are done
+    EXPECT_DOUBLE_EQ(rest.share, 0.25);
+    EXPECT_DOUBLE_EQ(rest.secondsLeft, 7.5);
+    EXPECT_DOUBLE_EQ(EstimateRest(20, 2, 10, 100, 100).share, 0.295);     // a late task isn't called done
+    EXPECT_DOUBLE_EQ(EstimateRest(20, 2, 10, 0.1, 100, 0.8).share, 0.28); // it told more than its time
 }

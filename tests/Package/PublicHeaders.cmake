@@ -20,7 +20,7 @@ foreach(compiler ${COMPILERS})
   endforeach()
   foreach(dialect 17 20)
     execute_process(COMMAND ${program_${compiler}} -std=c++${dialect} -fsyntax-only -Wall -Wextra -Wpedantic -Werror
-      -I${PREFIX}/include/vtkTZMProcessChainImaging -isystem ${VTK_INCLUDE} ${sources} RESULT_VARIABLE failed)
+      -I${PREFIX}/include/vtkTZMProcessChainImaging -isystem ${VTK_INCLUDE} -isystem ${JSON_INCLUDE} ${sources} RESULT_VARIABLE failed)
     if(failed)
       message(FATAL_ERROR "${compiler} -std=c++${dialect} refuses a header")
     endif()

@@ -16,6 +16,7 @@
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoTimeZeroCrop.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
@@ -75,6 +76,7 @@ inline std::vector<Row> AllAlgorithms() {
                       bounds = "99/-2 Index exceeds IPP::Array3D bounds", zero = "99/-6 IPP::Exception::ippsZero_32f";
     return {{std::make_shared<AlgoAscanOffsetRemoval>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroDetection>(), 1, true, copy, copy, copy},
+            {std::make_shared<AlgoTimeZeroCrop>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoBistaticCorrection>(), 1, true, copy, copy, copy},
             {replacement, 1, true, copy, copy, copy},
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours

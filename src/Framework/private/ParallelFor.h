@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "Framework/private/LoopWatch.h"
 #include "Framework/private/RegionLog.h"
 
 namespace TZM {
@@ -38,17 +39,25 @@ private:
     std::exception_ptr failure;
 };
 
-/// The one parallel region: makeBody gives each thread a body of its own, and must not throw.
+/// The one parallel region: makeBody gives each thread a body of its own, and must not throw. The watch of the calling
+/// thread, if it has one, hears of every index and may end the loop: Exception::Cancelled.
 template <class MakeBody>
 void ParallelRegion(int count, const MakeBody& makeBody) {
     EarliestFailure failure(count);
+    LoopWatch* const watch = LoopWatch::OfThisThread();
+    if (watch) watch->Begin(count);
 #pragma omp parallel if (count > 1)
     {
         auto body = makeBody();
 #pragma omp for schedule(static)
-        for (int i = 0; i < count; ++i) failure.Run(i, body);
+        for (int i = 0; i < count; ++i) {
+            if (watch && watch->IsCancelled()) continue;
+            failure.Run(i, body);
+            if (watch) watch->CountOne();
+        }
     }
     failure.Rethrow();
+    if (watch) watch->RequireGoOn();
 }
 
 /// Calls body(i) for i = 0 .. count - 1 on the runtime's threads, statically scheduled, and waits for all of them. A

@@ -1,0 +1,201 @@
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Gain/AlgoAutoGain.h"
+#include "Algorithms/Gain/AlgoDepthGaining.h"
+#include "Algorithms/Gain/AlgoEnergyCorrection.h"
+#include "Algorithms/Gain/AlgoNormalizationBscan.h"
+#include "Algorithms/Gain/AlgoNormalizationCscan.h"
+#include "Algorithms/Gain/AlgoSetContrastBscan.h"
+#include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoGazdagMigration.h"
+#include "Algorithms/Migration/AlgoKirchhoffMigration.h"
+#include "Algorithms/Migration/AlgoMig2Post.h"
+#include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
+#include "Algorithms/Preparation/AlgoBistaticCorrection.h"
+#include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoTimeZeroCrop.h"
+#include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
+#include "Algorithms/Reduction/AlgoVerticalSumUp.h"
+#include "Chain/AlgorithmInfo.h"
+#include "Chain/private/Row.h"
+
+namespace TZM {
+
+namespace {
+
+constexpr Sensible kPermittivity = {1, 81}; // air to water
+constexpr int kLongestEnvelope = 1024;
+
+constexpr const char* kDroppedSamples = "samples ahead of the direct wave, which are dropped";
+constexpr const char* kGround = "relative permittivity of the ground";
+
+/// What all migrations are told.
+template <class A>
+Row<A> MigrationRow(const std::string& summary, double cost, const char* overlays) {
+    return Row<A>(summary, cost, Coupling::Bscan)
+        .Parameter("timeZero", &AlgoParamMigrationBase::timeZero, "sample", kFromZero, kDroppedSamples)
+        .Parameter("permittivity", &AlgoParamMigrationBase::permittivity, "", kPermittivity, kGround)
+        .Parameter("overlays", &AlgoParamMigrationBase::overlays, "", kAnyValue, overlays);
+}
+
+/// Window of a sum-up.
+template <class A>
+Row<A> SumUpRow(const std::string& summary, Coupling::Scope scope, const char* thickness) {
+    return Row<A>(summary, 5, scope)
+        .Parameter("Thickness", &AlgoParamSumUp::Thickness, "", kFromZero, thickness)
+        .Parameter("UseMax", &AlgoParamSumUp::UseMax, "", kAnyValue, "the strongest value; else the root mean square")
+        .Page("reduction");
+}
+
+std::vector<AlgorithmInfo> Rows() {
+    constexpr const char* unusedOverlays = "layers above the ground, as JSON text; not used";
+    return {
+        Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4, Coupling::Ascan).Page("offset-removal"),
+        Row<AlgoTimeZeroDetection>("moves the direct wave of every B-scan to sample 0", 3, Coupling::Block)
+            .FindsTimeZero()
+            .TellsChannels()
+            .Couples([](const AlgoTimeZeroDetection&) {
+                return Coupling{Coupling::Block, 0, true};
+            })
+            .Page("time-zero-detection"),
+        Row<AlgoTimeZeroCrop>("drops the samples ahead of a time zero that is known", 3, Coupling::Bscan)
+            .Parameter("timeZero", &AlgoParamTimeZeroCrop::timeZero, "sample", kFromZero,
+                       "sample that becomes the first one")
+            .Parameter("timeZeros", &AlgoParamTimeZeroCrop::timeZeros, "sample", kFromZero,
+                       "the same of each B-scan, in place of timeZero; empty: one for all")
+            .SetsTimeZero()
+            .Couples([](const AlgoTimeZeroCrop& crop) {
+                return Coupling{crop.GetParams().timeZeros.value.empty() ? Coupling::Ascan : Coupling::Block, 0, false};
+            })
+            .Page("time-zero-crop"),
+        Row<AlgoEnergyCorrection>("levels bistatic B-scans against the monostatic ones beside them", 4, Coupling::Lane)
+            .TellsChannels()
+            .Page("energy-correction"),
+        Row<AlgoBistaticCorrection>("moves bistatic echoes to the times of one antenna; needs time zero at sample 0", 4,
+                                    Coupling::Lane)
+            .Parameter("timeZero", &AlgoParamBistaticCorrection::timeZero, "sample", kFromZero,
+                       "carried along; the correction starts at sample 0")
+            .Parameter("permittivity", &AlgoParamBistaticCorrection::permittivity, "", kPermittivity, kGround)
+            .Parameter("antennaOffset", &AlgoParamBistaticCorrection::antennaOffset, "m", {0, 10},
+                       "distance between transmitter and receiver")
+            .TellsChannels()
+            .Page("bistatic-correction"),
+        Row<AlgoBistaticReplacement>("replaces the first samples of bistatic B-scans by those of their neighbours", 3,
+                                     Coupling::Lane)
+            .Parameter("replaceHeight", &AlgoParamBistaticReplacement::replaceHeight, "sample", kFromZero,
+                       "samples at the top of an A-scan that are replaced")
+            .Parameter("crossfadeLen", &AlgoParamBistaticReplacement::crossfadeLen, "sample", kFromZero,
+                       "samples of the fade behind them")
+            .Parameter("enabled", &AlgoParamBistaticReplacement::enabled, "", kAnyValue, "off: the output is a copy")
+            .TellsChannels()
+            .Page("bistatic-replacement"),
+        Row<AlgoBgRemoval>("takes out what is the same along the scan: ringing, the direct wave", 8, Coupling::Lane)
+            .Parameter("timeZero", &AlgoParamBgRemoval::timeZero, "sample", kFromZero,
+                       "sample of time zero; only \"classify\" uses it")
+            .Parameter("algorithm", &AlgoParamBgRemoval::algorithm, "", kAnyValue, "what is taken for background")
+            .Remark("Algorithm", "\"median\", \"classify\", \"highpass\" or \"surface\"")
+            .Remark("ClsFilterOrder", "1 to 12")
+            .Remark("PaneOverlapPercentage", "0 to 50")
+            .TellsChannels()
+            .Couples([](const AlgoBgRemoval& removal) {
+                const bool votes = removal.GetParams().algorithm.value == AlgoParamBgRemoval::Classify;
+                return Coupling{votes ? Coupling::Block : Coupling::Lane, 0, votes};
+            })
+            .Page("background-removal"),
+        MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
+            .Remark("DipMax", "0 to 90 degrees")
+            .Remark("DipWidth", "at most 90 - DipMax")
+            .Remark("InterpolationMethod", "1 windowed sinc, other values linear")
+            .Remark("MaxMigFreqRel", "0.01 to 1")
+            .Remark("HarlanThreshold", "0.01 to 10")
+            .Page("fk-migration"),
+        MigrationRow<AlgoKirchhoffMigration>(
+            "sums along the travel times of points, under layers and within an aperture", 20,
+            "layers above the ground, as JSON text")
+            .TellsChannels()
+            .Page("kirchhoff-migration"),
+        MigrationRow<AlgoGazdagMigration>("steps down by phase shift, with a speed that falls near the surface", 20,
+                                          unusedOverlays)
+            .Parameter("useFFT", &AlgoParamGazdagMigration::useFFT, "", kAnyValue, "transforms of powers of two")
+            .Parameter("useTaper", &AlgoParamGazdagMigration::useTaper, "", kAnyValue,
+                       "fades the A-scans at both ends of a B-scan; not with useFFT")
+            .Page("gazdag-migration"),
+        Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, Coupling::Ascan)
+            .UpToSamples(kLongestEnvelope)
+            .Page("mig2post"),
+        Row<AlgoAutoGain>("lifts the late part of A-scans and levels them by their envelopes", 6, Coupling::Lane)
+            .Parameter("MaxAmp", &AlgoParamAutoGain::MaxAmp, "", kFromZero,
+                       "deep path: the strongest level over the one that weaker parts are brought to")
+            .Parameter("HalfLenTriangle", &AlgoParamAutoGain::HalfLenTriangle, "sample", kFromZero,
+                       "samples on each side over which an envelope is smoothed; 0: not at all")
+            .Parameter("UseProgressiveGain", &AlgoParamAutoGain::UseProgressiveGain, "", kAnyValue,
+                       "the deep path in place of the standard one")
+            .TellsChannels()
+            .UpToSamples(kLongestEnvelope)
+            .Page("automatic-gain"),
+        Row<AlgoDepthGaining>("multiplies every A-scan by a gain in two straight lines", 3, Coupling::Ascan)
+            .Parameter("Start", &AlgoParamDepthGaining::Start, "sample", kFromZero, "where the first line begins")
+            .Parameter("Apex", &AlgoParamDepthGaining::Apex, "sample", {-1, kAny},
+                       "where the second line begins; -1 stands for End")
+            .Parameter("End", &AlgoParamDepthGaining::End, "sample", {-1, kAny},
+                       "where it ends; -1 stands for the last sample")
+            .Parameter("StartGain", &AlgoParamDepthGaining::StartGain, "", kFromZero, "factor at Start and ahead of it")
+            .Parameter("ApexGain", &AlgoParamDepthGaining::ApexGain, "", kFromZero, "factor at Apex")
+            .Parameter("EndGain", &AlgoParamDepthGaining::EndGain, "", kFromZero, "factor at End and behind it")
+            .Page("depth-gain"),
+        Row<AlgoSetContrastBscan>("takes the mean near the surface off and scales B-scans for display", 4,
+                                  Coupling::Lane)
+            .Parameter("ContrastValue", &AlgoParamSetContrastBscan::ContrastValue, "", kAnyValue,
+                       "for the host; the algorithm doesn't use it")
+            .TellsChannels()
+            .Page("contrast-and-normalisation"),
+        Row<AlgoNormalizationBscan>("scales every B-scan by its calibration, or by its own range", 4, Coupling::Lane)
+            .Parameter("Min", &AlgoParamNormalizationBscan::Min, "", kAnyValue, "what the smallest value becomes")
+            .Parameter("Max", &AlgoParamNormalizationBscan::Max, "", kAnyValue,
+                       "what the largest becomes; below Min it inverts the data")
+            .Parameter("IgnoreCalibration", &AlgoParamNormalizationBscan::IgnoreCalibration, "", kAnyValue,
+                       "the range of each B-scan in place of its calibration")
+            .Page("contrast-and-normalisation"),
+        Row<AlgoNormalizationCscan>("stretches the block to a range with one scale", 4, Coupling::Block)
+            .Parameter("Min", &AlgoParamNormalizationCscan::Min, "", kAnyValue, "what the smallest value becomes")
+            .Parameter("Max", &AlgoParamNormalizationCscan::Max, "", kAnyValue,
+                       "what the largest becomes; below Min it inverts the data")
+            .Couples([](const AlgoNormalizationCscan&) {
+                return Coupling{Coupling::Block, 0, true};
+            })
+            .Page("contrast-and-normalisation"),
+        SumUpRow<AlgoHorizontalSumUp>("merges neighbouring B-scans: strongest value or root mean square",
+                                      Coupling::Neighbours, "B-scans that are merged")
+            .Couples([](const AlgoHorizontalSumUp& sum) {
+                return Coupling{Coupling::Neighbours, std::max(0, sum.GetParams().Thickness.value), false};
+            }),
+        SumUpRow<AlgoVerticalSumUp>("merges each sample with those below it: strongest value or root mean square",
+                                    Coupling::Ascan, "samples that are merged"),
+        Row<AlgoBorderClearing>("keeps a box of the block and clears the rest", 3, Coupling::Block)
+            .Parameter("borders", &AlgoParamBorderClearing::borders, "", kFromZero,
+                       "A-scans (X), B-scans (Y) and samples (Z) at both ends that are cleared")
+            .Parameter("ClearValue", &AlgoParamBorderClearing::ClearValue, "", kAnyValue, "what stands there then")
+            .Page("reduction"),
+    };
+}
+
+} // namespace
+
+const std::vector<AlgorithmInfo>& Algorithms() {
+    static const std::vector<AlgorithmInfo> rows = Rows();
+    return rows;
+}
+
+const AlgorithmInfo* FindAlgorithm(const std::string& name) {
+    for (const AlgorithmInfo& row : Algorithms())
+        if (row.name == name) return &row;
+    return nullptr;
+}
+
+} // namespace TZM

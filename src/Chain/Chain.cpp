@@ -1,0 +1,208 @@
+#include "Chain/Chain.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "Framework/private/JsonDocument.h"
+#include "Recording/private/Text.h"
+
+namespace TZM {
+
+namespace {
+
+std::string NamesOf(const std::vector<ParameterInfo>& parameters) {
+    std::vector<std::string> names;
+    for (const ParameterInfo& parameter : parameters) names.push_back(parameter.name);
+    return Joined(names);
+}
+
+const AlgorithmInfo& Known(const std::string& name) {
+    if (const AlgorithmInfo* info = FindAlgorithm(name)) return *info;
+    std::vector<std::string> known;
+    for (const AlgorithmInfo& other : Algorithms()) known.push_back(other.name);
+    throw ChainError("unknown algorithm \"" + OneLine(name) + "\"; known are " + Joined(known));
+}
+
+} // namespace
+
+Step::Step(const AlgorithmInfo& kind) : info(&kind), algorithm(kind.make()) {}
+
+Json::Value Step::Get(const std::string& parameter) const {
+    const ParameterInfo* known = info->Find(parameter);
+    return known ? known->get(*algorithm) : Json::Value();
+}
+
+void Step::Set(const std::string& parameter, const Json::Value& value) {
+    const ParameterInfo* known = info->Find(parameter);
+    if (!known)
+        throw ChainError(info->name + ": unknown parameter \"" + OneLine(parameter) + "\"; known are " +
+                             NamesOf(info->parameters),
+                         info->name, parameter);
+    if (!known->set(*algorithm, value))
+        throw ChainError(info->name + ": parameter \"" + parameter + "\" must be " + known->TypeText(), info->name,
+                         parameter);
+    given.insert(parameter);
+}
+
+std::string AssumedNumber::Text() const { return "the " + words + " isn't known, " + Number(value) + " is taken"; }
+
+Step& Chain::Add(const std::string& algorithm, const Json::Value& parameters) {
+    Step step(Known(algorithm));
+    for (const std::string& member : parameters.getMemberNames()) step.Set(member, parameters[member]);
+    steps.push_back(std::move(step));
+    return steps.back();
+}
+
+Chain Chain::FromDocument(const Json::Value& document, const std::string& name) {
+    Chain chain;
+    try {
+        chain.Read(document);
+    } catch (const ChainError& error) {
+        throw ChainError(name + ": " + error.what(), error.step, error.parameter);
+    }
+    return chain;
+}
+
+void Chain::Read(const Json::Value& document) {
+    if (!document.isObject() || !document["chain"].isArray() || document["chain"].empty())
+        throw ChainError("needs a member \"chain\", a list of algorithms");
+    for (const std::string& member : document.getMemberNames())
+        if (member != "chain" && document["program"] != "tzmchain")
+            throw ChainError("unknown member \"" + OneLine(member) + "\"");
+    for (const Json::Value& entry : document["chain"]) {
+        if (!entry.isObject() || !entry["algorithm"].isString())
+            throw ChainError("every step of the chain needs a member \"algorithm\", the name of one");
+        const std::string algorithm = OneLine(entry["algorithm"].asString());
+        for (const std::string& member : entry.getMemberNames())
+            if (member != "algorithm" && member != "parameters")
+                throw ChainError(algorithm + ": unknown member \"" + OneLine(member) + "\"", algorithm);
+        const Json::Value& parameters = entry["parameters"];
+        if (!parameters.isNull() && !parameters.isObject())
+            throw ChainError(algorithm + ": \"parameters\" must be an object", algorithm);
+        Add(algorithm, parameters);
+    }
+}
+
+void Chain::Set(const std::string& parameter, const Json::Value& value, bool overrule) {
+    for (Step& step : steps)
+        if (step.Info().Find(parameter) && (overrule || !step.given.count(parameter))) step.Set(parameter, value);
+}
+
+namespace {
+
+/// Whether a document holds one of the keys.
+bool Holds(const Json::Value& document, const std::vector<Key>& keys) {
+    return std::any_of(keys.begin(), keys.end(), [&](const Key& key) {
+        const Json::Value* place = &document;
+        std::istringstream path(key.FullName());
+        for (std::string name; std::getline(path, name, '.');) {
+            if (!place->isObject() || !place->isMember(name)) return false;
+            place = &(*place)[name];
+        }
+        return true;
+    });
+}
+
+} // namespace
+
+void Chain::ReadConfiguration() {
+    Json::Value document;
+    if (!ParseJsonDocument(AlgoBase::GetConfigString(), document)) return;
+    bool moved = false;
+    for (Step& step : steps) {
+        const bool behind = std::exchange(moved, moved || step.Info().setsTimeZero);
+        if (!Holds(document, step.Info().keys)) continue; // the clipper would take what isn't there for 0
+        std::vector<Json::Value> before;
+        for (const ParameterInfo& parameter : step.Info().parameters) before.push_back(step.Get(parameter.name));
+        step.Algorithm().ParseParamsFromJsonConfig();
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            const std::string& name = step.Info().parameters[i].name;
+            if (step.Get(name) == before[i]) continue;
+            if (behind && name == "timeZero") // the document tells the recording's, which isn't here any more
+                step.Info().Find(name)->set(step.Algorithm(), before[i]);
+            else
+                step.given.insert(name);
+        }
+    }
+}
+
+namespace {
+
+/// What the steps make of a number of the recording. Behind a step that moves time zero the samples are no more the
+/// recording's; a time zero that is detected is nobody's to give.
+struct Use {
+    Use(const Chain& chain, const std::string& parameter) {
+        for (const Step& step : chain.steps) {
+            if (step.Info().findsTimeZero && parameter == "timeZero") break;
+            if (step.Info().Find(parameter)) value = step.Get(parameter), given = step.given.count(parameter) != 0;
+            if (step.Info().setsTimeZero && parameter == "timeZero") break;
+        }
+    }
+    Json::Value value; ///< of the last step that has the parameter, since a migration decides on the depth; or null
+    bool given = false;
+};
+
+Json::Value ListOf(const std::vector<int>& numbers) {
+    Json::Value list(Json::arrayValue);
+    for (const int number : numbers) list.append(number);
+    return list;
+}
+
+template <class T>
+void SettleNumber(const Chain& chain, const std::string& parameter, const std::string& words,
+                  const std::optional<T>& given, std::optional<T>& known, std::vector<AssumedNumber>& assumed) {
+    const Use use(chain, parameter);
+    if (use.given)
+        known = static_cast<T>(use.value.asDouble());
+    else if (given)
+        known = given;
+    else if (!use.value.isNull() && !known)
+        assumed.push_back({parameter, words, use.value.asDouble()});
+}
+
+} // namespace
+
+std::vector<AssumedNumber> Chain::Settle(Recording& recording, const GivenNumbers& numbers) {
+    bool moved = false;
+    for (Step& step : steps) {
+        const bool free = !step.given.count("timeZero");
+        if (!step.Info().Find("timeZero")) {
+        } else if (moved) {
+            if (free) step.Set("timeZero", 0);
+        } else if (numbers.timeZero) {
+            step.Set("timeZero", *numbers.timeZero);
+        } else if (recording.timeZero && free) {
+            step.Set("timeZero", *recording.timeZero);
+            if (step.Info().Find("timeZeros") && !step.given.count("timeZeros") && !recording.timeZeros.empty())
+                step.Set("timeZeros", ListOf(recording.timeZeros));
+        }
+        moved = moved || step.Info().setsTimeZero;
+    }
+    if (numbers.permittivity) Set("permittivity", *numbers.permittivity, true);
+    if (numbers.antennaOffset) Set("antennaOffset", *numbers.antennaOffset, true);
+    if (recording.permittivity) Set("permittivity", *recording.permittivity, false);
+    if (recording.antennaOffset) Set("antennaOffset", *recording.antennaOffset, false);
+    ReadConfiguration();
+    std::vector<AssumedNumber> assumed;
+    SettleNumber(*this, "timeZero", "sample of time zero", numbers.timeZero, recording.timeZero, assumed);
+    SettleNumber(*this, "permittivity", "permittivity", numbers.permittivity, recording.permittivity, assumed);
+    SettleNumber(*this, "antennaOffset", "antenna offset in metres", numbers.antennaOffset, recording.antennaOffset,
+                 assumed);
+    return assumed;
+}
+
+Json::Value Chain::Document() const {
+    Json::Value list(Json::arrayValue);
+    for (const Step& step : steps) {
+        Json::Value entry;
+        entry["algorithm"] = step.Info().name;
+        entry["parameters"] = Json::Value(Json::objectValue);
+        for (const ParameterInfo& parameter : step.Info().parameters)
+            entry["parameters"][parameter.name] = step.Get(parameter.name);
+        list.append(entry);
+    }
+    return list;
+}
+
+} // namespace TZM

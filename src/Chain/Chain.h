@@ -1,0 +1,170 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Array/Export.h"
+#include "Chain/AlgorithmInfo.h"
+#include "Recording/Recording.h"
+#include "Recording/Refusal.h"
+
+namespace TZM {
+
+/// A chain, or a step of it, can't be made or can't work on a block.
+class TZM_EXPORT ChainError : public Refusal {
+public:
+    explicit ChainError(const std::string& text) : Refusal(text) {}
+    ChainError(const std::string& text, const std::string& algorithm, const std::string& parameterName = "",
+               int errorCode = 0)
+        : Refusal(text), step(algorithm), parameter(parameterName), code(errorCode) {}
+
+    std::string step;      ///< name of its algorithm; empty if it isn't one step's
+    std::string parameter; ///< whose value is wrong; empty if it isn't one's
+    int code = 0;          ///< of the CalcError behind it, or 0
+};
+
+/// One algorithm of a chain, with its parameters.
+class TZM_EXPORT Step {
+public:
+    explicit Step(const AlgorithmInfo& kind);
+
+    const AlgorithmInfo& Info() const { return *info; }
+    AlgoBase& Algorithm() { return *algorithm; }
+    const AlgoBase& Algorithm() const { return *algorithm; }
+
+    /// The value of a parameter; null if the algorithm has none of that name.
+    Json::Value Get(const std::string& parameter) const;
+    /// ChainError if the algorithm has no such parameter, or if the value is of the wrong type.
+    void Set(const std::string& parameter, const Json::Value& value);
+
+    /// What it must see of a block at once, with its parameters.
+    Coupling CouplingNow() const { return info->coupling(*algorithm); }
+
+    std::set<std::string> given; ///< parameters that somebody set
+
+private:
+    const AlgorithmInfo* info;
+    std::unique_ptr<AlgoBase> algorithm;
+};
+
+/// What happened to a step when a chain ran.
+struct TZM_EXPORT StepReport {
+    std::string algorithm;
+    Dimensions input;
+    Dimensions output;
+    double seconds = 0;
+    std::vector<int> shifts;        ///< samples by which a time-zero detection moved every B-scan, else none
+    std::vector<std::string> notes; ///< what a user should know of it, a line each
+};
+
+/// What the standard chains leave to the user.
+struct TZM_EXPORT ChainChoice {
+    std::optional<std::string> background; ///< procedure of the background removal; else the chain's own
+    std::string migration = "FkMigration"; ///< the algorithm
+    std::optional<int> timeZero;           ///< sample of the recording, if the user gives it
+};
+
+/// A number that a chain works with although nobody knows it.
+struct TZM_EXPORT AssumedNumber {
+    std::string parameter;
+    std::string words; ///< "permittivity", "sample of time zero", "antenna offset in metres"
+    double value = 0;  ///< the default that is taken
+
+    std::string Text() const; ///< "the permittivity isn't known, 6 is taken"
+};
+
+/// Numbers that a user gives for every step that has such a parameter.
+struct TZM_EXPORT GivenNumbers {
+    std::optional<int> timeZero;         ///< sample
+    std::optional<double> permittivity;  ///< relative
+    std::optional<double> antennaOffset; ///< m
+};
+
+/// How a chain is run.
+struct TZM_EXPORT RunOptions {
+    int threads = 0; ///< 0: as many as the OpenMP runtime takes
+    /// Called ahead of a step (fraction 0), within it, and behind it (1), from the thread that called Run: false ends
+    /// the run. Within a step the fraction is that of the loop over the B-scans that is under way, and never falls.
+    std::function<bool(std::size_t step, double fraction)> progress;
+    /// Called ahead of every step with the block that it will get.
+    std::function<void(std::size_t step, const Recording& block)> observe;
+    /// Called behind every step.
+    std::function<void(std::size_t step, const StepReport& report)> done;
+};
+
+/// What a run gives.
+struct TZM_EXPORT RunResult {
+    Recording image;
+    std::vector<StepReport> steps;
+};
+
+/// Algorithms in the order of their work.
+///
+///     TZM::Recording recording = TZM::ReadRecording("survey.f32");
+///     TZM::Chain chain = TZM::Chain::Standard(recording);
+///     chain.Settle(recording, {});
+///     TZM::Recording image = chain.Run(recording).image;
+class TZM_EXPORT Chain {
+public:
+    Chain() = default;
+
+    /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
+    /// and times in common first; those of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
+    /// divides is levelled and imaged. A time zero that the recording or the user tells is taken; else it is detected
+    /// where there are channels. Behind the envelope the samples at the end are cleared where it rings.
+    static Chain Standard(const Recording& recording, const ChainChoice& choice = {});
+
+    /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that
+    /// a run has written is such a document, too. ChainError, beginning with `name`, for an unknown algorithm or
+    /// parameter or a value of the wrong type.
+    static Chain FromDocument(const Json::Value& document, const std::string& name);
+
+    /// Appends an algorithm. ChainError if there is none of that name, or for what Step::Set refuses.
+    Step& Add(const std::string& algorithm, const Json::Value& parameters = Json::Value(Json::objectValue));
+
+    /// Sets a parameter in all steps that have it; without `overrule` only in those where nobody has set it.
+    void Set(const std::string& parameter, const Json::Value& value, bool overrule);
+
+    /// Settles what all sides say of time zero, permittivity and antenna offset. In rising order count: an algorithm's
+    /// default, the recording, the chain's document, the given numbers, the configuration document. The recording gets
+    /// what the chain works with, so that axes and depths belong to it. Behind a step that moves time zero to sample 0
+    /// it is 0 unless the chain's document says otherwise. To be called once, ahead of Run. Gives the numbers that
+    /// nobody knows.
+    std::vector<AssumedNumber> Settle(Recording& recording, const GivenNumbers& numbers);
+
+    /// Refuses in advance what can't work on such a recording, whose samples aren't needed: ChainError for shapes,
+    /// lengths and numbers that a step refuses, and for intervals that can't be meant. Gives a line for each number
+    /// that is odd but possible.
+    std::vector<std::string> Check(const Recording& recording) const;
+
+    /// Runs the steps one after the other. Samples that a migration dropped are reckoned into the start of the image;
+    /// behind a step that moves time zero to sample 0 time counts from there, and behind a detection the block is
+    /// cropped to the samples that hold data in every B-scan. A single line goes as equal copies, one for each channel,
+    /// to an algorithm that tells channels apart, and the first is kept. Valid ranges reach every step. At most two
+    /// blocks live at a time beside the input, which is released by a caller that moves it in.
+    ///
+    /// The sampling intervals of the process are those of the recording while it runs, and those of before behind it;
+    /// runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters, Refusal if the
+    /// image is empty or not finite, Exception::Cancelled, std::bad_alloc.
+    RunResult Run(Recording recording, const RunOptions& options = {}) const;
+
+    /// The chain as a document's list, with the parameters as they are.
+    Json::Value Document() const;
+
+    std::vector<Step> steps;
+
+private:
+    void Read(const Json::Value& document);
+    void ReadConfiguration();
+};
+
+/// B-scans that an algorithm that tells channels apart gets for each one of a single line.
+inline constexpr int kCopiesOfSingleLine = 5;
+
+} // namespace TZM

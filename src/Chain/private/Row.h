@@ -1,0 +1,137 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Chain/AlgorithmInfo.h"
+#include "Chain/private/ParameterTypes.h"
+#include "Framework/Prm.h"
+
+namespace TZM {
+
+/// Limits of what makes sense.
+struct Sensible {
+    double low, high;
+};
+constexpr double kAny = std::numeric_limits<double>::infinity();
+constexpr Sensible kAnyValue = {-kAny, kAny}, kFromZero = {0, kAny};
+
+/// Makes the row of algorithm class A: name, defaults, types and keys come from the class, the rest is told here. Every
+/// algorithm has the two parameters of the log behind its own.
+template <class A>
+class Row {
+    using Params = std::decay_t<decltype(std::declval<A&>().GetParams())>;
+
+public:
+    Row(const std::string& summary, double cost, Coupling::Scope scope) {
+        info.name = algorithm.GetLogPrefix();
+        info.summary = summary;
+        info.cost = cost;
+        info.make = [] { return std::make_unique<A>(); };
+        info.coupling = [scope](const AlgoBase&) { return Coupling{scope, 0, false}; };
+        for (const JsonKeyInfo& key : KeysOf(algorithm, 0)) info.keys.push_back({key, ""});
+    }
+
+    /// A parameter: `field` is one of the parameter struct or of a base of it.
+    template <class Base, class Field>
+    Row&& Parameter(const char* name, Field Base::*field, const char* unit, Sensible range, const char* meaning) && {
+        using Value = typename Plain<Field>::Type;
+        ParameterInfo parameter;
+        parameter.name = name;
+        parameter.type = ValueOf<Value>::type;
+        parameter.words = ValueOf<Value>::Words();
+        parameter.unit = unit;
+        parameter.low = range.low;
+        parameter.high = range.high;
+        parameter.meaning = meaning;
+        parameter.get = [field](const AlgoBase& of) {
+            return ValueOf<Value>::ToJson(static_cast<const A&>(of).GetParams().*field);
+        };
+        parameter.set = [field](AlgoBase& of, const Json::Value& json) {
+            const auto value = ValueOf<Value>::FromJson(json);
+            if (value) static_cast<A&>(of).GetParams().*field = *value;
+            return value.has_value();
+        };
+        parameter.defaultValue = parameter.get(algorithm);
+        info.parameters.push_back(std::move(parameter));
+        return std::move(*this);
+    }
+
+    Row&& Page(const char* page) && {
+        info.page = page;
+        return std::move(*this);
+    }
+
+    /// Limits of a key that the algorithm applies when it runs.
+    Row&& Remark(const char* key, const char* remark) && {
+        for (Key& known : info.keys)
+            if (known.key == key) known.remark = remark;
+        return std::move(*this);
+    }
+
+    Row&& SetsTimeZero() && {
+        info.setsTimeZero = true;
+        return std::move(*this);
+    }
+
+    Row&& FindsTimeZero() && {
+        info.setsTimeZero = info.findsTimeZero = true;
+        return std::move(*this);
+    }
+
+    Row&& TellsChannels() && {
+        info.tellsChannels = true;
+        return std::move(*this);
+    }
+
+    Row&& UpToSamples(int most) && {
+        info.mostSamples = most;
+        return std::move(*this);
+    }
+
+    /// What it couples depends on parameters: `coupling` takes an A.
+    template <class Function>
+    Row&& Couples(Function coupling) && {
+        info.coupling = [coupling](const AlgoBase& of) { return coupling(static_cast<const A&>(of)); };
+        return std::move(*this);
+    }
+
+    operator AlgorithmInfo() && {
+        info.migrates = std::is_base_of_v<AlgoParamMigrationBase, Params>;
+        return std::move(*this)
+            .Parameter("enableLogging", &AlgoParamBase::enableLogging, "", kAnyValue, "writes lines into the log")
+            .Parameter("loggingLevel", &AlgoParamBase::loggingLevel, "", kAnyValue,
+                       "carried along, nothing depends on it")
+            .Taken();
+    }
+
+private:
+    template <class Field>
+    struct Plain {
+        using Type = Field;
+    };
+    template <class T>
+    struct Plain<Prm<T>> {
+        using Type = T;
+    };
+
+    template <class Algorithm>
+    static auto KeysOf(const Algorithm& of, int) -> decltype(of.DescribeKeys()) {
+        return of.DescribeKeys();
+    }
+    template <class Algorithm>
+    static std::vector<JsonKeyInfo> KeysOf(const Algorithm&, long) {
+        return {}; // it reads none
+    }
+
+    AlgorithmInfo Taken() { return std::move(info); }
+
+    A algorithm; // with the defaults
+    AlgorithmInfo info;
+};
+
+} // namespace TZM
