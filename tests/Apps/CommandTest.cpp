@@ -26,7 +26,7 @@ const bool readsImages = (RegisterVtiFormat(), true);
 
 /// Runs the program; a word with blanks stands in quotes.
 Outcome Program(const std::string& arguments) {
-    const std::string command = std::string(TZMCHAIN_PROGRAM) + " " + arguments + " 2>&1";
+    const std::string command = std::string(TZMCHAIN_PROGRAM) + " 2>&1 " + arguments;
     FILE* pipe = popen(command.c_str(), "r");
     std::string text;
     for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
@@ -146,7 +146,7 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     const auto refused = [&](const std::string& arguments, const std::string& told) {
         ExpectRefused(arguments, told, folder);
     };
-    refused("run " + at + "missing.f32" + tail, "can't read");
+    refused("run " + at + "missing.f32" + tail, "missing.f32: there is no such file");
     refused("run " + at + "nan.f32" + tail, "holds NaN at sample 36 of A-scan 1 of B-scan 0");
     refused("run " + at + "short.f32" + tail, "has 100 bytes");
     refused("run " + at + "huge.json" + tail, "beyond any file");
@@ -167,8 +167,62 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --quiet --out " + at + "empty/below", "can't");
     refused("run " + at + "good.f32 --quiet --out /proc/tzmchain", "can't write");
     refused("info " + at + "short.f32 ", "has 100 bytes");
-    refused("polish " + at + "good.f32", "tzmchain");
+    refused("run " + at + "good.f32 --migration stolt" + tail, "stolt isn't one of fk, kirchhoff, gazdag");
+    folder.Write("detect.json", R"({"chain": [{"algorithm": "TimeZeroDetection"}]})");
+    refused("run " + at + "good.f32 --chain " + at + "level.json --background none" + tail, "--background is of the");
+    refused("run " + at + "good.f32 --chain " + at + "level.json --migration fk" + tail, "--migration is of the");
+    refused("run " + at + "good.f32 --chain " + at + "detect.json --time-zero 3" + tail,
+            "--time-zero would have no effect");
+    refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
+    refused("polish " + at + "good.f32", "unknown command \"polish\"; known are run, demo, info, diff, list, schema");
+    refused("list > /dev/full", "can't write to the standard output: no space left on device");
+    refused("info " + at + "good.f32 > /dev/full", "no space left on device");
     refused("", "subcommand is required");
+}
+
+TEST(Command, AFullDiskEndsARunInOneLine) {
+    const TemporaryFolder folder;
+    Recording recording = Small(5);
+    WriteRecording(recording, folder / "block.f32");
+    for (const char* blocks : {"4", "20"}) { // of 512 bytes: too few for a picture, too few for the image
+        const std::string run = "bash -c 'trap \"\" XFSZ; ulimit -f " + std::string(blocks) +
+                                "; exec " TZMCHAIN_PROGRAM " run " + (folder / "block.f32").string() +
+                                " --quiet --out " + (folder / "out").string() + "' 2>&1";
+        FILE* pipe = popen(run.c_str(), "r");
+        std::string text;
+        for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
+        EXPECT_EQ(WEXITSTATUS(pclose(pipe)), 2) << text;
+        EXPECT_NE(text.find("can't write "), std::string::npos) << text;
+        EXPECT_NE(text.find("ile too large"), std::string::npos) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+        EXPECT_FALSE(fs::exists(folder / "out"));
+    }
+}
+
+TEST(Command, WarnsOfWhatNobodyKnowsAndKeepsItsOwnKeys) {
+    const TemporaryFolder folder;
+    Recording recording = Small(5);
+    recording.timeZero.reset();
+    recording.permittivity.reset();
+    recording.oneAntennaPair = true;
+    WriteRecording(recording, folder / "block.f32");
+    const std::string at = folder.path.string() + "/";
+    folder.Write("config.json", R"({"FkMigration": {"DipMax": 80.0}})");
+    folder.Write("chain.json", R"({"chain": [{"algorithm": "FkMigration"}]})");
+    const Outcome outcome = Program("run " + at + "block.f32 --chain " + at + "chain.json --config " + at +
+                                    "config.json --out " + at + "out");
+    ASSERT_EQ(outcome.code, 0) << outcome.text;
+    const std::string told = "the permittivity isn't known, 6 is taken; give it with --permittivity";
+    EXPECT_NE(outcome.text.find("warning: " + told), std::string::npos) << outcome.text;
+    const Json::Value recipe = ParseJson(ReadText(folder / "out/recipe.json"), "recipe");
+    ASSERT_EQ(recipe["warnings"].size(), 2u);
+    EXPECT_EQ(recipe["warnings"][1], told);
+    const Json::Value configuration = ParseJson(recipe["documents"]["configuration"].asString(), "configuration");
+    EXPECT_EQ(configuration["FkMigration"]["DipMax"], 80.0);
+    EXPECT_EQ(configuration["FkMigration"]["DepthSpectrumSizeExtension"], 1);
+    folder.Write("config.json", R"({"FkMigration": {"DepthSpectrumSizeExtension": 0}})");
+    ASSERT_EQ(Program("run " + at + "block.f32 --quiet --config " + at + "config.json --out " + at + "out").code, 0);
+    EXPECT_NE(ReadText(folder / "out/recipe.json").find("\\\"DepthSpectrumSizeExtension\\\" : 0"), std::string::npos);
 }
 
 TEST(Command, LeavesTheFilesOfOthersAlone) {

@@ -1,11 +1,9 @@
-// Configuration, calibration and overlays: any text, read by every algorithm, and short runs with what it gave.
+// Configuration, calibration and overlays: any text, read by every algorithm.
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <string>
 #include <vector>
 
-#include "Framework/CalcError.h"
 #include "Framework/Logger.h"
 #include "support/AllAlgorithms.h"
 #include "support/FreshStatics.h"
@@ -18,16 +16,22 @@ struct Overlays : AlgoBase {
     using AlgoBase::ParseActiveOverlays;
 };
 
-/// Runs on a block of a few samples; a transform of any size that a document asks for isn't wanted here.
-void RunShortly(const AlgoBase& algorithm) {
-    if (dynamic_cast<const AlgoFkMigration*>(&algorithm)) return;
-    Block in(ImageProps(24, 6, 5), 100.f), out = in;
-    for (std::size_t i = 0; i < in.data.size(); i += 7) in.data[i] = static_cast<float>(i);
-    try {
-        algorithm.Execute(in.data.data(), in.props, out.data.data(), algorithm.GetAdjustedImageDimensions(in.props));
-    } catch (const Exception::CalcError&) {
-    } catch (const std::bad_alloc&) {
-    }
+/// Builds the tuning values of an algorithm that has some.
+template <class Algorithm>
+auto ReadTuning(const Algorithm& algorithm, const std::string& text, int)
+    -> decltype(void(typename Algorithm::InternalAlgoParams(&algorithm, text))) {
+    const typename Algorithm::InternalAlgoParams tuning(&algorithm, text);
+}
+template <class Algorithm>
+void ReadTuning(const Algorithm&, const std::string&, long) {}
+
+template <class... Algorithms>
+void ReadAs(const std::string& text) {
+    const auto read = [&](auto algorithm) {
+        algorithm.ParseParamsFromJsonConfig();
+        ReadTuning(algorithm, text, 0);
+    };
+    (read(Algorithms()), ...);
 }
 
 } // namespace
@@ -35,15 +39,19 @@ void RunShortly(const AlgoBase& algorithm) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     const FreshStatics statics;
-    AlgoBase::SetConfigString(text);
+    const bool parses = AlgoBase::SetConfigString(text);
     AlgoBase::SetCalibrationString(text);
     std::vector<AlgoBase::Overlay> layers;
     Overlays().ParseActiveOverlays(text, layers);
-    for (const Row& row : AllAlgorithms()) {
-        row.algorithm->ParseParamsFromJsonConfig();
-        const ImageProps props = row.algorithm->GetAdjustedImageDimensions(ImageProps(24, 6, 5));
-        if (props.samplesPerAscan >= 0 && props.samplesPerAscan <= 24) RunShortly(*row.algorithm);
-    }
+    if (parses) // else every reader leaves at the first line, in which the one above has been
+        ReadAs<AlgoBgRemoval, AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan,
+               AlgoNormalizationCscan, AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoTimeZeroCrop,
+               AlgoTimeZeroDetection, AlgoBistaticCorrection, AlgoBistaticReplacement, AlgoHorizontalSumUp,
+               AlgoVerticalSumUp>(text);
+    if (parses) try {
+            AlgoBorderClearing().ParseParamsFromJsonConfig();
+        } catch (const std::runtime_error&) { // of a value that can't be converted
+        }
     Logger::GetInstance()->ClearErrorList();
     return 0;
 }
