@@ -15,3 +15,7 @@ run(${CMAKE_COMMAND} -S ${EXAMPLE} -B ${scratch}/build -DCMAKE_PREFIX_PATH=${scr
   -DCMAKE_CXX_FLAGS=-Wall\ -Wextra\ -Werror)
 run(${CMAKE_COMMAND} --build ${scratch}/build)
 run(${CMAKE_COMMAND} -E chdir ${scratch} ./build/${PROGRAM})
+execute_process(COMMAND ${READELF} -d ${scratch}/build/${PROGRAM} OUTPUT_VARIABLE dynamic)
+if(NOT dynamic MATCHES "NEEDED[^\n]*libvtkTZMProcessChainImaging")
+  message(FATAL_ERROR "${PROGRAM} doesn't load the library that it names:\n${dynamic}")
+endif()
