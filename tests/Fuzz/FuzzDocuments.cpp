@@ -1,6 +1,8 @@
 // Configuration, calibration and overlays: any text, read by every algorithm.
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,11 @@ void ReadAs(const std::string& text) {
 }
 
 } // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    setenv("LC_ALL", "C", 1); // the log reads the user's locale from files
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
