@@ -180,11 +180,8 @@ int Main(int argc, char** argv) {
     demo->add_option("--ascans", scene.ascans, "A-scans per B-scan")->check(CLI::Range(1, 1 << 20));
     demo->add_option("--lanes", scene.lanes, "Lanes of five B-scans")->check(CLI::Range(1, 1 << 12));
     demo->add_option("--seed", scene.seed, "Seed of the noise");
-    demo->add_flag("--mesh", "A slab under a mesh of 10 cm, with its background classified")
-        ->each([&](const std::string&) {
-            scene.bars = kMeshBars;
-            if (!options.background) options.background = "classify";
-        });
+    bool mesh = false;
+    demo->add_flag("--mesh", mesh, "A slab under a mesh of 10 cm, with its background classified");
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
     DiffOptions diffOptions;
@@ -210,6 +207,10 @@ int Main(int argc, char** argv) {
         RequireKnownCommand(app, argc, argv);
         app.parse(argc, argv);
         if (*run) Run(options);
+        if (mesh) {
+            scene.bars = kMeshBars;
+            if (!options.background) options.background = "classify";
+        }
         if (*demo) Demo(options, scene);
         if (*info) Info(input);
         if (*list) markdown ? ListKeys() : List();
