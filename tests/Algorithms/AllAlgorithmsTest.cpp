@@ -77,6 +77,18 @@ TEST(AllAlgorithms, KeepANaNToTheAscansThatItReaches) {
     }
 }
 
+TEST(AllAlgorithms, ParametersOfTheLogAloneAreGivenAsAList) {
+    const AlgoParamAscanOffsetRemoval offset = {false, 2};
+    const AlgoParamTimeZeroDetection detection = {false, 2};
+    const AlgoParamEnergyCorrection energy = {false, 2};
+    const AlgoParamMig2Post envelope = {false, 2};
+    for (const AlgoParamBase* params :
+         {static_cast<const AlgoParamBase*>(&offset), static_cast<const AlgoParamBase*>(&detection),
+          static_cast<const AlgoParamBase*>(&energy), static_cast<const AlgoParamBase*>(&envelope)})
+        EXPECT_TRUE(!params->enableLogging && params->loggingLevel == 2);
+    EXPECT_TRUE(AlgoParamAscanOffsetRemoval().enableLogging);
+}
+
 TEST(AllAlgorithms, RefuseBlocksThatAreEmptyUncountableOrWithoutMemoryOrChannels) {
     const Block scene = ArrayScene(5, 5);
     for (const Row& row : AllAlgorithms()) {

@@ -108,6 +108,11 @@ TEST(AutoGain, SmoothsByATriangle) {
         gain.TriangleSmoothing(data.data(), length, half);
         EXPECT_TRUE(AllNear(data, expected, length, 1e-6)) << length << " " << half;
     }
+    for (const int half : {35, 150, 300}) { // a kernel of sum 1 leaves the range of the data
+        std::vector<float> large(200, 1e37f);
+        gain.TriangleSmoothing(large.data(), 200, half);
+        EXPECT_TRUE(AllNear(large, Smoothed(std::vector<double>(200, 1e37), half), 200, 1e31)) << half;
+    }
     std::vector<float> data(60, 0.f);
     data[10] = 1e30f, data[40] = NAN, data[50] = 1;
     gain.TriangleSmoothing(data.data(), 60, 5);
@@ -223,8 +228,25 @@ TEST(AutoGain, RefusesLongAscansAndChannelsThatItDoesntKnow) {
         const FreshStatics statics(document);
         EXPECT_EQ(Failure([&] { Executed(Gain(), infinite); }), "99/-2 IPP::Exception::ippsHilbert_outOfRange32f");
     }
-    EXPECT_EQ(Failure([] { Executed(Gain(true, 2.5f, -1), NoiseBlock(64, 2, 5)); }),
-              "-9/0 TZM::Exception::valueSmallerEqualZeros");
+    Block loud = NoiseBlock(1024, 2, 5);
+    for (float& value : loud.data) value *= 2e34f;
+    EXPECT_GT(Energy(Executed(Gain(true, 2.5f, 1023), loud)), 0) << "a wide triangle over large values";
+
+    // A half length is refused where the first row comes to it: behind that row's envelope, ahead of the next one's.
+    const FreshStatics statics("{'AutoGain': {'SmoothNormEnvelope': true}}");
+    for (const bool deep : {false, true})
+        for (const auto& [half, text] : {std::pair(-3, "-9/0 TZM::Exception::valueSmallerEqualZeros"),
+                                         std::pair(2147483646, "-12/0 TZM::Exception::valueToBig")}) {
+            const auto failure = [&, h = half](const Block& in) {
+                return Failure([&] { Executed(Gain(deep, 2.5f, h), in); });
+            };
+            Block first = NoiseBlock(64, 3, 5), second = first;
+            first.At(20, 0, 0) = second.At(20, 1, 0) = INFINITY;
+            EXPECT_EQ(failure(NoiseBlock(64, 3, 5)), text);
+            EXPECT_EQ(failure(second), text);
+            EXPECT_EQ(failure(first), "99/-2 IPP::Exception::ippsHilbert_outOfRange32f");
+            EXPECT_EQ(failure(NoiseBlock(1025, 3, 5)), "99/-2 IPP::Exception::ippsHilbert_outOfRange32f");
+        }
 }
 
 TEST(AutoGain, ReadsItsKeys) {

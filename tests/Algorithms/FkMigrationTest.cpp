@@ -61,7 +61,10 @@ TEST(FkMigration, FollowsTheFormulaForOddShapes) {
     ExpectAsReference(defaults, NoiseBlock(45, 19, 2), 44, 81); // one sample left, slow ground
     ExpectAsReference(defaults, NoiseBlock(64, 32, 1), 0, 6);   // powers of two
     ExpectAsReference(defaults, NoiseBlock(33, 1, 1), 1, 6);
-    ExpectAsReference(defaults, NoiseBlock(32, 67, 1), 1, 6);         // more A-scans than two batches
+    ExpectAsReference(defaults, NoiseBlock(32, 67, 1), 1, 6); // more A-scans than two batches
+    AlgoBase::GetGlobalSettings().delta_x = 0.05f;            // energy up to the largest wavenumber along the scan
+    ExpectAsReference(defaults, NoiseBlock(64, 32, 1), 0, 81);
+    AlgoBase::GetGlobalSettings() = {};
     const Block one = Executed(Migration(0, 6), NoiseBlock(1, 3, 2)); // no vertical wavenumber but 0
     EXPECT_EQ(one.data, std::vector<float>(6, 0.f));
 }

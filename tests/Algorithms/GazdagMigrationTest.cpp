@@ -30,7 +30,9 @@ struct Gazdag : AlgoGazdagMigration {
 };
 
 /// One B-scan by the sum as it is told, row after row of the image.
-std::vector<double> Reference(const Block& in, int b, int tz, double permittivity, bool useFFT, bool useTaper) {
+/// \param largest becomes the largest of the floats whose range is tested.
+std::vector<double> Reference(const Block& in, int b, int tz, double permittivity, bool useFFT, bool useTaper,
+                              double* largest = nullptr) {
     const int S = in.props.samplesPerAscan, A = in.props.ascansPerBscan, Nt = S - tz;
     int rows = Nt, columns = A, first = 0;
     if (useFFT) {
@@ -73,6 +75,11 @@ std::vector<double> Reference(const Block& in, int b, int tz, double permittivit
             Complex q = spectrum[std::size_t(k) * columns + x];
             for (int z = 0; z < Nt; ++z) sums[std::size_t(z) * columns + x] += q *= step;
         }
+    for (int z = 0; largest && z < Nt; ++z)
+        for (int i = 0; i < A; ++i) {
+            const Complex sum = sums[std::size_t(z) * columns + i / 2];
+            *largest = std::max(*largest, std::abs(i % 2 == 0 ? sum.real() : sum.imag()));
+        }
     std::vector<double> image(std::size_t(Nt) * A);
     for (int a = 0; a < used; ++a)
         for (int z = 0; z < Nt; ++z)
@@ -92,8 +99,9 @@ TEST_P(GazdagAtLevel, TurnsEveryElementByItsPhase) {
         bool useFFT, useTaper;
     };
     for (const Case& c : {Case{60, 31, 0, false, false}, Case{61, 40, 5, false, true}, Case{33, 1, 1, false, false},
-                          Case{3, 2, 0, false, false}, Case{130, 19, 3, false, true}, Case{60, 33, 0, true, true},
-                          Case{64, 36, 0, true, false}, Case{40, 1, 3, true, false}, Case{133, 44, 2, true, false}}) {
+                          Case{3, 2, 0, false, false}, Case{200, 90, 0, false, false}, Case{130, 19, 3, false, true},
+                          Case{60, 33, 0, true, true}, Case{64, 36, 0, true, false}, Case{40, 1, 3, true, false},
+                          Case{133, 44, 2, true, false}}) {
         const Block in = NoiseBlock(c.samples, c.ascans, 2);
         const Block image = Executed(Gazdag(c.timeZero, 5, c.useFFT, c.useTaper), in);
         const auto expected = Reference(in, 1, c.timeZero, 5, c.useFFT, c.useTaper);
@@ -109,6 +117,21 @@ TEST_P(GazdagAtLevel, TurnsEveryElementByItsPhase) {
 }
 
 TZM_INSTANTIATE_AT_SIMD_LEVELS(GazdagAtLevel);
+
+TEST(GazdagMigration, RefusesSumsBeyondTheRangeOfTransformsInTheFirstHalfOfTheColumns) {
+    for (const int ascans : {1, 7, 20}) {
+        Block in = NoiseBlock(40, ascans, 1);
+        double largest = 0;
+        Reference(in, 0, 0, 5, false, false, &largest);
+        const auto failure = [&](double share) {
+            Block scaled = in;
+            for (float& value : scaled.data) value *= static_cast<float>(share * 3.4028234e35 / largest);
+            return Failure([&] { Executed(Gazdag(0, 5), scaled); });
+        };
+        EXPECT_EQ(failure(0.99), "none") << ascans;
+        EXPECT_EQ(failure(1.01), "99/-2 IPP::Exception::ippsDFTInv_outOfRange32f") << ascans;
+    }
+}
 
 TEST(GazdagMigration, BuildsSpeedsAndFactors) {
     const double deltaT = 5e-11, depth = 0.08, start = 1.2e8, end = 0.95e8;

@@ -50,7 +50,8 @@ TEST(DepthGaining, FollowsItsThreePoints) {
     EXPECT_EQ(DepthCurve(6, 0, -1, -1, 2, 2, 2), std::vector<float>(6, 2.f));
     EXPECT_EQ(DepthCurve(8, 1, 3, 5, 1, 3, 7), (std::vector<float>{1, 1, 2, 3, 5, 7, 7, 7}));
     EXPECT_EQ(DepthCurve(8, 2, 0, 6, 1, 3, 7), (std::vector<float>{1, 1, 3, 4, 5, 6, 7, 7})); // apex at start
-    const auto ramp = DepthCurve(100, 10, -1, -1, 1, 3, 5);                                   // apex at the end
+    EXPECT_EQ(DepthCurve(8, 1, 3, 5, 1, 3e38f, -3e38f)[3], 3e38f); // whatever the slope behind it
+    const auto ramp = DepthCurve(100, 10, -1, -1, 1, 3, 5);        // apex at the end
     EXPECT_EQ(ramp[10], 1.f);
     EXPECT_NEAR(ramp[54], 1 + 44 * 2. / 89, 1e-6);
     EXPECT_EQ(ramp[99], 3.f);
@@ -191,6 +192,8 @@ TEST(NormalizationBscan, CalibratesCounts) {
         EXPECT_EQ(factors(none), std::vector<float>(7, 0.f)) << none; // flat B-scans, stretched
     EXPECT_EQ(statics.Errors().back().find("AlgoNormalizationBscan / parse calibration: JSON Exception - "), 0u);
     const Calibration calibration(all);
+    EXPECT_EQ(Failure([] { Executed(AlgoNormalizationBscan(), Block(ImageProps(0, 2, 7))); }),
+              "99/-6 IPP::Exception::ippsCopy_32f");
     AlgoNormalizationBscan ignoring;
     ignoring.GetParams().IgnoreCalibration = true;
     EXPECT_EQ(Executed(ignoring, in).data, std::vector<float>(in.data.size()));

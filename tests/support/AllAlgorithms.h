@@ -73,7 +73,8 @@ inline std::vector<Row> AllAlgorithms() {
     auto clearing = std::make_shared<AlgoBorderClearing>();
     clearing->GetParams().borders = BorderWidths{0, 0, 0, 0, 10, 0};
     const std::string copy = "99/-6 IPP::Exception::ippsCopy_32f", range = "99/-6 IPP::Exception::ippsMinMax_32f",
-                      bounds = "99/-2 Index exceeds IPP::Array3D bounds", zero = "99/-6 IPP::Exception::ippsZero_32f";
+                      bounds = "99/-2 Index exceeds IPP::Array3D bounds", zero = "99/-6 IPP::Exception::ippsZero_32f",
+                      set = "99/-6 IPP::Exception::ippsSet_32f";
     return {{std::make_shared<AlgoAscanOffsetRemoval>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroDetection>(), 1, true, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroCrop>(), 1, false, copy, copy, copy},
@@ -84,11 +85,11 @@ inline std::vector<Row> AllAlgorithms() {
             {std::make_shared<AlgoAutoGain>(), -1, true, zero, zero, zero},
             {depth, 1, false, copy, copy, copy},
             {std::make_shared<AlgoSetContrastBscan>(), 1, true, zero, zero, zero},
-            {std::make_shared<AlgoNormalizationBscan>(), -1, false, "none", "none", "none"},
+            {std::make_shared<AlgoNormalizationBscan>(), -1, false, "none", "none", range},
             {std::make_shared<AlgoNormalizationCscan>(), -1, false, range, range, range},
-            {horizontal, 3 * 1, false, copy, copy, copy},
-            {vertical, 1, false, copy, copy, copy},
-            {clearing, 1, false, copy, copy, copy},
+            {horizontal, 3 * 1, false, zero, zero, zero},
+            {vertical, 1, false, zero, zero, zero},
+            {clearing, 1, false, set, set, set},
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoGazdagMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoKirchhoffMigration>(), 12, false, zero, zero, zero},

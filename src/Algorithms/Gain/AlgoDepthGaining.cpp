@@ -71,10 +71,11 @@ void AlgoDepthGaining::Execute(const float* in, const ImageProps& inProps, float
         const float fall = end > apex ? (apexGain - endGain) / static_cast<float>(end - apex) : 0.f;
         const IPP::Array<float> factors(src.dim0);
         for (int i = 0; i <= last; ++i)
-            factors[i] = i < start  ? startGain
-                         : i < apex ? startGain + static_cast<float>(i - start) * rise
-                         : i <= end ? apexGain - static_cast<float>(i - apex) * fall
-                                    : endGain;
+            factors[i] = i < start   ? startGain
+                         : i < apex  ? startGain + static_cast<float>(i - start) * rise
+                         : i == apex ? apexGain // also where the slope behind it isn't finite
+                         : i <= end  ? apexGain - static_cast<float>(i - apex) * fall
+                                     : endGain;
         const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
             for (int y = 0; y < dst.dim1; ++y) streams.Product(src.Row(y, i), factors, dst.Row(y, i));

@@ -5,7 +5,8 @@
 namespace TZM {
 
 struct TZM_EXPORT AlgoParamEnergyCorrection : AlgoParamBase {
-    using AlgoParamBase::AlgoParamBase;
+    AlgoParamEnergyCorrection() = default;
+    AlgoParamEnergyCorrection(bool enableLogging, int loggingLevel) : AlgoParamBase(enableLogging, loggingLevel) {}
 };
 
 /// Levels the bistatic B-scans: each is multiplied by

@@ -26,8 +26,8 @@ AlgoNormalizationBscan::AlgoNormalizationBscan(const std::string& name) : Algo(n
 
 namespace {
 
-const std::vector<JsonSection<AlgoNormalizationBscan::Device>>& Sections() {
-    using D = AlgoNormalizationBscan::Device;
+const std::vector<JsonSection<AlgoNormalizationBscanDevice>>& Sections() {
+    using D = AlgoNormalizationBscanDevice;
     static const std::vector<JsonSection<D>> sections{
         {{"Global", "BistaticOptions"}, {Boolean("UseTX1RX2", &D::UseTX1RX2), Boolean("UseTX3RX2", &D::UseTX3RX2)}},
         {{"Global"}, {Integer("ADBitResolution", &D::ADBitResolution, 14, 32)}}};
@@ -74,12 +74,13 @@ private:
 } // namespace
 
 void AlgoNormalizationBscan::ParseParamsFromJsonConfig() {
-    ReadDocument("AlgoNormalizationBscan::ParseParamsFromJsonConfig",
-                 [&](const Json::Value& root) { ReadSections(root, name, Sections(), device); });
+    ReadDocument("AlgoNormalizationBscan::ParseParamsFromJsonConfig", [&](const Json::Value& root) {
+        ReadSections(root, name, Sections(), static_cast<AlgoNormalizationBscanDevice&>(*this));
+    });
 }
 
 std::vector<JsonKeyInfo> AlgoNormalizationBscan::DescribeKeys() const {
-    return TZM::DescribeKeys(name, Sections(), Device());
+    return TZM::DescribeKeys(name, Sections(), AlgoNormalizationBscanDevice());
 }
 
 void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
@@ -89,14 +90,14 @@ void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps,
         const CalibrationFactors calibration(GetCalibrationString());
         const bool calibrated = calibration.valid && !params.IgnoreCalibration;
         using C = CalibrationFactors;
-        const C::Pair pairs[] = {C::TX1RX1, device.UseTX1RX2 ? C::TX1RX2 : C::TX2RX1, C::TX2RX2,
-                                 device.UseTX3RX2 ? C::TX3RX2 : C::TX2RX3, C::TX3RX3};
-        const float fullScale = std::ldexp(1.f, device.ADBitResolution - 1), min = params.Min, max = params.Max;
-        if (src.size == 0) return;
+        const C::Pair pairs[] = {C::TX1RX1, UseTX1RX2 ? C::TX1RX2 : C::TX2RX1, C::TX2RX2,
+                                 UseTX3RX2 ? C::TX3RX2 : C::TX2RX3, C::TX3RX3};
+        const float fullScale = std::ldexp(1.f, ADBitResolution - 1), min = params.Min, max = params.Max;
         const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int i) {
+            if (ValidRange(inProps, i).validLen == 0) return;
+            RefuseEmpty(src, calibrated ? "IPP::Exception::ippsCopy_32f" : "IPP::Exception::ippsMinMax_32f");
             const ValidAscans valid(src, dst, inProps, i);
-            if (valid.count == 0) return;
             if (calibrated)
                 streams.Scale(valid.src, calibration.factors[pairs[i % 5]] / fullScale, valid.dst);
             else if (const Stretch stretch(valid.src, min, max); stretch.flat)

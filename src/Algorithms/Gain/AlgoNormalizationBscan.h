@@ -16,6 +16,13 @@ struct TZM_EXPORT AlgoParamNormalizationBscan : AlgoParamBase {
     Prm<bool> IgnoreCalibration;
 };
 
+/// What the document's global object tells of the device.
+struct TZM_EXPORT AlgoNormalizationBscanDevice {
+    bool UseTX1RX2 = false;   ///< position 1 was recorded as TX1RX2
+    bool UseTX3RX2 = false;   ///< position 3 was recorded as TX3RX2
+    int ADBitResolution = 16; ///< 14 .. 32
+};
+
 /// Brings every B-scan to a common scale. With a calibration document its counts c become full scale,
 ///     out = c * factor / 2^(ADBitResolution - 1),
 /// with the factor of the pair of antennas; five pairs follow each other whatever the number of B-scans:
@@ -23,8 +30,10 @@ struct TZM_EXPORT AlgoParamNormalizationBscan : AlgoParamBase {
 /// is stretched from its own smallest and largest value to Min .. Max.
 ///
 /// Output: that of the input; A-scans outside the valid range aren't written, but a B-scan whose valid A-scans all hold
-/// one value becomes 0 throughout. An empty block does nothing.
-class TZM_EXPORT AlgoNormalizationBscan : public Algo<AlgoParamNormalizationBscan> {
+/// one value becomes 0 throughout. CalcError 99 for valid A-scans of 0 samples, "IPP::Exception::ippsCopy_32f" with a
+/// calibration and "IPP::Exception::ippsMinMax_32f" without one; a block without A-scans or B-scans does nothing.
+class TZM_EXPORT AlgoNormalizationBscan : public Algo<AlgoParamNormalizationBscan>,
+                                          protected AlgoNormalizationBscanDevice {
 public:
     static const float defaultMin;              ///< -1
     static const float defaultMax;              ///< 1
@@ -36,16 +45,6 @@ public:
 
     /// The keys that ParseParamsFromJsonConfig reads, with their defaults.
     std::vector<JsonKeyInfo> DescribeKeys() const;
-
-    /// What the document's global object tells of the device.
-    struct TZM_EXPORT Device {
-        bool UseTX1RX2 = false;   ///< position 1 was recorded as TX1RX2
-        bool UseTX3RX2 = false;   ///< position 3 was recorded as TX3RX2
-        int ADBitResolution = 16; ///< 14 .. 32
-    };
-
-protected:
-    Device device;
 };
 
 } // namespace TZM

@@ -50,7 +50,9 @@ public:
     std::vector<JsonKeyInfo> DescribeKeys() const;
 
 protected:
-    InternalAlgoParams* GetInternalAlgoParams() const { return internalAlgoParams.Get(); } ///< null before an Execute
+    InternalAlgoParams* const& GetInternalAlgoParams() const {
+        return internalAlgoParams.Get();
+    } ///< null before an Execute
     void RefreshInternalAlgoParams() const;
 
     /// 1 over bgrLen samples, a falling cosine over taperLen more, 0 behind. Together they are at most the mask's size.

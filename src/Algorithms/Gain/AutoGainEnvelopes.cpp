@@ -36,24 +36,24 @@ public:
     TriangleFilter(int dataLength, int halfLength)
         : length(dataLength), h(halfLength), padding(h < length ? h - 1 : 0), work(length + 2 * padding, 2) {}
 
-    /// The smoothed data are Factor() times these sums, which stay until the next call.
-    const float* Sums(const float* data) {
+    /// The smoothed data, which stay until the next call.
+    const float* Smoothed(const float* data) {
         float* const values = work.Row(0).data;
         if (h >= length) {
             std::copy_n(data, length, values);
             SmoothWidely(values, length, h);
             return values;
         }
-        const float share = Factor();
+        const auto& kernels = IPP::Simd::Active();
+        const float share = 1.f / static_cast<float>(h);
         std::fill_n(values, padding, 0.f);
-        for (int i = 0; i < length; ++i) values[padding + i] = share * data[i];
+        kernels.streamMulC(share, data, values + padding, length, false);
         std::fill_n(values + padding + length, padding, 0.f);
         float* const other = work.Row(1).data;
         float* const sums = IPP::WindowSums(values, other, work.dim0, 1, h);
+        kernels.streamMulC(share, sums, sums, work.dim0 - padding, false); // each box has a sum of 1: nothing grows beyond the data
         return IPP::WindowSums(sums, sums == values ? other : values, work.dim0 - padding, 1, h);
     }
-
-    float Factor() const { return h >= length ? 1.f : 1.f / static_cast<float>(h); }
 
 private:
     int length, h, padding;
@@ -91,14 +91,23 @@ void RequireTriangle(int length, int halfLength) {
     if (halfLength > (2147483646 - length) / 2) throw Exception::CalcError(-12, "TZM::Exception::valueToBig");
 }
 
+/// Whether a half length passes, or isn't used. One that doesn't is refused behind the envelope of the first row, which
+/// may fail itself.
+bool TakesTriangle(int length, int halfLength) {
+    return halfLength == 0 || (halfLength > 0 && length > 0 && halfLength <= (2147483646 - length) / 2);
+}
+
+IPP::Array2D<float> FirstRow(const IPP::Array2D<float>& rows) {
+    return IPP::Array2D<float>(rows.data, rows.dim0, std::min(rows.dim1, 1));
+}
+
 } // namespace
 
 void AlgoAutoGain::TriangleSmoothing(float* data, int length, int halfLength) const {
     RequireTriangle(length, halfLength);
     if (halfLength == 1) return;
     TriangleFilter filter(length, halfLength);
-    const float* sums = filter.Sums(data);
-    for (int i = 0; i < length; ++i) data[i] = filter.Factor() * sums[i];
+    std::copy_n(filter.Smoothed(data), length, data);
 }
 
 void AlgoAutoGain::AscanEqualization(IPP::Array2D<float, int>& source, IPP::Array2D<float, int>& target,
@@ -115,6 +124,8 @@ void AlgoAutoGain::Equalize(const IPP::Array2D<float>& source, const IPP::Array<
     envelopes.ForFewAmplified(source, gain, [&](int first, const IPP::Array2D<float>& rows) {
         const auto peaks = factors.SubArray(first, rows.dim1);
         if (halfLenTriangle == 0 || !smoothNormEnvelope) return envelopes.Peaks(rows, peaks);
+        if (!TakesTriangle(rows.dim0, halfLenTriangle)) envelopes.ToEnvelopes(FirstRow(rows));
+        RequireTriangle(rows.dim0, halfLenTriangle);
         envelopes.ToEnvelopes(rows);
         for (int k = 0; k < rows.dim1; ++k) {
             TriangleSmoothing(rows.Row(k).data, rows.dim0, halfLenTriangle);
@@ -155,7 +166,9 @@ void AlgoAutoGain::DivideByEnvelope(const IPP::Array2D<float>& source, const IPP
                                     const IPP::Array2D<float>& target, int halfLenTriangle, float maxAmp,
                                     EnvelopeRows& envelopes, const BlockStreams& streams) const {
     RequireEqual(source, target);
-    if (halfLenTriangle != 0) RequireTriangle(source.dim0, halfLenTriangle);
+    if (!TakesTriangle(source.dim0, halfLenTriangle))
+        envelopes.ForEachEnvelope(
+            FirstRow(source), [&](int, const IPP::Array<float>&) { RequireTriangle(source.dim0, halfLenTriangle); });
     const auto& kernels = streams.kernels;
     constexpr float most = std::numeric_limits<float>::max();
     const float share = std::clamp(1.f / maxAmp, -most, most); // for the smallest floats
@@ -164,9 +177,8 @@ void AlgoAutoGain::DivideByEnvelope(const IPP::Array2D<float>& source, const IPP
     envelopes.ForEachEnvelope(source, [&](int y, const IPP::Array<float>& envelope) {
         if (maxAmp == 0.f) return target.Row(y).Zero();
         const int n = envelope.size;
-        const float* smoothed = halfLenTriangle == 0 ? envelope.data : triangle.Sums(envelope.data);
-        const float peak =
-            kernels.floored(smoothed, halfLenTriangle == 0 ? 1.f : triangle.Factor(), envelope.data, divisors.data, n);
+        const float* smoothed = halfLenTriangle == 0 ? envelope.data : triangle.Smoothed(envelope.data);
+        const float peak = kernels.floored(smoothed, 1.f, envelope.data, divisors.data, n);
         float* const quotients = envelope.data; // which have served
         kernels.quotients(source.Row(y).data, divisors.data, peak / maxAmp, share, quotients, n);
         kernels.streamProduct(quotients, gain.data, target.Row(y).data, n, streams.past);

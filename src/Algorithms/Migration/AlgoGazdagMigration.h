@@ -34,8 +34,9 @@ struct TZM_EXPORT AlgoParamGazdagMigration : AlgoParamMigrationBase {
 ///
 /// Output: samples - timeZero by A-scans by B-scans; every A-scan is migrated, valid or not. CalcError -10 if the
 /// permittivity isn't above 0; 99 "Index exceeds IPP::Array3D bounds" if timeZero lies outside the A-scan or a
-/// dimension is 0; 99 "IPP::Exception::ippsDFTInv_outOfRange32f" for infinities without useFFT; 99 for fewer than 3
-/// samples.
+/// dimension is 0; 99 "IPP::Exception::ippsDFTInv_outOfRange32f" without useFFT if a sum over the frequencies lies
+/// beyond 3.4e35 in one of the first half of the columns (an infinity in the record mostly becomes NaN, which passes);
+/// 99 for fewer than 3 samples.
 class TZM_EXPORT AlgoGazdagMigration : public Algo<AlgoParamGazdagMigration> {
 public:
     explicit AlgoGazdagMigration(const std::string& name = "GazdagMigration");

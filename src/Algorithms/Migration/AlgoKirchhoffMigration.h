@@ -61,12 +61,12 @@ public:
     std::vector<JsonKeyInfo> DescribeKeys() const;
 
 protected:
-    InternalAlgoParams* GetInternalAlgoParams() const { return internalAlgoParams.Get(); } ///< null before an Execute
+    InternalAlgoParams* const& GetInternalAlgoParams() const { return internalAlgoParams.Get(); } ///< null before an Execute
     void RefreshInternalAlgoParams() const;
 
     /// RMS speed from the surface down to each sample, in metres per second: the layers from the first one on, each as
-    /// thick as its thickness over its speed, rounded to samples, then the ground. A layer of 0 samples ends them. The
-    /// vector has at least 3 elements.
+    /// thick as its thickness over its speed, rounded to samples, then the ground. A first layer of 0 samples is
+    /// passed over, a later one ends them. The vector has at least 3 elements.
     void GenerateVelocityVector(IPP::Array<float>& velocity, const std::vector<Overlay>& overlays) const;
 
 private:

@@ -5,7 +5,8 @@
 namespace TZM {
 
 struct TZM_EXPORT AlgoParamMig2Post : AlgoParamBase {
-    using AlgoParamBase::AlgoParamBase;
+    AlgoParamMig2Post() = default;
+    AlgoParamMig2Post(bool enableLogging, int loggingLevel) : AlgoParamBase(enableLogging, loggingLevel) {}
 };
 
 /// Replaces every A-scan by its envelope, the magnitude of its analytic signal: out[s] = |in[s] + i H(in)[s]|, H the

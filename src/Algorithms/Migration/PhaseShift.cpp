@@ -134,8 +134,8 @@ PhaseShift::Work::Work(const PhaseShift& shift)
 
 // One grid for the sums over Q(i, x) and one for those over Q(i, M - x) = conj Q(-i, x), side by side. The conjugate of
 // the second's transform is the transform of its conjugate mirror image.
-void PhaseShift::Spread(const Column& column, const float* re, const float* im, float scale, Work& work,
-                        float* grid) const {
+void PhaseShift::Spread(const Column& column, const float* re, const float* im, float scale, bool withMirror,
+                        Work& work, float* grid) const {
     const int count = static_cast<int>(column.rows.size());
     for (int n = 0; n < count; ++n) {
         const int i = column.rows[std::size_t(n)], mirror = i == 0 ? 0 : settings.rows - i;
@@ -143,8 +143,8 @@ void PhaseShift::Spread(const Column& column, const float* re, const float* im, 
         float* const value = &work.values[4 * std::size_t(n)];
         value[0] = re[i] * turn.re - im[i] * turn.im;
         value[1] = re[i] * turn.im + im[i] * turn.re;
-        value[2] = re[mirror] * turn.re + im[mirror] * turn.im;
-        value[3] = re[mirror] * turn.im - im[mirror] * turn.re;
+        value[2] = withMirror ? re[mirror] * turn.re + im[mirror] * turn.im : 0.f;
+        value[3] = withMirror ? re[mirror] * turn.im - im[mirror] * turn.re : 0.f;
     }
     float* const tuples = work.tuples.data();
     std::fill(work.tuples.begin(), work.tuples.end(), 0.f);
@@ -156,6 +156,49 @@ void PhaseShift::Spread(const Column& column, const float* re, const float* im, 
     };
     fold(0, 0);
     for (int n = 1; n < gridSize; ++n) fold(n, gridSize - n);
+}
+
+void PhaseShift::SumUp(int x, int count, bool withMirror, Work& work) const {
+    const auto& fft = IPP::Simd::ActiveFft();
+    const int block = 2 * work.lanes, samples = settings.imageSamples;
+    for (int l = 0; l < count; ++l) { // what stands for itself and its mirror image counts twice
+        const bool alone = x + l == 0 || 2 * (x + l) == settings.columns;
+        Spread(table[std::size_t(x + l)], work.columnsRe.Row(l).data, work.columnsIm.Row(l).data,
+               alone && withMirror ? 0.5f : 1.f, withMirror, work, work.grids.data + std::int64_t{2} * gridSize * l);
+    }
+    float* const sums = work.blocks.data;
+    fft.loadRows(work.grids.data, IPP::Index{2} * gridSize * sizeof(float), count, IPP::Index{2} * gridSize, sums,
+                 work.lanes);
+    alongGrid->Inverse({sums, sums + work.lanes, block}, {sums, sums + work.lanes, block}, work.plan.data);
+    float* const ordered = work.grids.data; // free again
+    for (int s = 0; s < samples; ++s) {
+        const int mode = s + 1 - Middle(samples), bin = (mode + gridSize) % gridSize;
+        for (int l = 0; l < block; ++l)
+            ordered[std::int64_t{block} * s + l] = correction[std::size_t(s)] * sums[std::int64_t{block} * bin + l];
+    }
+    const IPP::Index rowBytes = IPP::Index{work.stride} * sizeof(float);
+    fft.storeRows(ordered, block, count, samples, work.sumRe.Row(x).data, rowBytes);
+    fft.storeRows(ordered + work.lanes, block, count, samples, work.sumIm.Row(x).data, rowBytes);
+}
+
+bool PhaseShift::SurelyInRange(const Work& work) const {
+    double sum = 0; // the magnitude of R is at most that of all elements
+    for (const auto* part : {&work.columnsRe, &work.columnsIm}) {
+        float low = 0.f, high = 0.f;
+        IPP::Simd::Active().minMax(part->data, part->size, &low, &high);
+        sum += settings.rows * std::max(-double{low}, double{high});
+    }
+    constexpr double kernelsError = 2;
+    return kernelsError * sum <= double{IPP::Checked::kTransformRange};
+}
+
+void PhaseShift::RequireRange(int x, int count, Work& work) const {
+    SumUp(x, count, false, work);
+    for (int l = 0; l < count; ++l)
+        for (const int part : {0, 1}) // the first floats of a row of R, as many as it has elements
+            if (2 * (x + l) + part < settings.columns)
+                IPP::Checked::CheckTransformRange((part == 0 ? work.sumRe : work.sumIm).Row(x + l).data,
+                                                  settings.imageSamples, "IPP::Exception::ippsDFTInv_outOfRange32f");
 }
 
 void PhaseShift::Migrate(const IPP::Array2D<float>& record, int firstSample, const std::vector<float>& weights,
@@ -186,27 +229,9 @@ void PhaseShift::Migrate(const IPP::Array2D<float>& record, int firstSample, con
         const IPP::Index columnBytes = IPP::Index{settings.rows} * sizeof(float);
         fft.storeRows(z, block, count, settings.rows, work.columnsRe.data, columnBytes);
         fft.storeRows(z + lanes, block, count, settings.rows, work.columnsIm.data, columnBytes);
-        for (int l = 0; l < count; ++l) { // what stands for itself and its mirror image counts twice
-            const bool alone = x + l == 0 || 2 * (x + l) == settings.columns;
-            Spread(table[std::size_t(x + l)], work.columnsRe.Row(l).data, work.columnsIm.Row(l).data,
-                   alone ? 0.5f : 1.f, work, work.grids.data + std::int64_t{2} * gridSize * l);
-        }
-        float* const sums = work.blocks.data;
-        fft.loadRows(work.grids.data, IPP::Index{2} * gridSize * sizeof(float), count, IPP::Index{2} * gridSize, sums,
-                     lanes);
-        alongGrid->Inverse({sums, sums + lanes, block}, {sums, sums + lanes, block}, work.plan.data);
-        float* const ordered = work.grids.data; // free again
-        for (int s = 0; s < samples; ++s) {
-            const int mode = s + 1 - Middle(samples), bin = (mode + gridSize) % gridSize;
-            for (int l = 0; l < block; ++l)
-                ordered[std::int64_t{block} * s + l] = correction[std::size_t(s)] * sums[std::int64_t{block} * bin + l];
-        }
-        fft.storeRows(ordered, block, count, samples, work.sumRe.Row(x).data, rowBytes);
-        fft.storeRows(ordered + lanes, block, count, samples, work.sumIm.Row(x).data, rowBytes);
+        if (checkRange && !SurelyInRange(work)) RequireRange(x, count, work);
+        SumUp(x, count, true, work);
     }
-    if (checkRange)
-        for (const auto* sums : {&work.sumRe, &work.sumIm})
-            IPP::Checked::CheckTransformRange(sums->data, sums->size, "IPP::Exception::ippsDFTInv_outOfRange32f");
 
     for (int s = 0; s < stride; s += lanes)
         alongScan->Inverse({work.sumRe.data + s, work.sumIm.data + s, stride, half},

@@ -50,7 +50,7 @@ public:
 
     /// image: A-scans of imageSamples. record: as many A-scans, of which the samples from firstSample on are read; at
     /// most `columns`. weights: of the A-scans, or empty. IPP::Exception -2 "IPP::Exception::ippsDFTInv_outOfRange32f"
-    /// for a sum out of the range of transforms, if that is asked for.
+    /// for a sum R(z, x) with x < M / 2 out of the range of transforms, if that is asked for.
     void Migrate(const IPP::Array2D<float>& record, int firstSample, const std::vector<float>& weights, bool checkRange,
                  const IPP::Array2D<float>& image, Work& work) const;
 
@@ -62,7 +62,16 @@ private:
         std::vector<IPP::Ipp32fc> turns; ///< to the middle of the image
     };
 
-    void Spread(const Column& column, const float* re, const float* im, float scale, Work& work, float* grid) const;
+    void Spread(const Column& column, const float* re, const float* im, float scale, bool withMirror, Work& work,
+                float* grid) const;
+
+    /// Sums over the frequencies, 2 H or, without the mirror, R, of the columns x .. x + count - 1, whose spectrum
+    /// stands in the work memory.
+    void SumUp(int x, int count, bool withMirror, Work& work) const;
+
+    /// Whether R of these columns can't leave the range of transforms; else what does is refused.
+    bool SurelyInRange(const Work& work) const;
+    void RequireRange(int x, int count, Work& work) const;
 
     PhaseShiftSettings settings;
     int half; ///< columns that are summed

@@ -5,7 +5,8 @@
 namespace TZM {
 
 struct TZM_EXPORT AlgoParamAscanOffsetRemoval : AlgoParamBase {
-    using AlgoParamBase::AlgoParamBase;
+    AlgoParamAscanOffsetRemoval() = default;
+    AlgoParamAscanOffsetRemoval(bool enableLogging, int loggingLevel) : AlgoParamBase(enableLogging, loggingLevel) {}
 };
 
 /// Removes the offset of every A-scan: out[s] = in[s] - mean(in), the mean over all S samples, accumulated in 64 bits.

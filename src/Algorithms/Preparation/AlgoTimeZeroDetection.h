@@ -9,7 +9,8 @@
 namespace TZM {
 
 struct TZM_EXPORT AlgoParamTimeZeroDetection : AlgoParamBase {
-    using AlgoParamBase::AlgoParamBase;
+    AlgoParamTimeZeroDetection() = default;
+    AlgoParamTimeZeroDetection(bool enableLogging, int loggingLevel) : AlgoParamBase(enableLogging, loggingLevel) {}
 };
 
 /// Finds the first strong negative excursion of every B-scan and shifts the A-scans up, so that it stands at sample 0.

@@ -90,8 +90,8 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
     RunExecute([&] {
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
-        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
         const BorderWidths widths = params.borders;
+        RefuseEmpty(src, widths == BorderWidths() ? "IPP::Exception::ippsCopy_32f" : "IPP::Exception::ippsSet_32f");
         const float clearValue = params.ClearValue;
         if (widths == BorderWidths()) return CopyBlock(src, dst);
 

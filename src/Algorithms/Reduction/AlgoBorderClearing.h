@@ -31,9 +31,10 @@ struct TZM_EXPORT AlgoParamBorderClearing : AlgoParamBase {
 /// Borders that meet leave an empty box.
 ///
 /// Output: that of the input. CalcError 99 "Index exceeds IPP::Array3D bounds" for an upper width beyond its dimension,
-/// unless another axis leaves the box empty; what has been copied until then stays. 99 "IPP::Exception::ippsCopy_32f"
-/// if a dimension is 0. A readable configuration document sets all values: what it doesn't hold becomes 0. A failure
-/// leaves ParseParamsFromJsonConfig as std::runtime_error.
+/// unless another axis leaves the box empty; what has been copied until then stays. 99 if a
+/// dimension is 0, "IPP::Exception::ippsCopy_32f" without borders and "IPP::Exception::ippsSet_32f" with some. A
+/// readable configuration document sets all values: what it doesn't hold becomes 0. A failure leaves
+/// ParseParamsFromJsonConfig as std::runtime_error.
 class TZM_EXPORT AlgoBorderClearing : public Algo<AlgoParamBorderClearing> {
 public:
     static const float defaultClearValue; ///< 0

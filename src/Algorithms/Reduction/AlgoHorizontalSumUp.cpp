@@ -21,8 +21,8 @@ void AlgoHorizontalSumUp::Execute(const float* in, const ImageProps& inProps, fl
     RunExecute([&] {
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
-        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
-        const int thickness = std::clamp<int>(params.Thickness, 1, src.dim2);
+        const int thickness = std::min(std::max<int>(params.Thickness, 1), src.dim2);
+        RefuseEmpty(src, thickness == 1 ? "IPP::Exception::ippsCopy_32f" : "IPP::Exception::ippsZero_32f");
         if (thickness == 1) return CopyBlock(src, dst);
 
         // Strips of points, each across all B-scans, so that the windows stay in the cache.

@@ -13,7 +13,8 @@ struct TZM_EXPORT AlgoParamHorizontalSumUp : AlgoParamSumUp {
 /// B-scans beside it, t / 2 (rounded down) before it and the others behind it, as far as they exist. Of equal
 /// magnitudes the lowest B-scan wins.
 ///
-/// Output: that of the input. CalcError 99 "IPP::Exception::ippsCopy_32f" if a dimension is 0.
+/// Output: that of the input. CalcError 99 if a dimension is 0, "IPP::Exception::ippsCopy_32f" if t is 1 and
+/// "IPP::Exception::ippsZero_32f" otherwise.
 class TZM_EXPORT AlgoHorizontalSumUp : public Algo<AlgoParamHorizontalSumUp> {
 public:
     static const int defaultThickness; ///< 0

@@ -21,8 +21,8 @@ void AlgoVerticalSumUp::Execute(const float* in, const ImageProps& inProps, floa
     RunExecute([&] {
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
-        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
-        const int thickness = std::clamp<int>(params.Thickness, 1, src.dim0);
+        const int thickness = std::min(std::max<int>(params.Thickness, 1), src.dim0);
+        RefuseEmpty(src, thickness == 1 ? "IPP::Exception::ippsCopy_32f" : "IPP::Exception::ippsZero_32f");
         if (thickness == 1) return CopyBlock(src, dst);
 
         const SumUpWindow window(src.dim0, 1, thickness, 0, params.UseMax);

@@ -12,7 +12,8 @@ struct TZM_EXPORT AlgoParamVerticalSumUp : AlgoParamSumUp {
 /// Reduces a window of Thickness samples of an A-scan to one value: the sample itself and those behind it, as far as
 /// they exist. Of equal magnitudes the earliest sample wins.
 ///
-/// Output: that of the input. CalcError 99 "IPP::Exception::ippsCopy_32f" if a dimension is 0.
+/// Output: that of the input. CalcError 99 if a dimension is 0, "IPP::Exception::ippsCopy_32f" if t is 1 and
+/// "IPP::Exception::ippsZero_32f" otherwise.
 class TZM_EXPORT AlgoVerticalSumUp : public Algo<AlgoParamVerticalSumUp> {
 public:
     static const int defaultThickness; ///< 0
