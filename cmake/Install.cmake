@@ -20,7 +20,7 @@ function(tzm_install_licence component package)
 endfunction()
 
 set(tzm_soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-tzm_install_libraries(tzmCoreTargets Core CoreDevelopment tzmcore)
+tzm_install_libraries(tzmCoreTargets Core CoreDevelopment tzmcore tzmformats)
 tzm_install_licence(Core libtzmcore${tzm_soversion})
 tzm_install_licence(CoreDevelopment libtzmcore-dev)
 if(TZM_BUILD_IMAGING)

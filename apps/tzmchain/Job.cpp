@@ -99,6 +99,8 @@ Chain ChosenChain(const JobOptions& options, const Recording& recording) {
 /// Settles and checks a chain for a recording whose samples may not have been read yet. Gives the warnings.
 std::vector<std::string> Prepare(Chain& chain, Recording& recording, const JobOptions& options) {
     std::vector<std::string> warnings;
+    if (!recording.knowsDeltaX)
+        warnings.push_back("the distance between A-scans isn't known, " + Number(recording.deltaX) + " m is taken");
     for (const AssumedNumber& assumed : chain.Settle(recording, options.numbers))
         warnings.push_back(assumed.Text() + "; give it with " + kOptions.at(assumed.parameter));
     for (const std::string& warning : chain.Check(recording)) warnings.push_back(warning);
@@ -262,7 +264,7 @@ void Run(const JobOptions& options) {
     std::unique_ptr<RecordingSource> source;
     Work(options, {"read", 0,
                    [&](OutputFolder&) {
-                       source = OpenRecording(options.input);
+                       source = OpenRecording(options.input, options.reading);
                        return source->About();
                    },
                    [&] { return ReadRecording(*source); }});

@@ -4,6 +4,7 @@
 #include "Scene.h"
 
 #include "Chain/Chain.h"
+#include "Recording/Format.h"
 
 #include <filesystem>
 #include <optional>
@@ -18,6 +19,7 @@ struct JobOptions {
     std::filesystem::path chain; ///< empty: the standard chain of the recording
     std::filesystem::path configuration;
     std::filesystem::path calibration;
+    TZM::ReadOptions reading;
     TZM::GivenNumbers numbers;
     std::optional<std::string> background; ///< of the standard chain
     std::optional<std::string> migration;  ///< likewise

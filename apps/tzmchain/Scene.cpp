@@ -112,6 +112,7 @@ Recording Record(const Scene& scene) {
     recording.size = {scene.samples, scene.ascans, pairs * scene.lanes};
     recording.deltaT = scene.deltaT;
     recording.deltaX = scene.deltaX;
+    recording.knowsDeltaX = true;
     recording.lineSpacing = midpointPitch;
     recording.antennaOffset = scene.elementPitch;
     recording.permittivity = scene.permittivity;

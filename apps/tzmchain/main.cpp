@@ -1,9 +1,11 @@
 #include "Diff.h"
+#include "Info.h"
 #include "Job.h"
 #include "OutputFolder.h"
 
 #include "Chain/AlgorithmInfo.h"
 #include "Chain/Schema.h"
+#include "Formats/Formats.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
 #include "Recording/private/Text.h"
@@ -24,40 +26,6 @@ using namespace tzmchain;
 using namespace TZM;
 
 constexpr int kRefused = 2, kFailed = 1, kDiffer = 1;
-
-void Info(const std::filesystem::path& input) {
-    const Recording recording = ReadRecording(input);
-    const std::int64_t count = recording.size.Count();
-    double sum = 0;
-    float low = std::numeric_limits<float>::infinity(), high = -low;
-    std::int64_t finite = 0;
-    for (std::int64_t i = 0; i < count; ++i) {
-        const float x = recording.data[i];
-        if (!std::isfinite(x)) continue;
-        sum += x, low = std::min(low, x), high = std::max(high, x), ++finite;
-    }
-    const auto line = [](const char* name, const std::string& text) { std::printf("%-18s %s\n", name, text.c_str()); };
-    line("file", recording.file.string());
-    line("sha256", recording.checksum);
-    line("samples", std::to_string(recording.size.samples) + " per A-scan, " + Number(recording.deltaT * 1e9, 7) +
-                        " ns apart: " + Number(recording.size.samples * recording.deltaT * 1e9, 6) + " ns");
-    line("A-scans", std::to_string(recording.size.ascans) + " per B-scan, " + Number(recording.deltaX, 7) +
-                        " m apart: " + Number(recording.size.ascans * recording.deltaX, 6) + " m");
-    line("B-scans", std::to_string(recording.size.bscans) +
-                        (recording.lineSpacing ? ", " + Number(*recording.lineSpacing, 7) + " m apart" : ""));
-    std::string channels;
-    for (const std::string& name : recording.channels) channels += (channels.empty() ? "" : ", ") + name;
-    if (!channels.empty()) line("channels", channels);
-    if (recording.timeZero) line("time zero", "sample " + std::to_string(*recording.timeZero));
-    if (recording.permittivity) line("permittivity", Number(*recording.permittivity));
-    if (recording.antennaOffset) line("antenna offset", Number(*recording.antennaOffset) + " m");
-    if (recording.oneAntennaPair) line("antennas", "one pair recorded all channels");
-    if (finite > 0)
-        line("values",
-             Number(low, 7) + " to " + Number(high, 7) + ", mean " + Number(sum / static_cast<double>(finite), 7));
-    line("finite",
-         finite == count ? "all" : std::to_string(count - finite) + " of " + std::to_string(count) + " aren't");
-}
 
 void List() {
     const auto plain = [](const Json::Value& value) { return OneLine(JsonText(value)); };
@@ -147,6 +115,15 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_flag("--quiet", options.quiet, "Tell nothing but failures");
 }
 
+/// Writes a recording in the form that the name of the new file tells, which must not exist yet.
+void Convert(const std::filesystem::path& input, const std::filesystem::path& out, const ReadOptions& reading) {
+    for (const auto& file : {out, std::filesystem::path(out).replace_extension(".json")})
+        if (std::filesystem::exists(file)) throw Refusal(file.string() + " exists; choose another name");
+    Recording recording = ReadRecording(input, reading);
+    for (const std::string& note : recording.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
+    WriteRecording(recording, out);
+}
+
 /// A first word that is no option must be a command.
 void RequireKnownCommand(const CLI::App& app, int argc, char** argv) {
     const std::string word = argc > 1 ? argv[1] : "-";
@@ -171,7 +148,8 @@ int Main(int argc, char** argv) {
     Scene scene;
 
     CLI::App* run = app.add_subcommand("run", "Run a chain of algorithms on a recording");
-    run->add_option("INPUT", options.input, "NAME.f32 or NAME.json (a raw block and its sidecar), or NAME.vti")
+    run->add_option("INPUT", options.input,
+                    "A recording of any form that is known: DZT, DT1, RD3, RD7, IPRB, OGPR, a raw block, a VTK image")
         ->required();
     AddJobOptions(*run, options);
     CLI::App* demo = app.add_subcommand("demo", "Make the recording of a reinforced slab and run the chain on it");
@@ -184,6 +162,16 @@ int Main(int argc, char** argv) {
     demo->add_flag("--mesh", mesh, "A slab under a mesh of 10 cm, with its background classified");
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
     info->add_option("INPUT", input, "As for run")->required();
+    bool json = false;
+    info->add_flag("--json", json, "As a JSON object, for programs");
+    ReadOptions reading;
+    std::filesystem::path converted;
+    CLI::App* convert = app.add_subcommand("convert", "Write a recording in another form");
+    convert->add_option("INPUT", input, "As for run")->required();
+    convert->add_option("--out", converted, "NAME.f32 (with NAME.json) or NAME.vti")->required();
+    for (CLI::App* reader : {run, info, convert})
+        reader->add_flag("--keep-marks", reading.keepMarks,
+                         "Leave words at the head of A-scans that are marks, no data, where they are");
     DiffOptions diffOptions;
     CLI::App* diff = app.add_subcommand("diff", "Compare two .vti point by point: exit code 0 if they agree, 1 if not");
     diff->add_option("A", diffOptions.first, "Image of floats or unsigned 16-bit integers")->required();
@@ -204,15 +192,19 @@ int Main(int argc, char** argv) {
         ->type_name("WORD");
 
     try {
+        RegisterInstrumentFormats();
         RequireKnownCommand(app, argc, argv);
         app.parse(argc, argv);
+        options.reading = reading;
         if (*run) Run(options);
         if (mesh) {
             scene.bars = kMeshBars;
             if (!options.background) options.background = "classify";
         }
         if (*demo) Demo(options, scene);
-        if (*info) Info(input);
+        if (*info && json) std::fputs(JsonText(InfoJson(OpenRecording(input, reading)->About())).c_str(), stdout);
+        if (*info && !json) std::fputs(InfoText(ReadRecording(input, reading)).c_str(), stdout);
+        if (*convert) Convert(input, converted, reading);
         if (*list) markdown ? ListKeys() : List();
         if (*schema) std::fputs(JsonText(document == "chain" ? ChainSchema() : ConfigurationSchema()).c_str(), stdout);
         const int code = *diff && !Compare(diffOptions) ? kDiffer : 0;

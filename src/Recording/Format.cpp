@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <fstream>
+#include <limits>
 
 #include "Recording/Refusal.h"
 #include "Recording/private/Checksum.h"
@@ -61,7 +62,12 @@ void RegisterFormat(const Format& format) {
 
 const std::vector<Format>& Formats() { return Registered(); }
 
-std::unique_ptr<RecordingSource> OpenRecording(const fs::path& input) {
+int CheckedCount(const fs::path& file, std::int64_t count, const std::string& what) {
+    if (count >= 1 && count <= std::numeric_limits<int>::max()) return static_cast<int>(count);
+    throw FormatError(file.string() + " has " + std::to_string(count) + " " + what + "; 1 to 2147483647 can be taken");
+}
+
+std::unique_ptr<RecordingSource> OpenRecording(const fs::path& input, const ReadOptions& options) {
     std::error_code error;
     if (!fs::exists(input, error)) throw FormatError("can't read " + input.string() + ": there is no such file");
     if (!fs::is_regular_file(input, error)) throw FormatError("can't read " + input.string() + ": it isn't a file");
@@ -79,7 +85,14 @@ std::unique_ptr<RecordingSource> OpenRecording(const fs::path& input) {
         for (const Format& known : Formats()) all.push_back(&known);
         throw FormatError(input.string() + " is of no known form: " + FilesOf(all));
     }
-    auto source = format->open(input);
+    std::unique_ptr<RecordingSource> source;
+    try {
+        source = format->open(input, options);
+    } catch (const FormatError&) {
+        throw;
+    } catch (const Refusal& refusal) { // of a file beside it, of its JSON
+        throw FormatError(refusal.what());
+    }
     if (contradicted)
         source->Note(input.string() + " isn't " + named->files + " by its content; it is read as " + format->files);
     return source;
@@ -94,7 +107,9 @@ Recording ReadRecording(RecordingSource& source) {
     return recording;
 }
 
-Recording ReadRecording(const fs::path& input) { return ReadRecording(*OpenRecording(input)); }
+Recording ReadRecording(const fs::path& input, const ReadOptions& options) {
+    return ReadRecording(*OpenRecording(input, options));
+}
 
 void WriteRecording(Recording& recording, const fs::path& file) {
     std::vector<const Format*> writable;

@@ -35,6 +35,11 @@ protected:
     Recording about;
 };
 
+/// What a user may decide of the reading.
+struct TZM_EXPORT ReadOptions {
+    bool keepMarks = false; ///< words at the head of A-scans that are marks stay where they are
+};
+
 /// A form in which recordings come. A library that knows one registers it when it is loaded.
 struct TZM_EXPORT Format {
     std::string name;                    ///< "raw"
@@ -43,7 +48,7 @@ struct TZM_EXPORT Format {
     /// Whether a file's first bytes, up to 4096, are of this form; none if they can't tell.
     std::function<bool(const std::string& head)> recognises;
     /// Opens a file that exists or, for a form of several files, one of them. FormatError for every flaw.
-    std::function<std::unique_ptr<RecordingSource>(const std::filesystem::path&)> open;
+    std::function<std::unique_ptr<RecordingSource>(const std::filesystem::path&, const ReadOptions&)> open;
     /// Writes a recording and sets its `file` and `checksum`; none if that can't be done. \param file with the
     /// extension. Refusal if the file can't be written.
     std::function<void(Recording&, const std::filesystem::path& file)> write;
@@ -58,11 +63,15 @@ TZM_EXPORT const std::vector<Format>& Formats();
 /// Opens a recording of any form that is known: the extension tells the form, unless the content says that the file is
 /// of another one, which is then told in the recording's notes. FormatError for a missing file, one of no known form,
 /// and every flaw.
-TZM_EXPORT std::unique_ptr<RecordingSource> OpenRecording(const std::filesystem::path& input);
+TZM_EXPORT std::unique_ptr<RecordingSource> OpenRecording(const std::filesystem::path& input,
+                                                          const ReadOptions& options = {});
 
 /// Reads all of a recording. FormatError as above, std::bad_alloc without memory for it.
-TZM_EXPORT Recording ReadRecording(const std::filesystem::path& input);
+TZM_EXPORT Recording ReadRecording(const std::filesystem::path& input, const ReadOptions& options = {});
 TZM_EXPORT Recording ReadRecording(RecordingSource& source);
+
+/// A count as an int. FormatError that tells file and what is counted if it is below 1 or beyond an int.
+TZM_EXPORT int CheckedCount(const std::filesystem::path& file, std::int64_t count, const std::string& what);
 
 /// Writes a recording in the form that the extension names, and sets its `file` and `checksum`. Refusal if no known
 /// form has that extension and can be written, or if the file can't be written.

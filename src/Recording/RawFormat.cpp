@@ -187,7 +187,7 @@ private:
     std::ifstream in;
 };
 
-std::unique_ptr<RecordingSource> Open(const fs::path& input) {
+std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&) {
     Recording recording;
     recording.format = "raw";
     recording.file = fs::path(input).replace_extension(".f32");
@@ -200,6 +200,7 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input) {
     recording.size = {sidecar.Size("samples"), sidecar.Size("ascans"), sidecar.Size("bscans")};
     recording.deltaT = sidecar.Positive("delta_t");
     recording.deltaX = sidecar.Positive("delta_x");
+    recording.knowsDeltaX = true;
     recording.lineSpacing = sidecar.OptionalPositive("line_spacing");
     recording.permittivity = sidecar.OptionalPositive("permittivity");
     sidecar.ReadTimeZero(recording);

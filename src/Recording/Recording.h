@@ -47,6 +47,7 @@ struct TZM_EXPORT Recording {
     Samples data;                        ///< null if only the rest is of interest
     double deltaT = 5e-11;               ///< s between samples
     double deltaX = 0.005;               ///< m between A-scans
+    bool knowsDeltaX = false;            ///< deltaX was told; else the A-scans were recorded over time
     double startTime = 0;                ///< s, of the first sample that was recorded, for the origin of an image
     int firstSample = 0;                 ///< samples that were recorded ahead of the first one here
     double startX = 0;                   ///< m, of the first A-scan

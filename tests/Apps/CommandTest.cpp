@@ -174,7 +174,7 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --chain " + at + "detect.json --time-zero 3" + tail,
             "--time-zero would have no effect");
     refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
-    refused("polish " + at + "good.f32", "unknown command \"polish\"; known are run, demo, info, diff, list, schema");
+    refused("polish " + at + "good.f32", "unknown command \"polish\"; known are run, demo, info, convert, diff, list, schema");
     refused("list > /dev/full", "can't write to the standard output: no space left on device");
     refused("info " + at + "good.f32 > /dev/full", "no space left on device");
     refused("", "subcommand is required");

@@ -153,12 +153,13 @@ TEST(Recording, IsReadInTheFormThatItsContentTells) {
         }
         void Read(int, int, float* out) override { out[0] = 1, out[1] = 2; }
     };
-    RegisterFormat({"test",
-                    "NAME.tst",
-                    {".tst"},
-                    [](const std::string& head) { return head.rfind("TEST", 0) == 0; },
-                    [](const std::filesystem::path& file) { return std::make_unique<Source>(file); },
-                    {}});
+    RegisterFormat(
+        {"test",
+         "NAME.tst",
+         {".tst"},
+         [](const std::string& head) { return head.rfind("TEST", 0) == 0; },
+         [](const std::filesystem::path& file, const ReadOptions&) { return std::make_unique<Source>(file); },
+         {}});
     folder.Write("right.tst", "TEST");
     folder.Write("wrong.xyz", "TEST");
     EXPECT_TRUE(ReadRecording(folder / "right.tst").notes.empty());

@@ -154,7 +154,7 @@ vtkStandardNewMacro(SampleArray)
 
     class VtiSource final : public RecordingSource {
 public:
-    static std::unique_ptr<RecordingSource> Open(const std::filesystem::path& file) {
+    static std::unique_ptr<RecordingSource> Open(const std::filesystem::path& file, const ReadOptions&) {
         const FirstMessage message;
         return std::make_unique<VtiSource>(file, OpenHeader(file, message));
     }
@@ -175,6 +175,7 @@ public:
         about.size = {extent[1] - extent[0] + 1, extent[3] - extent[2] + 1, extent[5] - extent[4] + 1};
         about.deltaT = spacing[0] * kNanosecond;
         about.deltaX = spacing[1];
+        about.knowsDeltaX = true;
         about.lineSpacing = spacing[2];
         about.startTime = (origin[0] + extent[0] * spacing[0]) * kNanosecond;
         about.startX = origin[1] + extent[2] * spacing[1];
