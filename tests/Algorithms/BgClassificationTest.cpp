@@ -11,6 +11,7 @@
 #include "support/FreshStatics.h"
 #include "support/Near.h"
 #include "support/Scenes.h"
+#include "support/Threads.h"
 
 using namespace TZM;
 
@@ -202,6 +203,11 @@ TEST(BgClassification, RefusesATimeZeroOutsideTheAscanAndAnOrderThatNoFilterHas)
     for (const int order : {0, 13, 1 << 30, -1}) {
         const FreshStatics statics("{'BgRemoval': {'ClsFilterOrder': " + std::to_string(order) + "}}");
         EXPECT_NE(Failure([&] { Executed(Removal(5), in); }), "none");
+        for (const auto type : {AlgoParamBgRemoval::None, AlgoParamBgRemoval::Median}) { // which filter nothing
+            Removal removal;
+            removal.GetParams().algorithm = type;
+            EXPECT_EQ(Failure([&] { Executed(removal, in); }), order < 0 || order > 13 ? "bad_alloc" : "none");
+        }
     }
 }
 
@@ -216,14 +222,15 @@ void Mesh(const Image& image, double period, int depth, double noiseLevel) {
 }
 
 /// A block of that pattern under a common surface wave; 0: none.
-Block MeshScene(double period, double deviating = 0) {
+Block MeshScene(double period, double deviating = 0, double start = 0) {
     Block scene = NoiseBlock(128, 412, 5, 0.01f);
     for (int z = 0; z < 5; ++z)
         for (int y = 0; y < 412; ++y)
             for (int s = 0; s < 128; ++s) {
                 const double here = z == 2 && deviating > 0 ? deviating : period;
                 scene.At(s, y, z) += std::cos(0.3 * s);
-                if (here > 0) scene.At(s, y, z) += std::exp(-0.1 * std::pow(s - 40, 2)) * std::cos(2 * M_PI * y / here);
+                if (here > 0)
+                    scene.At(s, y, z) += std::exp(-0.1 * std::pow(s - 40, 2)) * std::cos(2 * M_PI * (y - start) / here);
             }
     return scene;
 }
@@ -308,8 +315,71 @@ TEST(BgMeshDetection, EveryMonostaticBscanMustShowTheMesh) {
 
     Block narrow = NoiseBlock(64, 12, 5); // nobody votes
     EXPECT_NE(log(narrow).find("mesh detected (spacing 0m; depth 0*dt)"), std::string::npos);
-    Block silent(ImageProps(64, 60, 5), 3.f); // no energy is no vote
-    EXPECT_NE(log(silent).find("mesh detected (spacing 0m; depth 0*dt)"), std::string::npos);
+    Block silent = MeshScene(20); // its first B-scan has no energy
+    std::fill_n(silent.data.begin(), 412 * 128, 3.f);
+    for (const Block& none : {Block(ImageProps(64, 60, 5)), Block(ImageProps(64, 60, 5), 3.f), silent})
+        EXPECT_EQ(log(none).find("mesh"), std::string::npos);
+    EXPECT_EQ(log(MeshScene(20), "'MeshRange': -60").find("mesh"), std::string::npos); // ends at the first sample
+}
+
+TEST(BgMeshDetection, AsksForTheSameGateHoweverManyBscansShowTheMesh) {
+    const Block five = MeshScene(20, 0, 0.5); // wires between two A-scans: the runs are even
+    for (const int bscans : {5, 10, 35, 70}) {
+        const FreshStatics statics(
+            "{'BgRemoval': {'DetailedLogging': true, 'ClsThresholdLevel': 0.4, 'ClsGateWidthMesh50mm': 3}}");
+        Block in(ImageProps(128, 412, bscans));
+        for (std::size_t i = 0; i < in.data.size(); ++i) in.data[i] = five.data[i % five.data.size()];
+        Executed(Removal(10), in);
+        for (int z = 0; z < bscans; ++z) // 3 * 0.1 m / 0.05 m, where the float is a hair below: 5
+            EXPECT_EQ(InfoOf(statics.Log(), z).substr(0, 51), "condWidth=1; condHeight=1; maxIntervalLength=6; #A-")
+                << bscans;
+    }
+}
+
+TEST(BgMeshDetection, TakesTheFirstOfEqualRows) {
+    const Removal removal;
+    Noise noise(9);
+    for (const int width : {60, 97, 128, 300, 301})
+        for (int run = 0; run < 8; ++run) {
+            Image image(width, 90);
+            Fill(image, [&](int, int) { return 1e-3 * noise(); });
+            const int first = 5 + 3 * run;
+            for (int c = 0; c < width; ++c) image.At(c, first) = std::cos(2 * M_PI * c / 20 + run) + 0.1 * noise();
+            for (int r = first; r < 70; ++r) image.Row(r).CopyFrom(image.Row(first));
+            Removal::MeshInfo xcorr, fourier;
+            removal.MeshDetectionXcorr(image, 0, 80, xcorr);
+            removal.MeshDetectionFourier(image, 0, 80, fourier);
+            for (const auto& info : {xcorr, fourier}) {
+                EXPECT_TRUE(info.detected);
+                EXPECT_EQ(info.depth, first) << width;
+            }
+        }
+}
+
+TEST(BgMeshDetection, FindsNoPeakAmongLagsThatAreExactlyZero) {
+    const Removal removal;
+    Noise noise(4);
+    for (int width = 40; width < 140; ++width) {
+        Image image(width, 60);
+        image.Zero();
+        for (int r = 0; r < 60; ++r) image.At(int((noise() + 1) * 0.499 * width), r) = noise();
+        Removal::MeshInfo info;
+        removal.MeshDetectionXcorr(image, 0, 59, info);
+        EXPECT_FALSE(info.detected) << width;
+    }
+}
+
+TEST(BgClassification, LogsPaneByPaneAndBscanByBscan) {
+    const FreshStatics statics(
+        "{'BgRemoval': {'DetailedLogging': true, 'SplitPaneWidthLimit': 100, 'MaxPaneWidth': 100}}");
+    OnThreads(4, [] { return Executed(Removal(20), BarScene(300, 1.)); });
+    std::istringstream lines(statics.Log());
+    std::vector<int> bscans;
+    for (std::string line; std::getline(lines, line);) {
+        const auto at = line.find("info (B-scan ");
+        if (at != std::string::npos) bscans.push_back(std::stoi(line.substr(at + 13)));
+    }
+    EXPECT_EQ(bscans, (std::vector<int>{1, 2, 3, 4, 5, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5}));
 }
 
 TEST(BgMeshDetection, ReplacesBistaticBscansOverTheirWholeDepth) {

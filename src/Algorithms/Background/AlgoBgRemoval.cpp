@@ -210,14 +210,11 @@ double WantedPanes(int ascans, const Internal& internal) {
     return ascans <= internal.splitPaneWidthLimit ? 1. : std::ceil(ascans / double(internal.maxPaneWidth));
 }
 
-/// Taps of the low-pass that smooths the energy of the A-scans along the scan.
-std::unique_ptr<IPP::Array<double>> SmoothingTaps(const Internal& internal) {
-    const auto count = IPP::Detail::OwnedCount<std::int64_t>(2, std::int64_t{internal.clsFilterOrder} + 1);
+/// Taps of a filter of that order.
+int TapCount(int order) {
+    const auto count = IPP::Detail::OwnedCount<std::int64_t>(2, std::int64_t{order} + 1);
     if (count > std::numeric_limits<int>::max()) throw std::bad_alloc();
-    auto taps = std::make_unique<IPP::Array<double>>(static_cast<int>(count));
-    IPP::Checked::IirGen(false, 0.5 * static_cast<double>(internal.clsFilterWn), 0., internal.clsFilterOrder,
-                         taps->data, 0);
-    return taps;
+    return static_cast<int>(count);
 }
 
 } // namespace
@@ -232,15 +229,17 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
         RefreshInternalAlgoParams();
         const InternalAlgoParams& internal = *internalAlgoParams;
 
+        const IPP::Array2D<float> masks(src.dim0, 2); // of the monostatic and of the bistatic channels
+        // Of the low-pass that smooths the energy of the A-scans along the scan; an order without memory for it is
+        // refused whatever the procedure is.
+        const IPP::Array<double> taps(TapCount(internal.clsFilterOrder));
+        const bool classifies = type == AlgoParamBgRemoval::Classify;
+        if (classifies)
+            IPP::Checked::IirGen(false, 0.5 * static_cast<double>(internal.clsFilterWn), 0., internal.clsFilterOrder,
+                                 taps.data, 0);
         if (type == AlgoParamBgRemoval::None) return CopyBlock(src, dst);
 
-        BlockJudgement judgement;
-        std::unique_ptr<IPP::Array<double>> taps;
-        if (type == AlgoParamBgRemoval::Classify) {
-            taps = SmoothingTaps(internal);
-            judgement = JudgeBlock(in, inProps, channels);
-        }
-        const IPP::Array2D<float> masks(src.dim0, 2); // of the monostatic and of the bistatic channels
+        const BlockJudgement judgement = classifies ? JudgeBlock(in, inProps, channels) : BlockJudgement();
         const auto fillMask = [&](int kind, int bgrLen, int taperLen) {
             const BackgroundZone zone(bgrLen, taperLen, src.dim0);
             auto mask = masks.Row(kind);
@@ -255,6 +254,8 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
             LogFromRegion("BG-Removal: split to " + std::to_string(panes.Count()) + " panes\n");
 
         const BlockStreams streams(dst);
+        std::vector<std::vector<LogLines>> lines(static_cast<std::size_t>(panes.Count())); // of a pane's B-scans
+        for (auto& ofPane : lines) ofPane.resize(static_cast<std::size_t>(dst.dim2));
         ParallelFor(dst.dim2, [&](int i) {
             const auto bscan = src.Slice(i), target = dst.Slice(i);
             const int kind = IsBistatic(i, channels);
@@ -275,9 +276,11 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
                     FilterRowsZeroPhase(rows, HighPassTaps().data(),
                                         RowsOfAscans(Ascans(target, valid.first, valid.count)));
                     break;
-                case AlgoParamBgRemoval::Classify:
-                    output.Subtract(ClassifiedLevels(ascans, judgement, *taps, i, dst.dim2), ascans, valid.first);
+                case AlgoParamBgRemoval::Classify: {
+                    auto& log = lines[static_cast<std::size_t>(pane.Index())][static_cast<std::size_t>(i)];
+                    output.Subtract(ClassifiedLevels(ascans, judgement, taps, i, dst.dim2, log), ascans, valid.first);
                     break;
+                }
                 case AlgoParamBgRemoval::Surface:
                     output.Subtract(SurfaceLevels(rows, masks.Row(kind)), ascans, valid.first);
                     break;
@@ -286,7 +289,11 @@ void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* o
             } while (pane.NextPane());
         });
 
-        if (type == AlgoParamBgRemoval::Classify && judgement.mesh) {
+        for (const auto& ofPane : lines)
+            for (const LogLines& ofBscan : ofPane)
+                for (const std::string& line : ofBscan) LogFromRegion(line);
+
+        if (judgement.mesh) {
             AlgoBistaticReplacement replacement("");
             replacement.Setup({false, params.loggingLevel, outProps.samplesPerAscan, 0, true});
             replacement.Execute(out, inProps, out, outProps);

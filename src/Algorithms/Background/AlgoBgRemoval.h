@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "Array/Array2D.h"
@@ -41,7 +42,8 @@ struct TZM_EXPORT AlgoParamBgRemoval : AlgoParamBase {
 ///
 /// Output: that of the input; the blocks don't overlap. CalcError -11 if neither 5 nor 7 divides the number of B-scans,
 /// before the output is touched; 99 "IPP::Exception::ippsCopy_32f" if a dimension is 0; with Classify 99 "Index exceeds
-/// IPP::Array2D bounds" if timeZero lies outside the A-scan, and 99 for a filter order outside 1 .. 12.
+/// IPP::Array2D bounds" if timeZero lies outside the A-scan, and 99 for a filter order outside 1 .. 12. std::bad_alloc
+/// for an order below 0, with any procedure.
 class TZM_EXPORT AlgoBgRemoval : public Algo<AlgoParamBgRemoval> {
 public:
     static const AlgoParamBgRemoval::AlgoType defaultAlgorithm; ///< Median
@@ -178,16 +180,19 @@ protected:
 private:
     /// What the block as a whole says to the classification.
     struct BlockJudgement {
-        bool mesh = false; ///< no monostatic B-scan objects to a mesh
+        bool mesh = false; ///< no monostatic B-scan votes against a mesh
         MeshInfo info;     ///< means over all estimates
-        int gateWidth;     ///< background A-scans in a row that are asked for
+        int gateWidth = 0; ///< background A-scans in a row that are asked for
     };
 
     BlockJudgement JudgeBlock(const float* in, const ImageProps& props, int channels) const;
 
-    /// The background level of each depth row of a B-scan of a pane.
+    using LogLines = std::vector<std::string>;
+
+    /// The background level of each depth row of a B-scan of a pane. What is to be said of it goes to log.
     std::vector<float> ClassifiedLevels(const IPP::Array2D<float, int>& bscan, const BlockJudgement& judgement,
-                                        const IPP::Array<double, int>& taps, int index, int bscanCount) const;
+                                        const IPP::Array<double, int>& taps, int index, int bscanCount,
+                                        LogLines& log) const;
 
     mutable std::shared_ptr<InternalAlgoParams> internalAlgoParams;
 };

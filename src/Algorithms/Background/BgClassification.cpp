@@ -6,7 +6,6 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/SimpleRemoval.h"
 #include "Framework/private/BscanLayout.h"
-#include "Framework/private/RegionLog.h"
 
 namespace TZM {
 
@@ -126,7 +125,7 @@ std::vector<float> MediansOf(const std::vector<Run>& runs, const IPP::Array2D<fl
 
 std::vector<float> AlgoBgRemoval::ClassifiedLevels(const IPP::Array2D<float, int>& bscan,
                                                    const BlockJudgement& judgement, const IPP::Array<double, int>& taps,
-                                                   int index, int bscanCount) const {
+                                                   int index, int bscanCount, LogLines& log) const {
     const InternalAlgoParams& internal = *internalAlgoParams;
     const int n = bscan.dim1, timeZero = params.timeZero;
     IPP::Require(timeZero >= 0 && timeZero < bscan.dim0, "Index exceeds IPP::Array2D bounds");
@@ -177,7 +176,7 @@ std::vector<float> AlgoBgRemoval::ClassifiedLevels(const IPP::Array2D<float, int
         line << "BG-Removal: classification info (B-scan " << index + 1 << "): condWidth=" << condWidth
              << "; condHeight=" << condHeight << "; maxIntervalLength=" << maxIntervalLength
              << "; #A-scans classified as BG=" << backgroundCount << "\n";
-        LogFromRegion(line.str());
+        log.push_back(line.str());
     }
     if (!condWidth || !condHeight) return means;
 
@@ -185,7 +184,7 @@ std::vector<float> AlgoBgRemoval::ClassifiedLevels(const IPP::Array2D<float, int
     if (params.enableLogging) {
         std::ostringstream line;
         line << "BG-Removal: classification applied (B-scan " << index + 1 << "/" << bscanCount << ")\n";
-        LogFromRegion(line.str());
+        log.push_back(line.str());
     }
     return levels;
 }

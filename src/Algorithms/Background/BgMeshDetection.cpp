@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
@@ -57,34 +58,82 @@ int PowerOfTwo(std::int64_t n) {
     return IPP::Detail::OwnedCount<int>(1, static_cast<int>(std::min<std::int64_t>(power, 1 << 30)));
 }
 
-/// The sum of the autocorrelations of the rows at lags from 0 on. |Z(k)|^2 + |Z(-k)|^2 of the spectrum Z of two rows in
-/// one complex signal is twice the sum of their own power spectra, whose transform the autocorrelation is.
-std::vector<float> SumOfAutocorrelations(const IPP::Array2D<float>& image, int first, int rows) {
-    const int lags = image.dim0, length = PowerOfTwo(std::int64_t{2} * lags - 1);
-    RowSpectra spectra(length);
-    const int block = spectra.RowsAtATime();
-    std::vector<double> power(static_cast<std::size_t>(length));
-    for (int r = 0; r < rows; r += block) {
-        const float* z = spectra.Transform(image, first + r, std::min(block, rows - r));
-        for (int k = 0; k < length; ++k)
-            power[static_cast<std::size_t>(k)] += IPP::Simd::Active().sumOfSquares(z + std::int64_t{k} * block, block);
-    }
-    std::vector<IPP::Ipp32fc> sum(power.size());
-    for (std::size_t k = 0; k < sum.size(); ++k)
-        sum[k] = {static_cast<float>(0.5 * (power[k] + power[(sum.size() - k) % sum.size()])), 0.f};
-    const auto inverse = IPP::SingleTransform::Get(length);
-    std::vector<float> work(static_cast<std::size_t>(inverse->WorkSize()));
-    inverse->Inverse(sum.data(), sum.data(), work.data(), 1.f / static_cast<float>(length));
-    std::vector<float> correlation(static_cast<std::size_t>(lags));
-    for (std::size_t k = 0; k < correlation.size(); ++k) correlation[k] = sum[k].re;
-    return correlation;
-}
-
 float Autocorrelation(const IPP::Array<float>& row, int lag) {
     double sum = 0.;
     for (int c = 0; c + lag < row.size; ++c) sum += static_cast<double>(row[c]) * static_cast<double>(row[c + lag]);
     return static_cast<float>(sum);
 }
+
+/// The sum of the autocorrelations of some rows at lags from 0 on. It is made by transforms, whose rounding would tell
+/// equal lags apart and find a peak among lags that are exactly 0: what a decision between lags depends on is added up
+/// directly.
+class AutocorrelationSum {
+public:
+    AutocorrelationSum(const IPP::Array2D<float>& rows, int firstRow, int lastRow)
+        : image(rows), first(firstRow), last(lastRow), lags(ByTransforms()), direct(lags.size()) {}
+
+    /// The lag of the largest sum from `ignore` on, the first one on a tie.
+    int Peak(int ignore) {
+        const IPP::Array<float> searched(lags.data() + ignore, image.dim0 - ignore);
+        const float least = searched.Max() - 2 * Doubt();
+        const auto mayWin = [&](float sum) { return !(sum < least); };
+        if (std::count_if(searched.data, searched.data + searched.size, mayWin) > 1)
+            for (int k = 0; k < searched.size; ++k)
+                if (mayWin(searched[k])) AddUp(ignore + k);
+        return ignore + searched.IndexOfMax(nullptr);
+    }
+
+    /// Whether the sum at lag k is below -factor times that at `peak`.
+    bool IsOpposite(int k, int peak, float factor) {
+        const float distance = std::abs(Lag(k) + factor * Lag(peak));
+        if (!(distance > (1.f + std::abs(factor)) * Doubt())) AddUp(k), AddUp(peak);
+        return Lag(k) < -factor * Lag(peak);
+    }
+
+private:
+    /// |Z(k)|^2 + |Z(-k)|^2 of the spectrum Z of two rows in one complex signal is twice the sum of their own power
+    /// spectra, whose transform the autocorrelation is.
+    std::vector<float> ByTransforms() const {
+        const int count = image.dim0, rows = last - first + 1, length = PowerOfTwo(std::int64_t{2} * count - 1);
+        RowSpectra spectra(length);
+        const int block = spectra.RowsAtATime();
+        std::vector<double> power(static_cast<std::size_t>(length));
+        for (int r = 0; r < rows; r += block) {
+            const float* z = spectra.Transform(image, first + r, std::min(block, rows - r));
+            for (int k = 0; k < length; ++k)
+                power[static_cast<std::size_t>(k)] +=
+                    IPP::Simd::Active().sumOfSquares(z + std::int64_t{k} * block, block);
+        }
+        std::vector<IPP::Ipp32fc> sum(power.size());
+        for (std::size_t k = 0; k < sum.size(); ++k)
+            sum[k] = {static_cast<float>(0.5 * (power[k] + power[(sum.size() - k) % sum.size()])), 0.f};
+        const auto inverse = IPP::SingleTransform::Get(length);
+        std::vector<float> work(static_cast<std::size_t>(inverse->WorkSize()));
+        inverse->Inverse(sum.data(), sum.data(), work.data(), 1.f / static_cast<float>(length));
+        std::vector<float> correlation(static_cast<std::size_t>(count));
+        for (std::size_t k = 0; k < correlation.size(); ++k) correlation[k] = sum[k].re;
+        return correlation;
+    }
+
+    /// Far more than the transforms err in a lag: 4e-7 of lag 0, the energy, for noise, waves and spikes of up to 4000
+    /// A-scans.
+    float Doubt() const { return 1e-5f * lags.front(); }
+
+    float& Lag(int k) { return lags[static_cast<std::size_t>(k)]; }
+
+    void AddUp(int k) {
+        if (direct[static_cast<std::size_t>(k)]) return;
+        direct[static_cast<std::size_t>(k)] = true;
+        double sum = 0.;
+        for (int r = first; r <= last; ++r) sum += static_cast<double>(Autocorrelation(image.Row(r), k));
+        Lag(k) = static_cast<float>(sum);
+    }
+
+    const IPP::Array2D<float>& image;
+    int first, last;
+    std::vector<float> lags;
+    std::vector<bool> direct; ///< lags that have been added up
+};
 
 /// The magnitudes of the spectra of the rows, each row at bins 0 .. n / 2; the others are the same again.
 void HalfMagnitudes(const IPP::Array2D<float>& image, int first, const IPP::Array2D<float>& magnitudes) {
@@ -111,8 +160,38 @@ void HalfMagnitudes(const IPP::Array2D<float>& image, int first, const IPP::Arra
     }
 }
 
+/// The row with the largest magnitude at one bin of its spectrum, the first one on a tie. Two rows that share a
+/// transform round in each other's company, so that equal ones differ there; here each row has its own sum.
+int StrongestRow(const IPP::Array2D<float>& image, int first, int rows, int bin) {
+    const int length = image.dim0;
+    std::vector<double> cosines(static_cast<std::size_t>(length)), sines(cosines.size());
+    for (int c = 0; c < length; ++c) {
+        const double turn = 2 * M_PI * static_cast<double>(std::int64_t{bin} * c % length) / length;
+        cosines[static_cast<std::size_t>(c)] = std::cos(turn);
+        sines[static_cast<std::size_t>(c)] = std::sin(turn);
+    }
+    IPP::Array<float> magnitudes(rows);
+    for (int r = 0; r < rows; ++r) {
+        const float* const row = image.Row(first + r).data;
+        double re = 0., im = 0.;
+#pragma omp simd reduction(+ : re, im)
+        for (int c = 0; c < length; ++c) {
+            re += static_cast<double>(row[c]) * cosines[static_cast<std::size_t>(c)];
+            im += static_cast<double>(row[c]) * sines[static_cast<std::size_t>(c)];
+        }
+        magnitudes[r] = static_cast<float>(std::sqrt(re * re + im * im));
+    }
+    return first + magnitudes.IndexOfMax(nullptr);
+}
+
 /// The bin of a frequency that may be anything; -1 if it isn't a bin.
 int BinOf(float bin, int count) { return bin >= 0.f && bin < static_cast<float>(count) ? static_cast<int>(bin) : -1; }
+
+/// Without its fraction, as far as an int reaches.
+int Whole(double value) {
+    constexpr double low = std::numeric_limits<int>::min(), high = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(std::max(low, value), high)); // a NaN is as good as none
+}
 
 } // namespace
 
@@ -142,24 +221,21 @@ void AlgoBgRemoval::MeshDetectionXcorr(IPP::Array2D<float, int>& image, int firs
     first = std::clamp(first, 0, image.dim1 - 1);
     last = std::min(last, image.dim1 - 1);
     if (last < first) return;
-    auto correlation = SumOfAutocorrelations(image, first, last - first + 1);
-    const IPP::Array<float> sum(correlation.data(), image.dim0);
-
-    const int ignore = std::clamp(internal.meshCorrIgnoreZoneLen, 0, sum.size);
-    if (ignore == sum.size) return;
-    float peak = 0.f;
-    const int lag = ignore + sum.SubArray(ignore, sum.size - ignore).IndexOfMax(&peak);
+    const int ignore = std::clamp(internal.meshCorrIgnoreZoneLen, 0, image.dim0);
+    if (ignore == image.dim0) return;
+    AutocorrelationSum sum(image, first, last);
+    const int lag = sum.Peak(ignore);
     const float spacing = static_cast<float>(lag) * kAscanDistance;
     if (!(lag > internal.meshCorrIgnoreZoneLen && spacing <= internal.spacingCondMeshDetection &&
-          sum[lag / 2] < -internal.meshCorrNegCorrMinRelVal * peak))
+          sum.IsOpposite(lag / 2, lag, internal.meshCorrNegCorrMinRelVal)))
         return;
-    const int strongest = sum.IndexOfMax(nullptr);
-    IPP::Array<float> ofRow(image.dim1);
-    ofRow.Zero();
-    for (int r = first; r <= last; ++r) ofRow[r] = Autocorrelation(image.Row(r), strongest);
+    // No lag has a larger sum than lag 0, which wins a tie (Cauchy and Schwarz): the row of most energy.
+    IPP::Array<float> energies(image.dim1);
+    energies.Zero();
+    for (int r = first; r <= last; ++r) energies[r] = Autocorrelation(image.Row(r), 0);
     info.detected = true;
     info.spacing = spacing;
-    info.depth = static_cast<float>(ofRow.IndexOfMax(nullptr));
+    info.depth = static_cast<float>(energies.IndexOfMax(nullptr));
 }
 
 void AlgoBgRemoval::MeshDetectionFourier(IPP::Array2D<float, int>& image, int first, int last, MeshInfo& info) const {
@@ -182,11 +258,9 @@ void AlgoBgRemoval::MeshDetectionFourier(IPP::Array2D<float, int>& image, int fi
     const int peak = from + spectrum.SubArray(from, to - from + 1).IndexOfMax(nullptr);
     const float mean = spectrum.Mean();
     if (peak == 0 || !(mean > 0.f && spectrum[peak] / mean > internal.meshFftPeakThresholdFactor)) return;
-    IPP::Array<float> ofRow(rows);
-    for (int r = 0; r < rows; ++r) ofRow[r] = magnitudes.At(std::min(peak, width - peak), r);
     info.detected = true;
     info.spacing = static_cast<float>(width * static_cast<double>(kAscanDistance) / peak);
-    info.depth = static_cast<float>(first + ofRow.IndexOfMax(nullptr));
+    info.depth = static_cast<float>(StrongestRow(image, first, rows, peak));
 }
 
 AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const ImageProps& props, int channels) const {
@@ -194,7 +268,7 @@ AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const I
     const auto src = InputView(in, props);
     struct Estimates {
         MeshInfo xcorr, fourier;
-        bool vote = true;
+        bool objects = false;
     };
     std::vector<Estimates> estimates(static_cast<std::size_t>(src.dim2));
     ParallelFor(src.dim2, [&](int i) {
@@ -211,21 +285,22 @@ AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const I
         IPP::Array2D<float> depths(n, src.dim0);
         ToDepthRows(ascans, depths);
 
+        Estimates& here = estimates[static_cast<std::size_t>(i)];
+        here.objects = true;
         int first = 0, last = -1;
         MeshDetectionDetermineDepthRange(depths, first, last);
-        if (last <= first) return;
-        Estimates& here = estimates[static_cast<std::size_t>(i)];
+        if (last <= first) return; // nothing in which a mesh could show
         MeshDetectionXcorr(depths, first, last, here.xcorr);
         MeshDetectionFourier(depths, first, last, here.fourier);
-        here.vote = here.fourier.detected && internal.spacingCondMeshAcceptMin <= here.fourier.spacing &&
-                    here.fourier.spacing <= internal.spacingCondMeshAcceptMax;
+        here.objects = !(here.fourier.detected && internal.spacingCondMeshAcceptMin <= here.fourier.spacing &&
+                         here.fourier.spacing <= internal.spacingCondMeshAcceptMax);
     });
 
     BlockJudgement judgement;
     judgement.gateWidth = internal.clsGateWidthNoMesh;
-    judgement.mesh = std::all_of(estimates.begin(), estimates.end(), [](const Estimates& e) { return e.vote; });
+    judgement.mesh = std::none_of(estimates.begin(), estimates.end(), [](const Estimates& e) { return e.objects; });
     if (!judgement.mesh) return judgement;
-    float spacing = 0.f, depth = 0.f;
+    double spacing = 0., depth = 0.;
     int count = 0;
     for (const Estimates& e : estimates)
         for (const MeshInfo& info : {e.xcorr, e.fourier})
@@ -236,10 +311,9 @@ AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const I
             }
     if (count > 0) {
         judgement.info.detected = true;
-        judgement.info.spacing = spacing / static_cast<float>(count);
-        judgement.info.depth = depth / static_cast<float>(count);
-        judgement.gateWidth =
-            static_cast<int>(static_cast<float>(internal.clsGateWidthMesh50mm) * judgement.info.spacing / 0.05f);
+        judgement.info.spacing = static_cast<float>(spacing / count);
+        judgement.info.depth = static_cast<float>(depth / count);
+        judgement.gateWidth = Whole(internal.clsGateWidthMesh50mm * static_cast<double>(judgement.info.spacing) / 0.05);
     }
     if (params.enableLogging) {
         const MeshInfo& shown = estimates.front().fourier;

@@ -17,6 +17,7 @@ public:
     PaneSplitter(int ascans, double wantedPanes, int overlapPercentage);
 
     int Count() const { return count; }
+    int Index() const { return index; }
     int First() const { return index * step; } ///< A-scan of the block at which the current pane begins
     int Width() const { return width; }        ///< A-scans of the current pane
     int Overlap() const;                       ///< A-scans that it shares with the pane before it
