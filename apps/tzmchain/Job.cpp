@@ -10,6 +10,7 @@
 #include "Imaging/Vti/VtkLog.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
+#include "Recording/Survey.h"
 #include "Recording/private/Text.h"
 
 #include <cairo.h>
@@ -190,7 +191,7 @@ void Work(const JobOptions& options, const Input& input) {
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
     OutputFolder folder(options.out);
-    for (const char* name : {kImage, kRecipe}) folder.Claim(name, options.input);
+    for (const char* name : {kImage, kRecipe}) folder.Claim(name, options.inputs);
     const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
 
     Json::Value recipe;
@@ -264,7 +265,7 @@ void Run(const JobOptions& options) {
     std::unique_ptr<RecordingSource> source;
     Work(options, {"read", 0,
                    [&](OutputFolder&) {
-                       source = OpenRecording(options.input, options.reading);
+                       source = OpenSurvey(options.inputs, options.reading);
                        return source->About();
                    },
                    [&] { return ReadRecording(*source); }});

@@ -9,12 +9,13 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tzmchain {
 
 /// What the commands `run` and `demo` are told on the command line.
 struct JobOptions {
-    std::filesystem::path input; ///< of `run`
+    std::vector<std::filesystem::path> inputs; ///< of `run`
     std::filesystem::path out;
     std::filesystem::path chain; ///< empty: the standard chain of the recording
     std::filesystem::path configuration;

@@ -78,12 +78,13 @@ OutputFolder::~OutputFolder() {
     if (openFolders.erase(temporary)) Remove(temporary);
 }
 
-void OutputFolder::Claim(const std::string& name, const fs::path& input) const {
+void OutputFolder::Claim(const std::string& name, const std::vector<fs::path>& inputs) const {
     const fs::path file = target / name;
     std::error_code ignored;
     if (!fs::exists(fs::symlink_status(file))) return;
-    if (!input.empty() && fs::equivalent(file, input, ignored))
-        throw Refusal("the input " + input.string() + " would be replaced; choose another output folder");
+    for (const fs::path& input : inputs)
+        if (fs::equivalent(file, input, ignored))
+            throw Refusal("the input " + input.string() + " would be replaced; choose another output folder");
     if (!fs::is_regular_file(fs::symlink_status(file)) ||
         std::find(earlier.begin(), earlier.end(), name) == earlier.end())
         throw Refusal(file.string() + " exists and isn't of an earlier run; choose another output folder");

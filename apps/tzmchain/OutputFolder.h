@@ -20,8 +20,8 @@ public:
     /// Where to write to.
     const std::filesystem::path& Path() const { return temporary; }
 
-    /// Refusal if a file of this name exists in the wanted folder and isn't of an earlier run, or is `input`.
-    void Claim(const std::string& name, const std::filesystem::path& input = {}) const;
+    /// Refusal if a file of this name exists in the wanted folder and isn't of an earlier run, or is one of the inputs.
+    void Claim(const std::string& name, const std::vector<std::filesystem::path>& inputs = {}) const;
 
     /// Moves all files into place, recipe.json last. Refusal, with the wanted folder as it was, if one can't be
     /// claimed.

@@ -8,6 +8,7 @@
 #include "Formats/Formats.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
+#include "Recording/Survey.h"
 #include "Recording/private/Text.h"
 
 #include <CLI/CLI.hpp>
@@ -116,10 +117,11 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
 }
 
 /// Writes a recording in the form that the name of the new file tells, which must not exist yet.
-void Convert(const std::filesystem::path& input, const std::filesystem::path& out, const ReadOptions& reading) {
+void Convert(const std::vector<std::filesystem::path>& inputs, const std::filesystem::path& out,
+             const ReadOptions& reading) {
     for (const auto& file : {out, std::filesystem::path(out).replace_extension(".json")})
         if (std::filesystem::exists(file)) throw Refusal(file.string() + " exists; choose another name");
-    Recording recording = ReadRecording(input, reading);
+    Recording recording = ReadRecording(*OpenSurvey(inputs, reading));
     for (const std::string& note : recording.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
     WriteRecording(recording, out);
 }
@@ -144,12 +146,13 @@ int Main(int argc, char** argv) {
     app.set_version_flag("--version", TZM_VERSION);
     app.require_subcommand(1);
     JobOptions options;
-    std::filesystem::path input;
+    std::vector<std::filesystem::path> inputs;
     Scene scene;
 
     CLI::App* run = app.add_subcommand("run", "Run a chain of algorithms on a recording");
-    run->add_option("INPUT", options.input,
-                    "A recording of any form that is known: DZT, DT1, RD3, RD7, IPRB, OGPR, a raw block, a VTK image")
+    run->add_option("INPUT", options.inputs,
+                    "A recording of any form that is known (DZT, DT1, RD3, RD7, IPRB, OGPR, a raw block, a VTK image); "
+                    "several files, a folder, a pattern or a survey document for several lines or channels")
         ->required();
     AddJobOptions(*run, options);
     CLI::App* demo = app.add_subcommand("demo", "Make the recording of a reinforced slab and run the chain on it");
@@ -161,13 +164,13 @@ int Main(int argc, char** argv) {
     bool mesh = false;
     demo->add_flag("--mesh", mesh, "A slab under a mesh of 10 cm, with its background classified");
     CLI::App* info = app.add_subcommand("info", "Tell what a recording holds");
-    info->add_option("INPUT", input, "As for run")->required();
+    info->add_option("INPUT", inputs, "As for run")->required();
     bool json = false;
     info->add_flag("--json", json, "As a JSON object, for programs");
     ReadOptions reading;
     std::filesystem::path converted;
     CLI::App* convert = app.add_subcommand("convert", "Write a recording in another form");
-    convert->add_option("INPUT", input, "As for run")->required();
+    convert->add_option("INPUT", inputs, "As for run")->required();
     convert->add_option("--out", converted, "NAME.f32 (with NAME.json) or NAME.vti")->required();
     for (CLI::App* reader : {run, info, convert})
         reader->add_flag("--keep-marks", reading.keepMarks,
@@ -202,9 +205,9 @@ int Main(int argc, char** argv) {
             if (!options.background) options.background = "classify";
         }
         if (*demo) Demo(options, scene);
-        if (*info && json) std::fputs(JsonText(InfoJson(OpenRecording(input, reading)->About())).c_str(), stdout);
-        if (*info && !json) std::fputs(InfoText(ReadRecording(input, reading)).c_str(), stdout);
-        if (*convert) Convert(input, converted, reading);
+        if (*info && json) std::fputs(JsonText(InfoJson(OpenSurvey(inputs, reading)->About())).c_str(), stdout);
+        if (*info && !json) std::fputs(InfoText(ReadRecording(*OpenSurvey(inputs, reading))).c_str(), stdout);
+        if (*convert) Convert(inputs, converted, reading);
         if (*list) markdown ? ListKeys() : List();
         if (*schema) std::fputs(JsonText(document == "chain" ? ChainSchema() : ConfigurationSchema()).c_str(), stdout);
         const int code = *diff && !Compare(diffOptions) ? kDiffer : 0;

@@ -48,6 +48,8 @@ std::string FilesOf(const std::vector<const Format*>& formats) {
 
 RecordingSource::~RecordingSource() = default;
 
+std::string RecordingSource::Checksum() const { return ChecksumOf(about.file); }
+
 void RecordingSource::RequireChecksum(const std::string&) const {}
 
 void RegisterFormat(const Format& format) {
@@ -102,7 +104,7 @@ Recording ReadRecording(RecordingSource& source) {
     Recording recording = source.About();
     recording.data = AllocateSamples(recording.size.Count());
     source.Read(0, recording.size.bscans, recording.data.get());
-    recording.checksum = ChecksumOf(recording.file);
+    recording.checksum = source.Checksum();
     source.RequireChecksum(recording.checksum);
     return recording;
 }

@@ -25,6 +25,9 @@ public:
     /// what it told.
     virtual void Read(int firstBscan, int bscans, float* out) = 0;
 
+    /// SHA-256 of the file; of several files that of their checksums, one behind the other.
+    virtual std::string Checksum() const;
+
     /// FormatError if the file tells a checksum of its samples, and it isn't this one.
     virtual void RequireChecksum(const std::string& checksum) const;
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Recording/Refusal.h"
+#include "Recording/Survey.h"
 #include "Recording/private/Text.h"
 #include "support/TemporaryFolder.h"
 
@@ -356,6 +357,87 @@ TEST(Formats, RefuseAbsurdHeaders) {
     EXPECT_NE(ogpr("Radar Volume", "Radar Column").find("tells no block \"Radar Volume\""), std::string::npos);
     EXPECT_NE(ogpr("0.125", "-1").find("\"radar.samplingTime_ns\" must be a number above 0"), std::string::npos);
     EXPECT_NE(ogpr("\"float\"", "\"double\"").find("must be \"float\", \"int\" or \"int16\""), std::string::npos);
+}
+
+TEST(Survey, TakesLinesAsLanesFillsThemUpAndTurnsWhatWasRunBackwards) {
+    const TemporaryFolder folder;
+    const auto line = [&](const std::string& name, int ascans, const std::string& fromTo) {
+        std::string hd = kHd;
+        folder.Write(name + ".HD", hd.replace(hd.find("= 6"), 3, "= " + std::to_string(ascans)));
+        folder.Write(name + ".DT1", Dt1(20, ascans, 2, 2));
+        folder.Write(name + ".GPS", fromTo);
+    };
+    const std::string
+        forth = "Trace #1\n$GPGGA,1,4800.0,N,1100.0,E,1,5,1,10,M\nTrace #4\n$GPGGA,1,4801.0,N,1100.0,E,1,5,1,10,M\n",
+        back = "Trace #1\n$GPGGA,1,4801.0,N,1100.1,E,1,5,1,10,M\nTrace #4\n$GPGGA,1,4800.0,N,1100.1,E,1,5,1,10,M\n";
+    line("LINE2", 6, forth);
+    line("LINE10", 4, back);
+    const auto source = OpenSurvey({folder.path}); // in the order of the numbers
+    Recording recording = ReadRecording(*source);
+    ASSERT_TRUE((recording.size == Dimensions{20, 6, 2})) << recording.size.Text();
+    ASSERT_EQ(recording.validRanges.size(), 2u);
+    EXPECT_EQ(recording.validRanges[1].validLen, 4);
+    for (int s = 0; s < 20; ++s) {
+        EXPECT_EQ(recording.Bscan(0)[20 * 5 + s], float(Value(16, s, 5, 0)));
+        EXPECT_EQ(recording.Bscan(1)[s], float(Value(16, s, 3, 0)));
+        EXPECT_EQ(recording.Bscan(1)[20 * 5 + s], 0);
+    }
+    EXPECT_EQ(recording.positions.at(2).ascan, 0); // the last one of the turned line
+    EXPECT_DOUBLE_EQ(recording.positions[2].north, 48);
+    EXPECT_NE(Joined(recording.notes).find("LINE10.DT1 was run backwards and is turned"), std::string::npos);
+    EXPECT_EQ(recording.timeZero, 3);
+    EXPECT_EQ(ReadRecording(*OpenSurvey({folder.path / "LINE*.DT1"})).checksum, recording.checksum);
+
+    const auto survey =
+        folder.Write("survey.json", R"({"files": ["LINE10.DT1", {"file": "LINE2.HD", "reverse": true, "first": 1,
+        "count": 3}], "line_spacing": 0.25, "channel_names": ["one"]})");
+    recording = ReadRecording(*OpenSurvey({survey}));
+    ASSERT_TRUE((recording.size == Dimensions{20, 4, 2}));
+    EXPECT_EQ(recording.Bscan(1)[0], float(Value(16, 0, 3, 0)));
+    EXPECT_EQ(recording.lineSpacing, 0.25);
+    EXPECT_EQ(recording.channels, (std::vector<std::string>{"one"}));
+}
+
+TEST(Survey, TakesTheFilesOfAnArrayAsChannels) {
+    const TemporaryFolder folder;
+    for (const char* line : {"a", "b"})
+        for (const char* channel : {"_A001", "_A002", "_A003"}) {
+            folder.Write(std::string(line) + channel + ".rad", "SAMPLES:16\nFREQUENCY:2000\nDISTANCE INTERVAL:0.05\n");
+            folder.Write(std::string(line) + channel + ".rd3", Words(16, *line == 'a' ? 5 : 3, 16));
+        }
+    Recording recording =
+        ReadRecording(*OpenSurvey({folder / "b_A002.rd3", folder / "a_A001.rd3", folder / "b_A001.rd3",
+                                   folder / "a_A002.rd3", folder / "a_A003.rd3", folder / "b_A003.rd3"}));
+    EXPECT_TRUE((recording.size == Dimensions{16, 5, 6}));
+    EXPECT_EQ(recording.validRanges.at(0).validLen, 3); // the lane that was named first
+    EXPECT_EQ(recording.validRanges.at(5).validLen, 5);
+    EXPECT_EQ(recording.channels.size(), 3u);
+    WriteRecording(recording, folder / "all.f32");
+    EXPECT_EQ(ReadRecording(folder / "all.f32").validRanges.at(0).validLen, 3);
+
+    const auto refusal = [&](const std::vector<std::filesystem::path>& files) -> std::string {
+        try {
+            OpenSurvey(files);
+        } catch (const FormatError& error) {
+            return error.what();
+        }
+        return "none";
+    };
+    folder.Write("c.rad", "SAMPLES:8\nFREQUENCY:2000\n");
+    folder.Write("c.rd3", Words(8, 5, 16));
+    folder.Write("d.rad", "SAMPLES:16\nFREQUENCY:1000\n");
+    folder.Write("d.rd3", Words(16, 5, 16));
+    EXPECT_NE(refusal({folder / "d.rd3", folder / "c.rd3"}).find("c.rd3 has 8 samples per A-scan, and"),
+              std::string::npos);
+    EXPECT_NE(refusal({folder / "a_A001.rd3", folder / "d.rd3"}).find("s between samples"), std::string::npos);
+    EXPECT_NE(refusal({folder / "a_A001.rd3", folder / "a_A002.rd3", folder / "b_A001.rd3"}).find("has 1 channels"),
+              std::string::npos);
+    EXPECT_NE(refusal({folder.path / "no*.rd3"}).find("no file is named like"), std::string::npos);
+    const TemporaryFolder empty;
+    EXPECT_NE(refusal({empty.path}).find("holds no recording of a known form"), std::string::npos);
+    for (const char* text : {R"({"files": []})", R"({"files": [3]})", R"({"files": ["d.rd3"], "crop": 1})",
+                             R"({"files": [{"file": "d.rd3", "first": 9}]})", R"({"files": ["none.rd3"]})"})
+        EXPECT_NE(refusal({folder.Write("survey.json", text)}), "none") << text;
 }
 
 } // namespace TZM

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "Recording/Format.h"
+
+namespace TZM {
+
+/// Opens what one or several files hold as one recording. Files are lines of a survey, each a lane; files of one array,
+/// whose names end in _A001, _A002 or _A01, _A02 and so on, are channels of one lane. B-scan i is channel i mod n of
+/// lane i / n. Lines of unequal length are filled up with zeros and carry valid ranges; lines that were run backwards
+/// are turned where a survey document says so, or where positions do (the way from the first to the last position leads
+/// against that of the first line).
+///
+/// \param inputs files; or one folder, whose recordings are taken in the order of their names (numbers in them count);
+/// or one pattern with * and ?; or one survey document:
+///
+///     {"files": ["LINE1.DT1", {"file": "LINE2.DT1", "reverse": true, "first": 10, "count": 400}],
+///      "line_spacing": 0.25, "channel_names": ["400 MHz"]}
+///
+/// Files are named relative to the document; "first" and "count" cut A-scans out of a file, ahead of turning it.
+/// FormatError for what OpenRecording refuses, for an empty folder, and for files that don't fit together: another
+/// number of samples or channels, another interval; both names and values are told.
+TZM_EXPORT std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<std::filesystem::path>& inputs,
+                                                       const ReadOptions& options = {});
+
+} // namespace TZM
