@@ -13,7 +13,7 @@
 #include "Algorithms/Background/SimpleRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
 #include "Array/Primitives/Checked.h"
-#include "Framework/Channels.h"
+#include "Framework/private/BlockParts.h"
 #include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
@@ -217,88 +217,146 @@ int TapCount(int order) {
     return static_cast<int>(count);
 }
 
+/// Replaces the bistatic B-scans of a part over their whole depth. Groups of 7 whose number 5 divides would pass for
+/// groups of 5; they go as one group and the others.
+void ReplaceBistatic(const AlgoBistaticReplacement& replacement, const BlockView& block, const ImageProps& props,
+                     int channels) {
+    const int count = props.bscanCount, split = GetChannelCount(count) == channels ? count : channels;
+    for (const auto& [begin, end] : {std::pair(0, split), std::pair(split, count)}) {
+        if (begin == end) continue;
+        const ImageProps run = PropsOfPart(props, begin, end - begin);
+        float* const bscans = block.Slice(begin).data;
+        replacement.Execute(bscans, run, bscans, run);
+    }
+}
+
 } // namespace
+
+/// What doesn't depend on the data.
+struct AlgoBgRemoval::Tables {
+    /// Masks for A-scans of that many samples. An order of the filter without memory for it is refused whatever the
+    /// procedure is.
+    Tables(int samples, AlgoType procedure, const InternalAlgoParams& internal)
+        : type(procedure), masks(samples, 2), taps(TapCount(internal.clsFilterOrder)) {
+        if (type == AlgoParamBgRemoval::Classify)
+            IPP::Checked::IirGen(false, 0.5 * static_cast<double>(internal.clsFilterWn), 0., internal.clsFilterOrder,
+                                 taps.data, 0);
+        const auto fillMask = [&](int kind, int bgrLen, int taperLen) {
+            const BackgroundZone zone(bgrLen, taperLen, samples);
+            GenerateBackgroundMask(masks.Row(kind), zone.bgrLen, zone.taperLen);
+        };
+        fillMask(0, internal.bgrLenMono, internal.taperLenMono);
+        fillMask(1, internal.bgrLenBi, internal.taperLenBi);
+    }
+
+    const AlgoType type;
+    const IPP::Array2D<float> masks; ///< of the monostatic and of the bistatic channels
+    const IPP::Array<double> taps;   ///< of the low-pass that smooths the energy of the A-scans along the scan
+};
+
+void AlgoBgRemoval::Remove(const IPP::Array3D<float>& src, const ImageProps& partProps, const BlockPart& part,
+                           int channels, const Tables& tables, const BlockFindings& all, const IPP::Array3D<float>& dst,
+                           const ImageProps& outProps) const {
+    const InternalAlgoParams& internal = *internalAlgoParams;
+    const AlgoType type = tables.type;
+    if (type == AlgoParamBgRemoval::None) return CopyBlock(src, dst);
+
+    const bool logsBlock = params.enableLogging && part.firstBscan == 0;
+    const BlockJudgement judgement = type == AlgoParamBgRemoval::Classify ? Judge(all) : BlockJudgement();
+    if (judgement.mesh && logsBlock) LogMesh(all);
+
+    const double wanted = type == AlgoParamBgRemoval::HighPass ? 1. : WantedPanes(src.dim1, internal);
+    const PaneSplitter panes(src.dim1, wanted, internal.paneOverlapPercentage);
+    if (panes.Count() > 1 && logsBlock)
+        LogFromRegion("BG-Removal: split to " + std::to_string(panes.Count()) + " panes\n");
+
+    const BlockStreams streams(dst);
+    std::vector<std::vector<LogLines>> lines(static_cast<std::size_t>(panes.Count())); // of a pane's B-scans
+    for (auto& ofPane : lines) ofPane.resize(static_cast<std::size_t>(dst.dim2));
+    ParallelFor(dst.dim2, [&](int i) {
+        const auto bscan = src.Slice(i), target = dst.Slice(i);
+        const int kind = IsBistatic(i, channels);
+        PaneSplitter pane = panes;
+        do {
+            const PaneOutput output(target, pane, streams);
+            const PaneRange valid(ToldRange(partProps, i), pane.First(), pane.Width());
+            if (valid.count == 0) {
+                output.Zero(0, pane.Width());
+                continue;
+            }
+            output.Zero(0, valid.first);
+            output.Zero(valid.first + valid.count, pane.Width());
+            const auto ascans = Ascans(bscan, pane.First() + valid.first, valid.count);
+            const auto rows = RowsOfAscans(ascans);
+            switch (type) {
+            case AlgoParamBgRemoval::HighPass:
+                FilterRowsZeroPhase(rows, HighPassTaps().data(),
+                                    RowsOfAscans(Ascans(target, valid.first, valid.count)));
+                break;
+            case AlgoParamBgRemoval::Classify: {
+                auto& log = lines[static_cast<std::size_t>(pane.Index())][static_cast<std::size_t>(i)];
+                output.Subtract(
+                    ClassifiedLevels(ascans, judgement, tables.taps, part.firstBscan + i, part.blockBscans, log),
+                    ascans, valid.first);
+                break;
+            }
+            case AlgoParamBgRemoval::Surface:
+                output.Subtract(SurfaceLevels(rows, tables.masks.Row(kind)), ascans, valid.first);
+                break;
+            default: output.Subtract(RowLevels(rows, type == AlgoParamBgRemoval::Median), ascans, valid.first);
+            }
+        } while (pane.NextPane());
+    });
+
+    for (const auto& ofPane : lines)
+        for (const LogLines& ofBscan : ofPane)
+            for (const std::string& line : ofBscan) LogFromRegion(line);
+
+    if (!judgement.mesh) return;
+    AlgoBistaticReplacement replacement("");
+    replacement.Setup({false, params.loggingLevel, outProps.samplesPerAscan, 0, true});
+    ReplaceBistatic(replacement, dst, partProps, channels);
+    if (logsBlock) LogFromRegion("BG-Removal: bistatic B-scans replaced.\n");
+}
 
 void AlgoBgRemoval::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const {
     RunExecute([&] {
         const int channels = GetChannelCount(inProps.bscanCount);
-        const AlgoType type = params.algorithm;
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f"); // as a copy of the whole block would
         RefreshInternalAlgoParams();
-        const InternalAlgoParams& internal = *internalAlgoParams;
+        const Tables tables(src.dim0, params.algorithm, *internalAlgoParams);
+        const BlockPart whole = WholeBlock(inProps);
+        const BlockFindings all = IsCoupled() ? LookForMesh(src, inProps, whole, channels) : BlockFindings();
+        Remove(src, inProps, whole, channels, tables, all, dst, outProps);
+    });
+}
 
-        const IPP::Array2D<float> masks(src.dim0, 2); // of the monostatic and of the bistatic channels
-        // Of the low-pass that smooths the energy of the A-scans along the scan; an order without memory for it is
-        // refused whatever the procedure is.
-        const IPP::Array<double> taps(TapCount(internal.clsFilterOrder));
-        const bool classifies = type == AlgoParamBgRemoval::Classify;
-        if (classifies)
-            IPP::Checked::IirGen(false, 0.5 * static_cast<double>(internal.clsFilterWn), 0., internal.clsFilterOrder,
-                                 taps.data, 0);
-        if (type == AlgoParamBgRemoval::None) return CopyBlock(src, dst);
+BlockFindings AlgoBgRemoval::Look(const float* in, const ImageProps& partProps, const BlockPart& part) const {
+    BlockFindings found;
+    RunExecute([&] {
+        const int channels = ChannelsOfPart(part, partProps);
+        const auto src = InputView(in, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        RefreshInternalAlgoParams();
+        const Tables refusing(src.dim0, params.algorithm, *internalAlgoParams); // what Execute refuses ahead of it
+        found = LookForMesh(src, partProps, part, channels);
+    });
+    return found;
+}
 
-        const BlockJudgement judgement = classifies ? JudgeBlock(in, inProps, channels) : BlockJudgement();
-        const auto fillMask = [&](int kind, int bgrLen, int taperLen) {
-            const BackgroundZone zone(bgrLen, taperLen, src.dim0);
-            auto mask = masks.Row(kind);
-            GenerateSurfaceBgrMask(mask, zone.bgrLen, zone.taperLen);
-        };
-        fillMask(0, internal.bgrLenMono, internal.taperLenMono);
-        fillMask(1, internal.bgrLenBi, internal.taperLenBi);
-
-        const double wanted = type == AlgoParamBgRemoval::HighPass ? 1. : WantedPanes(src.dim1, internal);
-        const PaneSplitter panes(src.dim1, wanted, internal.paneOverlapPercentage);
-        if (panes.Count() > 1 && params.enableLogging)
-            LogFromRegion("BG-Removal: split to " + std::to_string(panes.Count()) + " panes\n");
-
-        const BlockStreams streams(dst);
-        std::vector<std::vector<LogLines>> lines(static_cast<std::size_t>(panes.Count())); // of a pane's B-scans
-        for (auto& ofPane : lines) ofPane.resize(static_cast<std::size_t>(dst.dim2));
-        ParallelFor(dst.dim2, [&](int i) {
-            const auto bscan = src.Slice(i), target = dst.Slice(i);
-            const int kind = IsBistatic(i, channels);
-            PaneSplitter pane = panes;
-            do {
-                const PaneOutput output(target, pane, streams);
-                const PaneRange valid(ToldRange(inProps, i), pane.First(), pane.Width());
-                if (valid.count == 0) {
-                    output.Zero(0, pane.Width());
-                    continue;
-                }
-                output.Zero(0, valid.first);
-                output.Zero(valid.first + valid.count, pane.Width());
-                const auto ascans = Ascans(bscan, pane.First() + valid.first, valid.count);
-                const auto rows = RowsOfAscans(ascans);
-                switch (type) {
-                case AlgoParamBgRemoval::HighPass:
-                    FilterRowsZeroPhase(rows, HighPassTaps().data(),
-                                        RowsOfAscans(Ascans(target, valid.first, valid.count)));
-                    break;
-                case AlgoParamBgRemoval::Classify: {
-                    auto& log = lines[static_cast<std::size_t>(pane.Index())][static_cast<std::size_t>(i)];
-                    output.Subtract(ClassifiedLevels(ascans, judgement, taps, i, dst.dim2, log), ascans, valid.first);
-                    break;
-                }
-                case AlgoParamBgRemoval::Surface:
-                    output.Subtract(SurfaceLevels(rows, masks.Row(kind)), ascans, valid.first);
-                    break;
-                default: output.Subtract(RowLevels(rows, type == AlgoParamBgRemoval::Median), ascans, valid.first);
-                }
-            } while (pane.NextPane());
-        });
-
-        for (const auto& ofPane : lines)
-            for (const LogLines& ofBscan : ofPane)
-                for (const std::string& line : ofBscan) LogFromRegion(line);
-
-        if (judgement.mesh) {
-            AlgoBistaticReplacement replacement("");
-            replacement.Setup({false, params.loggingLevel, outProps.samplesPerAscan, 0, true});
-            replacement.Execute(out, inProps, out, outProps);
-            if (params.enableLogging) LogFromRegion("BG-Removal: bistatic B-scans replaced.\n");
-        }
+void AlgoBgRemoval::Work(const float* in, const ImageProps& partProps, const BlockPart& part, const BlockFindings& all,
+                         float* out, const ImageProps& outProps) const {
+    RunExecute([&] {
+        const int channels = ChannelsOfPart(part, partProps);
+        const auto src = InputView(in, partProps);
+        const auto dst = OutputView(out, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        if (IsCoupled()) all.RequireAll(FindingsTable(), part.blockBscans);
+        RefreshInternalAlgoParams();
+        const Tables tables(src.dim0, params.algorithm, *internalAlgoParams);
+        Remove(src, partProps, part, channels, tables, all, dst, outProps);
     });
 }
 

@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "Array/Array2D.h"
+#include "Array/Array3D.h"
 #include "Framework/Algo.h"
 #include "Framework/AlgoJsonParamsBase.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
@@ -44,7 +46,7 @@ struct TZM_EXPORT AlgoParamBgRemoval : AlgoParamBase {
 /// before the output is touched; 99 "IPP::Exception::ippsCopy_32f" if a dimension is 0; with Classify 99 "Index exceeds
 /// IPP::Array2D bounds" if timeZero lies outside the A-scan, and 99 for a filter order outside 1 .. 12. std::bad_alloc
 /// for an order below 0, with any procedure.
-class TZM_EXPORT AlgoBgRemoval : public Algo<AlgoParamBgRemoval> {
+class TZM_EXPORT AlgoBgRemoval : public Algo<AlgoParamBgRemoval>, public CouplesBlock {
 public:
     static const AlgoParamBgRemoval::AlgoType defaultAlgorithm; ///< Median
 
@@ -104,6 +106,13 @@ public:
 
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
     void ParseParamsFromJsonConfig() override;
+
+    // Only Classify couples the block, by the mesh for which every monostatic B-scan votes.
+    bool IsCoupled() const override { return params.algorithm == AlgoParamBgRemoval::Classify; }
+    BlockFindings Look(const float* in, const ImageProps& partProps, const BlockPart& part) const override;
+    void Work(const float* in, const ImageProps& partProps, const BlockPart& part, const BlockFindings& all, float* out,
+              const ImageProps& outProps) const override;
+    const BlockFindings::Table& FindingsTable() const override;
 
     /// The keys of both groups, with their defaults.
     std::vector<JsonKeyInfo> DescribeKeys() const;
@@ -181,11 +190,20 @@ private:
     /// What the block as a whole says to the classification.
     struct BlockJudgement {
         bool mesh = false; ///< no monostatic B-scan votes against a mesh
-        MeshInfo info;     ///< means over all estimates
+        int depth = -1;    ///< sample index of the mesh, the mean over all estimates
         int gateWidth = 0; ///< background A-scans in a row that are asked for
     };
 
-    BlockJudgement JudgeBlock(const float* in, const ImageProps& props, int channels) const;
+    struct Tables;
+
+    /// Looks for a mesh in the B-scans of a part.
+    BlockFindings LookForMesh(const IPP::Array3D<float, int>& src, const ImageProps& partProps, const BlockPart& part,
+                              int channels) const;
+    BlockJudgement Judge(const BlockFindings& all) const;
+    void LogMesh(const BlockFindings& all) const;
+    void Remove(const IPP::Array3D<float, int>& src, const ImageProps& partProps, const BlockPart& part, int channels,
+                const Tables& tables, const BlockFindings& all, const IPP::Array3D<float, int>& dst,
+                const ImageProps& outProps) const;
 
     using LogLines = std::vector<std::string>;
 

@@ -139,8 +139,7 @@ std::vector<float> AlgoBgRemoval::ClassifiedLevels(const IPP::Array2D<float, int
         for (int r = 0; r < depths; ++r) power.Row(r).AddC(-means[static_cast<std::size_t>(timeZero + r)]);
     if (judgement.mesh) {
         window.Zero();
-        const int depth = static_cast<int>(judgement.info.depth);
-        const std::int64_t range = internal.meshRange;
+        const std::int64_t depth = judgement.depth, range = internal.meshRange;
         const auto end = std::min<std::int64_t>(depths, depth + range);
         for (auto r = std::max<std::int64_t>(0, depth - range); r < end; ++r) window.Row(static_cast<int>(r)).Set(1.f);
     } else {

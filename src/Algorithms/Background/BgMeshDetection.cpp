@@ -263,17 +263,36 @@ void AlgoBgRemoval::MeshDetectionFourier(IPP::Array2D<float, int>& image, int fi
     info.depth = static_cast<float>(StrongestRow(image, first, rows, peak));
 }
 
-AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const ImageProps& props, int channels) const {
+namespace {
+
+constexpr std::size_t kXcorr = 1, kFourier = 4; // where the estimates begin in a row
+
+} // namespace
+
+const BlockFindings::Table& AlgoBgRemoval::FindingsTable() const {
+    using Kind = BlockFindings::Kind;
+    static const BlockFindings::Table table{"AlgoBgRemoval",
+                                            {{"VotesAgainst", Kind::Flag},
+                                             {"XcorrDetected", Kind::Flag},
+                                             {"XcorrSpacing", Kind::Float},
+                                             {"XcorrDepth", Kind::Float},
+                                             {"FourierDetected", Kind::Flag},
+                                             {"FourierSpacing", Kind::Float},
+                                             {"FourierDepth", Kind::Float}}};
+    return table;
+}
+
+BlockFindings AlgoBgRemoval::LookForMesh(const IPP::Array3D<float>& src, const ImageProps& partProps,
+                                         const BlockPart& part, int channels) const {
     const InternalAlgoParams& internal = *internalAlgoParams;
-    const auto src = InputView(in, props);
     struct Estimates {
         MeshInfo xcorr, fourier;
-        bool objects = false;
+        bool votesAgainst = false;
     };
     std::vector<Estimates> estimates(static_cast<std::size_t>(src.dim2));
-    ParallelFor(src.dim2, [&](int i) {
+    ParallelFor(IsCoupled() ? src.dim2 : 0, [&](int i) {
         constexpr int kEnds = 6; // A-scans left out at both ends
-        const BscanInfo valid = ValidRange(props, i);
+        const BscanInfo valid = ValidRange(partProps, i);
         const int n = valid.validLen - 2 * kEnds;
         if (IsBistatic(i, channels) || n <= 0) return;
         // Every depth loses its median, then every A-scan its mean.
@@ -286,42 +305,57 @@ AlgoBgRemoval::BlockJudgement AlgoBgRemoval::JudgeBlock(const float* in, const I
         ToDepthRows(ascans, depths);
 
         Estimates& here = estimates[static_cast<std::size_t>(i)];
-        here.objects = true;
+        here.votesAgainst = true;
         int first = 0, last = -1;
         MeshDetectionDetermineDepthRange(depths, first, last);
         if (last <= first) return; // nothing in which a mesh could show
         MeshDetectionXcorr(depths, first, last, here.xcorr);
         MeshDetectionFourier(depths, first, last, here.fourier);
-        here.objects = !(here.fourier.detected && internal.spacingCondMeshAcceptMin <= here.fourier.spacing &&
-                         here.fourier.spacing <= internal.spacingCondMeshAcceptMax);
+        here.votesAgainst = !(here.fourier.detected && internal.spacingCondMeshAcceptMin <= here.fourier.spacing &&
+                              here.fourier.spacing <= internal.spacingCondMeshAcceptMax);
     });
 
+    BlockFindings found(FindingsTable(), part.blockBscans);
+    int bscan = part.firstBscan;
+    for (const Estimates& e : estimates) {
+        std::vector<double> row{e.votesAgainst ? 1. : 0.};
+        for (const MeshInfo& info : {e.xcorr, e.fourier})
+            row.insert(row.end(), {info.detected ? 1. : 0., info.spacing, info.depth});
+        found.Put(bscan++, row);
+    }
+    return found;
+}
+
+AlgoBgRemoval::BlockJudgement AlgoBgRemoval::Judge(const BlockFindings& all) const {
+    const InternalAlgoParams& internal = *internalAlgoParams;
     BlockJudgement judgement;
     judgement.gateWidth = internal.clsGateWidthNoMesh;
-    judgement.mesh = std::none_of(estimates.begin(), estimates.end(), [](const Estimates& e) { return e.objects; });
-    if (!judgement.mesh) return judgement;
     double spacing = 0., depth = 0.;
     int count = 0;
-    for (const Estimates& e : estimates)
-        for (const MeshInfo& info : {e.xcorr, e.fourier})
-            if (info.detected) {
-                spacing += info.spacing;
-                depth += info.depth;
+    for (int i = 0; i < all.BlockBscans(); ++i) {
+        const std::vector<double>& row = all.Row(i);
+        if (row[0] != 0.) return judgement;
+        for (const std::size_t begin : {kXcorr, kFourier})
+            if (row[begin] != 0.) {
+                spacing += row[begin + 1];
+                depth += row[begin + 2];
                 ++count;
             }
-    if (count > 0) {
-        judgement.info.detected = true;
-        judgement.info.spacing = static_cast<float>(spacing / count);
-        judgement.info.depth = static_cast<float>(depth / count);
-        judgement.gateWidth = Whole(internal.clsGateWidthMesh50mm * static_cast<double>(judgement.info.spacing) / 0.05);
     }
-    if (params.enableLogging) {
-        const MeshInfo& shown = estimates.front().fourier;
-        std::ostringstream line;
-        line << "BG-Removal: mesh detected (spacing " << shown.spacing << "m; depth " << shown.depth + 1.f << "*dt)\n";
-        LogFromRegion(line.str());
-    }
+    judgement.mesh = true;
+    if (count == 0) return judgement;
+    const MeshInfo mean{true, static_cast<float>(spacing / count), static_cast<float>(depth / count)};
+    judgement.depth = Whole(static_cast<double>(mean.depth));
+    judgement.gateWidth = Whole(internal.clsGateWidthMesh50mm * static_cast<double>(mean.spacing) / 0.05);
     return judgement;
+}
+
+void AlgoBgRemoval::LogMesh(const BlockFindings& all) const {
+    const std::vector<double>& shown = all.Row(0);
+    std::ostringstream line;
+    line << "BG-Removal: mesh detected (spacing " << static_cast<float>(shown[kFourier + 1]) << "m; depth "
+         << static_cast<float>(shown[kFourier + 2]) + 1.f << "*dt)\n";
+    LogFromRegion(line.str());
 }
 
 } // namespace TZM

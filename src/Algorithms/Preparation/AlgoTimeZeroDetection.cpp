@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Framework/Channels.h"
+#include "Framework/private/BlockParts.h"
 #include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
@@ -144,7 +144,72 @@ void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float
     for (int y = 0; y < to.dim1; ++y) to.Row(y).SubArray(to.dim0 - shift, shift).Zero();
 }
 
+const BlockFindings::Table& Shifts() {
+    static const BlockFindings::Table table{"AlgoTimeZeroDetection", {{"Shift", BlockFindings::Kind::Integer}}};
+    return table;
+}
+
+int ShiftOf(const BlockFindings& found, int bscan) { return static_cast<int>(found.Row(bscan)[0]); }
+
+int LargestShift(const BlockFindings& all) {
+    int largest = 0;
+    for (int i = 0; i < all.BlockBscans(); ++i) largest = std::max(largest, ShiftOf(all, i));
+    return largest;
+}
+
+bool HasData(const ImageProps& props, int bscan) { return ValidRange(props, bscan).validLen > 0; }
+
 } // namespace
+
+/// The shifts of the B-scans of a part.
+BlockFindings AlgoTimeZeroDetection::ShiftsIn(const IPP::Array3D<float>& src, const ImageProps& partProps,
+                                              const BlockPart& part, int channels) const {
+    const InternalAlgoParams& tuning = *internalAlgoParams.Get();
+    const std::int64_t magnitude =
+        std::min(std::int64_t{1} << (tuning.adBitResolution - 1), std::abs(std::int64_t{tuning.negAdcThreshold}));
+    const float threshold = -static_cast<float>(std::max<std::int64_t>(1, magnitude));
+
+    IPP::Array<int> raw(src.dim2), shift(src.dim2);
+    raw.Zero();
+    shift.Zero();
+    const auto offset = [&](int i) {
+        return tuning.channelOffsets[static_cast<std::size_t>((part.firstBscan + i) % 5)];
+    };
+    ParallelFor(src.dim2, [&](int i) {
+        if (IsBistatic(i, channels) || !HasData(partProps, i)) return;
+        raw[i] = DetectedIndex(src.Slice(i), ValidRange(partProps, i), threshold, tuning.defaultTimeZeroIndex);
+        shift[i] = Shift(raw[i], offset(i), src.dim0);
+    });
+    for (int i = 0; i < src.dim2; ++i) {
+        if (!IsBistatic(i, channels) || !HasData(partProps, i)) continue;
+        if (raw[i - 1] > 0 && raw[i + 1] > 0) raw[i] = static_cast<int>((std::int64_t{raw[i - 1]} + raw[i + 1]) / 2);
+        shift[i] = Shift(raw[i], offset(i), src.dim0);
+    }
+    BlockFindings found(Shifts(), part.blockBscans);
+    for (int i = 0; i < src.dim2; ++i) found.Put(part.firstBscan + i, {static_cast<double>(shift[i])});
+    return found;
+}
+
+/// Moves the B-scans of a part up by their shifts.
+void AlgoTimeZeroDetection::MoveBscans(const IPP::Array3D<float>& src, const ImageProps& partProps,
+                                       const BlockPart& part, const BlockFindings& all,
+                                       const IPP::Array3D<float>& dst) const {
+    const int largest = LargestShift(all);
+    for (int i = 0; i < all.BlockBscans(); ++i)
+        IPP::Require(ShiftOf(all, i) >= 0 && ShiftOf(all, i) < src.dim0, "Index exceeds IPP::Array2D bounds");
+    const BlockStreams streams(dst);
+    ParallelFor(dst.dim2, [&](int i) {
+        if (largest > 0 && !HasData(partProps, i)) return dst.Slice(i).Zero();
+        MoveUp(src.Slice(i), ShiftOf(all, part.firstBscan + i), dst.Slice(i), streams);
+    });
+    if (largest > 0) newOutProps.samplesPerAscan = src.dim0 - largest;
+
+    if (part.firstBscan > 0 || !params.enableLogging || !internalAlgoParams.Get()->detailedLogging) return;
+    std::string line = "TimeZeroDetection: detected time zero indices (incl. offset): ";
+    for (int i = 0; i < all.BlockBscans(); ++i)
+        line += "ch" + std::to_string(i + 1) + " -> " + std::to_string(ShiftOf(all, i)) + "; ";
+    LogFromRegion(line + "\n");
+}
 
 void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, float* out,
                                     const ImageProps& outProps) const {
@@ -152,47 +217,47 @@ void AlgoTimeZeroDetection::Execute(const float* in, const ImageProps& inProps, 
     newOutProps = outProps;
     RunExecute([&] {
         RefreshInternalAlgoParams();
-        const InternalAlgoParams& tuning = *internalAlgoParams.Get();
-        const std::int64_t magnitude =
-            std::min(std::int64_t{1} << (tuning.adBitResolution - 1), std::abs(std::int64_t{tuning.negAdcThreshold}));
-        const float threshold = -static_cast<float>(std::max<std::int64_t>(1, magnitude));
-
         const int channels = GetChannelCount(inProps.bscanCount);
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f"); // as a copy of the whole block would
-
-        IPP::Array<int> raw(src.dim2), shift(src.dim2);
-        raw.Zero();
-        shift.Zero();
-        const auto hasData = [&](int i) { return ValidRange(inProps, i).validLen > 0; };
-        const auto offset = [&](int i) { return tuning.channelOffsets[static_cast<std::size_t>(i % 5)]; };
-        ParallelFor(src.dim2, [&](int i) {
-            if (IsBistatic(i, channels) || !hasData(i)) return;
-            raw[i] = DetectedIndex(src.Slice(i), ValidRange(inProps, i), threshold, tuning.defaultTimeZeroIndex);
-            shift[i] = Shift(raw[i], offset(i), src.dim0);
-        });
-        for (int i = 0; i < src.dim2; ++i) {
-            if (!IsBistatic(i, channels) || !hasData(i)) continue;
-            if (raw[i - 1] > 0 && raw[i + 1] > 0)
-                raw[i] = static_cast<int>((std::int64_t{raw[i - 1]} + raw[i + 1]) / 2);
-            shift[i] = Shift(raw[i], offset(i), src.dim0);
-        }
-
-        const int largest = shift.Max();
-        const BlockStreams streams(dst);
-        ParallelFor(dst.dim2, [&](int i) {
-            if (largest > 0 && !hasData(i)) return dst.Slice(i).Zero();
-            MoveUp(src.Slice(i), shift[i], dst.Slice(i), streams);
-        });
-        if (largest > 0) newOutProps.samplesPerAscan = src.dim0 - largest;
-
-        if (!params.enableLogging || !tuning.detailedLogging) return;
-        std::string line = "TimeZeroDetection: detected time zero indices (incl. offset): ";
-        for (int i = 0; i < src.dim2; ++i)
-            line += "ch" + std::to_string(i + 1) + " -> " + std::to_string(shift[i]) + "; ";
-        LogFromRegion(line + "\n");
+        const BlockPart whole = WholeBlock(inProps);
+        MoveBscans(src, inProps, whole, ShiftsIn(src, inProps, whole, channels), dst);
     });
+}
+
+const BlockFindings::Table& AlgoTimeZeroDetection::FindingsTable() const { return Shifts(); }
+
+BlockFindings AlgoTimeZeroDetection::Look(const float* in, const ImageProps& partProps, const BlockPart& part) const {
+    BlockFindings found;
+    RunExecute([&] {
+        RefreshInternalAlgoParams();
+        const int channels = ChannelsOfPart(part, partProps);
+        const auto src = InputView(in, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        found = ShiftsIn(src, partProps, part, channels);
+    });
+    return found;
+}
+
+void AlgoTimeZeroDetection::Work(const float* in, const ImageProps& partProps, const BlockPart& part,
+                                 const BlockFindings& all, float* out, const ImageProps& outProps) const {
+    if (&partProps == &newOutProps) return Work(in, ImageProps(partProps), part, all, out, outProps);
+    newOutProps = outProps;
+    RunExecute([&] {
+        RefreshInternalAlgoParams();
+        ChannelsOfPart(part, partProps);
+        all.RequireAll(Shifts(), part.blockBscans);
+        const auto src = InputView(in, partProps);
+        const auto dst = OutputView(out, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        MoveBscans(src, partProps, part, all, dst);
+    });
+}
+
+int AlgoTimeZeroDetection::UsableSamples(const BlockFindings& all, int samples) const {
+    all.RequireAll(Shifts(), all.BlockBscans());
+    return std::max(0, samples - LargestShift(all));
 }
 
 } // namespace TZM

@@ -2,8 +2,10 @@
 
 #include <vector>
 
+#include "Array/Array3D.h"
 #include "Framework/Algo.h"
 #include "Framework/AlgoJsonParamsBase.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
@@ -28,7 +30,7 @@ struct TZM_EXPORT AlgoParamTimeZeroDetection : AlgoParamBase {
 /// samples is searched to its end; a NaN is never below the threshold. CalcError -11 if neither 5 nor 7 divides the
 /// number of B-scans, 99 "Index exceeds IPP::Array2D bounds" if a shift reaches the A-scan's end and
 /// "IPP::Exception::ippsCopy_32f" if a dimension is 0, all before the output is touched.
-class TZM_EXPORT AlgoTimeZeroDetection : public Algo<AlgoParamTimeZeroDetection> {
+class TZM_EXPORT AlgoTimeZeroDetection : public Algo<AlgoParamTimeZeroDetection>, public CouplesBlock {
 public:
     static const int defADBitResolution; ///< 16
     static const int defNegADCThreshold; ///< -4000
@@ -49,8 +51,16 @@ public:
     explicit AlgoTimeZeroDetection(const std::string& name = "TimeZeroDetection");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
 
-    /// The outProps of the last Execute with the samples that hold data in every B-scan, samples - largest shift. The
-    /// output block keeps its layout. Valid until the next Execute.
+    // The largest shift couples the block: it says how many samples are left, and whether B-scans without valid A-scans
+    // are cleared. Work sets what GetNewOutProps gives, like Execute.
+    BlockFindings Look(const float* in, const ImageProps& partProps, const BlockPart& part) const override;
+    void Work(const float* in, const ImageProps& partProps, const BlockPart& part, const BlockFindings& all, float* out,
+              const ImageProps& outProps) const override;
+    const BlockFindings::Table& FindingsTable() const override;
+    int UsableSamples(const BlockFindings& all, int samples) const override; ///< samples - largest shift
+
+    /// The outProps of the last Execute or Work with the samples that hold data in every B-scan, samples - largest
+    /// shift. The output block keeps its layout. Valid until the next Execute.
     const ImageProps& GetNewOutProps() const { return newOutProps; }
 
     /// The keys of the section and those of "Global" that count here, with their defaults.
@@ -61,6 +71,11 @@ protected:
     void RefreshInternalAlgoParams() const;
 
 private:
+    BlockFindings ShiftsIn(const IPP::Array3D<float, int>& src, const ImageProps& partProps, const BlockPart& part,
+                           int channels) const;
+    void MoveBscans(const IPP::Array3D<float, int>& src, const ImageProps& partProps, const BlockPart& part,
+                    const BlockFindings& all, const IPP::Array3D<float, int>& dst) const;
+
     mutable OwnedParams<InternalAlgoParams> internalAlgoParams;
     mutable ImageProps newOutProps;
 };
