@@ -176,7 +176,7 @@ RunResult RunWatched(const Chain& chain, Recording recording, Stages& stages, Pr
     };
     run.done = [&](std::size_t, const StepReport& report) {
         progress.End(report.input.Text() + " to " + report.output.Text());
-        for (const std::string& note : report.notes) progress.Note("note: " + note);
+        for (const std::string& note : report.notes) progress.Note(note);
     };
     try {
         return chain.Run(std::move(recording), run);

@@ -57,7 +57,7 @@ std::vector<AlgorithmInfo> Rows() {
     constexpr const char* unusedOverlays = "layers above the ground, as JSON text; not used";
     return {
         Row<AlgoAscanOffsetRemoval>("takes the mean off every A-scan", 4, Coupling::Ascan).Page("offset-removal"),
-        Row<AlgoTimeZeroDetection>("moves the direct wave of every B-scan to sample 0", 3, Coupling::Block)
+        Row<AlgoTimeZeroDetection>("moves the direct wave of every B-scan to sample 0", 3, Coupling::Lane)
             .FindsTimeZero()
             .TellsChannels()
             .Couples([](const AlgoTimeZeroDetection&) {
@@ -103,10 +103,6 @@ std::vector<AlgorithmInfo> Rows() {
             .Remark("ClsFilterOrder", "1 to 12")
             .Remark("PaneOverlapPercentage", "0 to 50")
             .TellsChannels()
-            .Couples([](const AlgoBgRemoval& removal) {
-                const bool votes = removal.GetParams().algorithm.value == AlgoParamBgRemoval::Classify;
-                return Coupling{votes ? Coupling::Block : Coupling::Lane, 0, votes};
-            })
             .Page("background-removal"),
         MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
             .Remark("DipMax", "0 to 90 degrees")
@@ -162,7 +158,7 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("IgnoreCalibration", &AlgoParamNormalizationBscan::IgnoreCalibration, "", kAnyValue,
                        "the range of each B-scan in place of its calibration")
             .Page("contrast-and-normalisation"),
-        Row<AlgoNormalizationCscan>("stretches the block to a range with one scale", 4, Coupling::Block)
+        Row<AlgoNormalizationCscan>("stretches the block to a range with one scale", 4, Coupling::Ascan)
             .Parameter("Min", &AlgoParamNormalizationCscan::Min, "", kAnyValue, "what the smallest value becomes")
             .Parameter("Max", &AlgoParamNormalizationCscan::Max, "", kAnyValue,
                        "what the largest becomes; below Min it inverts the data")
@@ -173,7 +169,7 @@ std::vector<AlgorithmInfo> Rows() {
         SumUpRow<AlgoHorizontalSumUp>("merges neighbouring B-scans: strongest value or root mean square",
                                       Coupling::Neighbours, "B-scans that are merged")
             .Couples([](const AlgoHorizontalSumUp& sum) {
-                return Coupling{Coupling::Neighbours, std::max(0, sum.GetParams().Thickness.value), false};
+                return Coupling{Coupling::Neighbours, std::max(0, sum.GetParams().Thickness.value / 2), false};
             }),
         SumUpRow<AlgoVerticalSumUp>("merges each sample with those below it: strongest value or root mean square",
                                     Coupling::Ascan, "samples that are merged"),
@@ -181,6 +177,10 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("borders", &AlgoParamBorderClearing::borders, "", kFromZero,
                        "A-scans (X), B-scans (Y) and samples (Z) at both ends that are cleared")
             .Parameter("ClearValue", &AlgoParamBorderClearing::ClearValue, "", kAnyValue, "what stands there then")
+            .Couples([](const AlgoBorderClearing& clearing) {
+                const BorderWidths& widths = clearing.GetParams().borders.value;
+                return Coupling{widths.LowerY || widths.UpperY ? Coupling::Block : Coupling::Ascan, 0, false};
+            })
             .Page("reduction"),
     };
 }

@@ -60,7 +60,7 @@ struct TZM_EXPORT StepReport {
     Dimensions output;
     double seconds = 0;
     std::vector<int> shifts;        ///< samples by which a time-zero detection moved every B-scan, else none
-    std::vector<std::string> notes; ///< what a user should know of it, a line each
+    std::vector<std::string> notes; ///< what a user should know of it, a line each: "note: ...", "warning: ..."
 };
 
 /// What the standard chains leave to the user.

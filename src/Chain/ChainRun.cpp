@@ -102,32 +102,36 @@ Recording Copies(const Recording& line) {
     return block;
 }
 
-/// Samples by which the detection moved each B-scan, whose A-scans stand in the result from there on. The algorithm
-/// tells only the largest of them.
-std::vector<int> FindShifts(const Recording& before, const Recording& after) {
-    const std::int64_t samples = before.size.samples, length = samples * before.size.ascans;
-    const auto moved = [&](int z, std::int64_t shift) {
-        const float *in = before.Bscan(z), *out = after.Bscan(z);
-        for (std::int64_t i = 0; i < length; i += samples)
-            if (!std::equal(in + i + shift, in + i + samples, out + i)) return false;
-        return true;
-    };
-    std::vector<int> shifts;
-    for (int z = 0; z < before.size.bscans; ++z) {
-        int shift = 0;
-        while (shift < samples && !moved(z, shift)) ++shift;
-        shifts.push_back(shift < samples ? shift : 0); // values that aren't finite aren't found again
-    }
-    return shifts;
+/// What a detection found, in words.
+std::string NoteOf(const StepReport& report, bool found, const Recording& recording) {
+    const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
+    const std::string samples = *low == *high ? "sample " + std::to_string(*low)
+                                              : "samples " + std::to_string(*low) + " to " + std::to_string(*high);
+    const std::string left = "; " + std::to_string(report.output.samples) + " samples are left";
+    if (!found)
+        return "warning: no direct wave was found in some channels, so that time zero is a default there: " + samples +
+               left;
+    return "note: time zero was found at " + samples + left +
+           (recording.timeZero ? "; the recording says sample " + std::to_string(*recording.timeZero) : "");
 }
 
-std::string NoteOf(const StepReport& report, const Recording& recording) {
-    const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
-    return "time zero was found at " +
-           (*low == *high ? "sample " + std::to_string(*low)
-                          : "samples " + std::to_string(*low) + " to " + std::to_string(*high)) +
-           "; " + std::to_string(report.output.samples) + " samples are left" +
-           (recording.timeZero ? "; the recording says sample " + std::to_string(*recording.timeZero) : "");
+/// Runs a detection, whose findings tell by how much it moves every B-scan, and crops the block to the samples that
+/// hold data in all of them.
+void Detect(const AlgoTimeZeroDetection& detection, const Recording& in, const ImageProps& props, Recording& out,
+            StepReport& report) {
+    const BlockPart whole{0, in.size.bscans};
+    const BlockFindings findings = detection.Look(in.data.get(), props, whole);
+    detection.Work(in.data.get(), props, whole, findings, out.data.get(), props);
+    bool found = true;
+    for (int z = 0; z < in.size.bscans; ++z) {
+        report.shifts.push_back(static_cast<int>(findings.Number(z, "Shift")));
+        found = found && findings.Number(z, "Found") != 0;
+    }
+    const int usable = detection.UsableSamples(findings, in.size.samples);
+    if (usable < 1) throw ChainError("TimeZeroDetection leaves no samples", "TimeZeroDetection");
+    Crop(out, usable, out.size.bscans);
+    report.output = out.size;
+    report.notes.push_back(NoteOf(report, found, in));
 }
 
 /// The block that a step makes of another.
@@ -143,15 +147,11 @@ Recording Apply(const Step& step, const Recording& in, StepReport& report) {
     out.size = {outProps.samplesPerAscan, outProps.ascansPerBscan, outProps.bscanCount};
     if (out.size.ascans != in.size.ascans || out.size.bscans != in.size.bscans) out.validRanges = outProps.bscanInfo;
     out.data = AllocateSamples(out.size.Count());
-    algorithm.Execute(in.data.get(), inProps, out.data.get(), outProps);
-
     out.firstSample += in.size.samples - out.size.samples;
-    if (const auto* detection = dynamic_cast<const AlgoTimeZeroDetection*>(&algorithm)) {
-        report.shifts = FindShifts(in, out);
-        const int usable = detection->GetNewOutProps().samplesPerAscan;
-        if (usable < 1) throw ChainError(step.Info().name + " leaves no samples", step.Info().name);
-        Crop(out, usable, out.size.bscans);
-    }
+    if (const auto* detection = dynamic_cast<const AlgoTimeZeroDetection*>(&algorithm))
+        Detect(*detection, in, inProps, out, report);
+    else
+        algorithm.Execute(in.data.get(), inProps, out.data.get(), outProps);
     if (step.Info().setsTimeZero) out.startTime = 0, out.firstSample = 0;
     if (step.Info().setsTimeZero || step.Info().migrates) {
         out.timeZero = 0;
@@ -165,7 +165,6 @@ Recording Apply(const Step& step, const Recording& in, StepReport& report) {
 RunResult Chain::Run(Recording recording, const RunOptions& options) const {
     const Setting setting(recording, options.threads);
     RunResult result;
-    const Recording about = recording.About();
     Recording block = std::move(recording);
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const Step& step = steps[i];
@@ -197,7 +196,6 @@ RunResult Chain::Run(Recording recording, const RunOptions& options) const {
         if (copies) Crop(block, block.size.samples, 1);
         report.output = block.size;
         report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-        if (!report.shifts.empty()) report.notes.push_back(NoteOf(report, about));
         if (!tell(1)) throw Exception::Cancelled();
         if (options.done) options.done(i, report);
         result.steps.push_back(std::move(report));

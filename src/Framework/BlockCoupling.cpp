@@ -153,6 +153,13 @@ void BlockFindings::Put(int bscan, std::vector<double> numbers) {
     rows[bscan] = std::move(numbers);
 }
 
+double BlockFindings::Number(int bscan, const std::string& column) const {
+    const std::vector<double>& numbers = Row(bscan);
+    for (std::size_t c = 0; c < numbers.size(); ++c)
+        if (table->columns[c].name == column) return numbers[c];
+    throw std::out_of_range("Findings have no column \"" + column + "\"");
+}
+
 void BlockFindings::Merge(const BlockFindings& other) {
     if (table != other.table || bscanCount != other.bscanCount)
         throw std::invalid_argument("Findings of different algorithms or blocks don't merge");

@@ -70,6 +70,8 @@ public:
 
     /// The numbers of a B-scan; std::out_of_range if it hasn't been looked at.
     const std::vector<double>& Row(int bscan) const { return rows.at(bscan); }
+    /// One of them, by the name of its column; std::out_of_range if there is none of that name.
+    double Number(int bscan, const std::string& column) const;
     int BlockBscans() const { return bscanCount; }
     bool IsComplete() const { return rows.size() == static_cast<std::size_t>(bscanCount); }
 

@@ -261,10 +261,11 @@ TEST(BlockCoupling, RefusesPartsAndFindingsThatAreNotOfTheBlock) {
               }),
               "Findings of different algorithms or blocks don't merge");
     BlockFindings other(detection.FindingsTable(), 10);
-    other.Put(4, {20});
-    other.Put(7, {20});
+    other.Put(4, {20, 1});
+    other.Put(7, {20, 1});
     EXPECT_EQ(Refusal([&] { part.Merge(other); }), "Findings of AlgoTimeZeroDetection: two looks at B-scan 4 differ");
     EXPECT_THROW(part.Row(7), std::out_of_range);
+    EXPECT_EQ(other.Number(7, "Shift"), 20);
     EXPECT_EQ(out.data, in.data);
 }
 

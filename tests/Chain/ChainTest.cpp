@@ -355,7 +355,7 @@ TEST(Algorithms, KnowTheirParametersAndWhatTheyCouple) {
     chain.Set("algorithm", "classify", true);
     EXPECT_EQ(chain.steps[0].CouplingNow().Text(), "the block, through some numbers");
     chain.Set("Thickness", 5, true);
-    EXPECT_EQ(chain.steps[1].CouplingNow().neighbours, 5);
+    EXPECT_EQ(chain.steps[1].CouplingNow().neighbours, 2); // and as many on the other side
 }
 
 TEST(Algorithms, TellWhichKeysOfTheConfigurationAreSkipped) {

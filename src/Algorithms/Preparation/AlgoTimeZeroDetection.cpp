@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 
 #include "Framework/private/BlockParts.h"
 #include "Framework/private/BlockStreams.h"
@@ -118,15 +119,15 @@ int Arrival(const IPP::Array<float>& ascan, float threshold) {
     return static_cast<int>(moments / weights + 0.5f);
 }
 
-/// Median of the arrivals in the valid A-scans, or the default index.
-int DetectedIndex(const IPP::Array2D<float>& bscan, const BscanInfo& valid, float threshold, int defaultIndex) {
+/// Median of the arrivals in the valid A-scans; nothing if too many have none.
+std::optional<int> DetectedIndex(const IPP::Array2D<float>& bscan, const BscanInfo& valid, float threshold) {
     IPP::Array<int> arrivals(valid.validLen);
     int missing = 0;
     for (int j = 0; j < valid.validLen; ++j) {
         arrivals[j] = Arrival(bscan.Row(valid.firstValidIdx + j), threshold);
         if (arrivals[j] == 0) ++missing;
     }
-    return missing < valid.validLen / 3 ? arrivals.Median() : defaultIndex;
+    return missing < valid.validLen / 3 ? std::optional(arrivals.Median()) : std::nullopt;
 }
 
 /// Refuses a shift that leaves nothing of the A-scan.
@@ -145,7 +146,8 @@ void MoveUp(const IPP::Array2D<float>& from, int shift, const IPP::Array2D<float
 }
 
 const BlockFindings::Table& Shifts() {
-    static const BlockFindings::Table table{"AlgoTimeZeroDetection", {{"Shift", BlockFindings::Kind::Integer}}};
+    static const BlockFindings::Table table{
+        "AlgoTimeZeroDetection", {{"Shift", BlockFindings::Kind::Integer}, {"Found", BlockFindings::Kind::Flag}}};
     return table;
 }
 
@@ -172,22 +174,28 @@ BlockFindings AlgoTimeZeroDetection::ShiftsIn(const IPP::Array3D<float>& src, co
     IPP::Array<int> raw(src.dim2), shift(src.dim2);
     raw.Zero();
     shift.Zero();
+    std::vector<char> found(static_cast<std::size_t>(src.dim2)); // in the data, of a monostatic B-scan
     const auto offset = [&](int i) {
         return tuning.channelOffsets[static_cast<std::size_t>((part.firstBscan + i) % 5)];
     };
     ParallelFor(src.dim2, [&](int i) {
         if (IsBistatic(i, channels) || !HasData(partProps, i)) return;
-        raw[i] = DetectedIndex(src.Slice(i), ValidRange(partProps, i), threshold, tuning.defaultTimeZeroIndex);
+        const auto index = DetectedIndex(src.Slice(i), ValidRange(partProps, i), threshold);
+        found[static_cast<std::size_t>(i)] = index.has_value();
+        raw[i] = index.value_or(tuning.defaultTimeZeroIndex);
         shift[i] = Shift(raw[i], offset(i), src.dim0);
     });
     for (int i = 0; i < src.dim2; ++i) {
         if (!IsBistatic(i, channels) || !HasData(partProps, i)) continue;
+        const auto at = static_cast<std::size_t>(i);
+        found[at] = found[at - 1] && found[at + 1];
         if (raw[i - 1] > 0 && raw[i + 1] > 0) raw[i] = static_cast<int>((std::int64_t{raw[i - 1]} + raw[i + 1]) / 2);
         shift[i] = Shift(raw[i], offset(i), src.dim0);
     }
-    BlockFindings found(Shifts(), part.blockBscans);
-    for (int i = 0; i < src.dim2; ++i) found.Put(part.firstBscan + i, {static_cast<double>(shift[i])});
-    return found;
+    BlockFindings findings(Shifts(), part.blockBscans);
+    for (int i = 0; i < src.dim2; ++i)
+        findings.Put(part.firstBscan + i, {double(shift[i]), double(found[static_cast<std::size_t>(i)])});
+    return findings;
 }
 
 /// Moves the B-scans of a part up by their shifts.

@@ -9,6 +9,7 @@
 
 #include "Chain/AlgorithmInfo.h"
 #include "Chain/private/ParameterTypes.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/Prm.h"
 
 namespace TZM {
@@ -32,7 +33,11 @@ public:
         info.summary = summary;
         info.cost = cost;
         info.make = [] { return std::make_unique<A>(); };
-        info.coupling = [scope](const AlgoBase&) { return Coupling{scope, 0, false}; };
+        info.coupling = [scope](const AlgoBase& of) {
+            if constexpr (std::is_base_of_v<CouplesBlock, A>)
+                if (static_cast<const A&>(of).IsCoupled()) return Coupling{Coupling::Block, 0, true};
+            return Coupling{scope, 0, false};
+        };
         for (const JsonKeyInfo& key : KeysOf(algorithm, 0)) info.keys.push_back({key, ""});
     }
 
@@ -93,7 +98,8 @@ public:
         return std::move(*this);
     }
 
-    /// What it couples depends on parameters: `coupling` takes an A.
+    /// What it couples depends on parameters: `coupling` takes an A. Not for what couples the block through findings,
+    /// which says so itself.
     template <class Function>
     Row&& Couples(Function coupling) && {
         info.coupling = [coupling](const AlgoBase& of) { return coupling(static_cast<const A&>(of)); };
