@@ -1,4 +1,4 @@
-# Components: Core and CoreDevelopment, what needs no VTK; Runtime and Development, the library of the VTK classes; Tools, the
+# Components: Core, Formats and CoreDevelopment, what needs no VTK; Runtime and Development, the library of the VTK classes; Tools, the
 # host program.
 include(CMakePackageConfigHelpers)
 
@@ -20,9 +20,11 @@ function(tzm_install_licence component package)
 endfunction()
 
 set(tzm_soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-tzm_install_libraries(tzmCoreTargets Core CoreDevelopment tzmcore tzmformats)
+tzm_install_libraries(tzmCoreTargets Core CoreDevelopment tzmcore)
+tzm_install_libraries(tzmFormatsTargets Formats CoreDevelopment tzmformats)
 tzm_install_licence(Core libtzmcore${tzm_soversion})
 tzm_install_licence(CoreDevelopment libtzmcore-dev)
+tzm_install_licence(Formats libtzmformats${tzm_soversion})
 if(TZM_BUILD_IMAGING)
   tzm_install_libraries(${tzm_package}Targets Runtime Development vtkTZMProcessChainImaging tzmvti)
   tzm_install_licence(Runtime libvtktzmprocesschainimaging${tzm_soversion})
@@ -85,13 +87,16 @@ endfunction()
 set(same "(= ${PROJECT_VERSION})")
 set(CPACK_COMPONENTS_ALL)
 tzm_debian_package(Core libtzmcore${tzm_soversion} libs "core")
-tzm_debian_package(CoreDevelopment libtzmcore-dev libdevel "headers of the core" "libtzmcore${tzm_soversion} ${same}" libjsoncpp-dev)
+tzm_debian_package(Formats libtzmformats${tzm_soversion} libs "readers of recordings" "libtzmcore${tzm_soversion} ${same}")
+tzm_debian_package(CoreDevelopment libtzmcore-dev libdevel "headers of the core" "libtzmcore${tzm_soversion} ${same}"
+  "libtzmformats${tzm_soversion} ${same}" libjsoncpp-dev)
 if(TZM_BUILD_IMAGING)
   tzm_debian_package(Runtime libvtktzmprocesschainimaging${tzm_soversion} libs "VTK classes" "libtzmcore${tzm_soversion} ${same}")
   tzm_debian_package(Development libvtktzmprocesschainimaging-dev libdevel "headers"
     "libvtktzmprocesschainimaging${tzm_soversion} ${same}" "libtzmcore-dev ${same}" libvtk9-dev)
 endif()
 if(TZM_BUILD_APPS)
-  tzm_debian_package(Tools tzmchain science "program" "libvtktzmprocesschainimaging${tzm_soversion} ${same}")
+  tzm_debian_package(Tools tzmchain science "program" "libvtktzmprocesschainimaging${tzm_soversion} ${same}"
+    "libtzmformats${tzm_soversion} ${same}")
 endif()
 include(CPack)

@@ -5,6 +5,7 @@
 #include "Views.h"
 
 #include "Chain/Recipe.h"
+#include "Formats/Projection.h"
 #include "Framework/Logger.h"
 #include "Imaging/Vti/VtiFormat.h"
 #include "Imaging/Vti/VtkLog.h"
@@ -32,7 +33,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene";
+constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene", kTrack[] = "track.geojson";
 
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
 constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
@@ -110,6 +111,40 @@ std::vector<std::string> Prepare(Chain& chain, Recording& recording, const JobOp
         if (step.Info().Find("permittivity")) permittivities.insert(step.Get("permittivity"));
     if (permittivities.size() > 1) warnings.push_back("the steps work with different permittivities");
     return warnings;
+}
+
+/// Positions of the input, as the recipe tells them.
+Json::Value PositionsOf(const Recording& recording) {
+    Json::Value told;
+    const auto ends = [](const std::vector<Position>& positions) {
+        Json::Value both;
+        for (const auto& [name, p] : {std::pair("first", positions.front()), std::pair("last", positions.back())})
+            for (const double number : {p.east, p.north, p.height}) both[name].append(number);
+        return both;
+    };
+    told = ends(recording.positions);
+    told["count"] = Json::Int64(recording.positions.size());
+    told["coordinates"] = recording.coordinates;
+    std::string system;
+    const std::vector<Position> metres = PositionsInMetres(recording, system);
+    if (system == recording.coordinates) return told;
+    told["metres"] = ends(metres);
+    told["metres"]["coordinates"] = system;
+    return told;
+}
+
+/// Writes the track of a recording that has positions, and tells them in the recipe; a note if that can't be done.
+void WriteTrack(const Recording& recording, const fs::path& folder, Json::Value& recipe, Progress& progress,
+                std::vector<std::string>& outputs) {
+    if (recording.positions.empty()) return;
+    try {
+        recipe["input"]["positions"] = PositionsOf(recording);
+        const std::string text = JsonText(TrackGeoJson(recording));
+        WriteBytes(folder / kTrack, text.data(), text.size());
+        outputs.push_back(kTrack);
+    } catch (const Refusal& refusal) {
+        progress.Note(std::string("note: no track is written: ") + refusal.what());
+    }
 }
 
 /// The most memory that the program has held.
@@ -191,7 +226,7 @@ void Work(const JobOptions& options, const Input& input) {
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
     OutputFolder folder(options.out);
-    for (const char* name : {kImage, kRecipe}) folder.Claim(name, options.inputs);
+    for (const char* name : {kImage, kRecipe, kTrack}) folder.Claim(name, options.inputs);
     const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
 
     Json::Value recipe;
@@ -229,6 +264,7 @@ void Work(const JobOptions& options, const Input& input) {
     for (const std::string& note : recording.notes) progress.Note("note: " + note);
     for (const std::string& warning : warnings) progress.Note("warning: " + warning);
 
+    if (options.place) recording.placement = PlacementOf(recording);
     Stages stages(chain, recording);
     const Recording about = recording.About();
     const RunResult result = RunWatched(chain, std::move(recording), stages, progress);
@@ -245,6 +281,7 @@ void Work(const JobOptions& options, const Input& input) {
     const Json::Value seconds = recipe["seconds"];
     recipe = RecipeOf(chain, about, result, warnings);
     recipe["seconds"] = seconds;
+    WriteTrack(about, folder.Path(), recipe, progress, outputs);
     recipe["versions"]["vtk"] = vtkVersion::GetVTKVersion();
     recipe["versions"]["cairo"] = cairo_version_string();
     recipe["threads"] = omp_get_max_threads();

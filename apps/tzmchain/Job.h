@@ -25,6 +25,7 @@ struct JobOptions {
     std::optional<std::string> background; ///< of the standard chain
     std::optional<std::string> migration;  ///< likewise
     int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
+    bool place = false;                    ///< the image lies where the recording's positions are
     Style style;
     bool quiet = false;
 };

@@ -116,6 +116,17 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_flag("--quiet", options.quiet, "Tell nothing but failures");
 }
 
+void AddReadOptions(CLI::App& command, ReadOptions& reading) {
+    command.add_flag("--keep-marks", reading.keepMarks,
+                     "Leave words at the head of A-scans that are marks, no data, where they are");
+    AddWords(command, "--interval-unit", reading.intervalUnit, "Unit of the interval in a SEG-Y file",
+             std::vector<std::pair<std::string, double>>{{"ps", 1e-12}, {"10ps", 1e-11}, {"ns", 1e-9}, {"us", 1e-6}});
+    command.add_option("--component", reading.component, "Component of the field in a model's file: Ez unless told");
+    command.add_flag("--resample", reading.resample, "Bring files of several intervals to the finest of them");
+    command.add_option("--delta-x", reading.deltaX, "Resample A-scans to so many metres along the scan")
+        ->check(CLI::Range(1e-6, 1e3));
+}
+
 /// Writes a recording in the form that the name of the new file tells, which must not exist yet.
 void Convert(const std::vector<std::filesystem::path>& inputs, const std::filesystem::path& out,
              const ReadOptions& reading) {
@@ -151,10 +162,12 @@ int Main(int argc, char** argv) {
 
     CLI::App* run = app.add_subcommand("run", "Run a chain of algorithms on a recording");
     run->add_option("INPUT", options.inputs,
-                    "A recording of any form that is known (DZT, DT1, RD3, RD7, IPRB, OGPR, a raw block, a VTK image); "
+                    "A recording of any form that is known (DZT, DT1, RD3, RD7, IPRB, OGPR, SEG-Y, HDF5, a raw block, "
+                    "a VTK image); "
                     "several files, a folder, a pattern or a survey document for several lines or channels")
         ->required();
     AddJobOptions(*run, options);
+    run->add_flag("--place", options.place, "Place image.vti where the recording's positions are");
     CLI::App* demo = app.add_subcommand("demo", "Make the recording of a reinforced slab and run the chain on it");
     AddJobOptions(*demo, options);
     demo->add_option("--samples", scene.samples, "Samples per A-scan")->check(CLI::Range(64, 1 << 16));
@@ -171,10 +184,8 @@ int Main(int argc, char** argv) {
     std::filesystem::path converted;
     CLI::App* convert = app.add_subcommand("convert", "Write a recording in another form");
     convert->add_option("INPUT", inputs, "As for run")->required();
-    convert->add_option("--out", converted, "NAME.f32 (with NAME.json) or NAME.vti")->required();
-    for (CLI::App* reader : {run, info, convert})
-        reader->add_flag("--keep-marks", reading.keepMarks,
-                         "Leave words at the head of A-scans that are marks, no data, where they are");
+    convert->add_option("--out", converted, "NAME.f32 (with NAME.json), NAME.vti, NAME.sgy or NAME.h5")->required();
+    for (CLI::App* reader : {run, info, convert}) AddReadOptions(*reader, reading);
     DiffOptions diffOptions;
     CLI::App* diff = app.add_subcommand("diff", "Compare two .vti point by point: exit code 0 if they agree, 1 if not");
     diff->add_option("A", diffOptions.first, "Image of floats or unsigned 16-bit integers")->required();

@@ -150,7 +150,8 @@ public:
     /// blocks live at a time beside the input, which is released by a caller that moves it in.
     ///
     /// The sampling intervals of the process are those of the recording while it runs, and those of before behind it;
-    /// runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters, Refusal if the
+    /// so is "Global.ADBitResolution" of the configuration the width of the recording's digitiser, if nobody configured
+    /// another. Runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters, Refusal if the
     /// image is empty or not finite, Exception::Cancelled, std::bad_alloc.
     RunResult Run(Recording recording, const RunOptions& options = {}) const;
 

@@ -10,6 +10,7 @@
 #include "Framework/CalcError.h"
 #include "Framework/Cancelled.h"
 #include "Framework/Logger.h"
+#include "Framework/private/JsonDocument.h"
 #include "Framework/private/LoopWatch.h"
 #include "Recording/private/Text.h"
 
@@ -17,15 +18,35 @@ namespace TZM {
 
 namespace {
 
-/// The process is set up for a recording while it lives: sampling intervals, number of threads. One at a time.
+/// The configuration document of the process.
+struct Configuration : AlgoBase {
+    static std::string& Text() { return jsonConfig; }
+};
+
+/// The configuration with the width of the recording's digitiser, unless a document of the host's tells one.
+std::string WithBits(const std::string& configuration, const std::optional<int>& bits) {
+    Json::Value root(Json::objectValue);
+    if (!bits || (!configuration.empty() && !ParseJsonDocument(configuration, root))) return configuration;
+    if (!root.isObject() || (root.isMember("Global") && !root["Global"].isObject())) return configuration;
+    Json::Value& width = root["Global"]["ADBitResolution"];
+    if (!width.isNull()) return configuration;
+    width = *bits;
+    return JsonText(root);
+}
+
+/// The process is set up for a recording while it lives: sampling intervals, width of the digitiser, number of threads.
+/// One at a time.
 class Setting {
 public:
     Setting(const Recording& recording, int threads)
-        : lock(Mutex()), before(AlgoBase::GetGlobalSettings()), threadsBefore(omp_get_max_threads()) {
+        : lock(Mutex()), before(AlgoBase::GetGlobalSettings()), configuration(Configuration::Text()),
+          threadsBefore(omp_get_max_threads()) {
+        Configuration::Text() = WithBits(configuration, recording.bits);
         AlgoBase::GetGlobalSettings() = {static_cast<float>(recording.deltaT), static_cast<float>(recording.deltaX)};
         if (threads > 0) omp_set_num_threads(threads);
     }
     ~Setting() {
+        Configuration::Text().swap(configuration);
         AlgoBase::GetGlobalSettings() = before;
         omp_set_num_threads(threadsBefore);
     }
@@ -39,6 +60,7 @@ private:
     }
     const std::lock_guard<std::mutex> lock;
     const AlgoGlobalSettings before;
+    std::string configuration;
     const int threadsBefore;
 };
 

@@ -9,8 +9,10 @@ namespace {
 /// Samples at the end of an A-scan where its envelope shows what the periodic transform brings from its head.
 constexpr int kRinging = 24, kRingingPart = 16;
 
+/// Of an array that the algorithms for five and seven channels know. What a recording tells of its channels counts.
 bool HasChannels(const Recording& recording) {
-    return recording.size.bscans % 5 == 0 || recording.size.bscans % 7 == 0;
+    const std::size_t told = recording.channels.size();
+    return (told == 0 || told == 5 || told == 7) && (recording.size.bscans % 5 == 0 || recording.size.bscans % 7 == 0);
 }
 
 } // namespace

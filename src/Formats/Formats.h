@@ -13,5 +13,7 @@ Format Dt1Format();  ///< NAME.DT1 with NAME.HD: one file a line
 Format RadFormat();  ///< NAME.rd3 or NAME.rd7 with NAME.rad: one file a channel
 Format IprhFormat(); ///< NAME.iprb with NAME.iprh: one file a channel
 Format OgprFormat(); ///< NAME.ogpr: one file, all channels of an array
+Format SegyFormat(); ///< NAME.sgy: one file, lines by their numbers; needs libsegyio when the library is built
+Format Hdf5Format(); ///< NAME.h5 or NAME.out: one file, receivers of a model, or a block; needs libhdf5
 
 } // namespace TZM

@@ -40,7 +40,11 @@ protected:
 
 /// What a user may decide of the reading.
 struct TZM_EXPORT ReadOptions {
-    bool keepMarks = false; ///< words at the head of A-scans that are marks stay where they are
+    bool keepMarks = false;             ///< words at the head of A-scans that are marks stay where they are
+    std::optional<double> intervalUnit; ///< s, of the interval of samples in a form that doesn't tell its unit
+    std::string component = "Ez";       ///< of the field, in a form that holds several
+    bool resample = false;              ///< files of several intervals are brought to the finest; of OpenSurvey
+    std::optional<double> deltaX;       ///< m, to which A-scans are resampled along the scan; of OpenSurvey
 };
 
 /// A form in which recordings come. A library that knows one registers it when it is loaded.

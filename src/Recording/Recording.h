@@ -41,6 +41,13 @@ struct TZM_EXPORT Position {
     double height = 0; ///< m
 };
 
+/// Where a block lies in a map. Its samples run downwards.
+struct TZM_EXPORT Placement {
+    double east = 0, north = 0, height = 0; ///< m, of the first A-scan of the first B-scan
+    double along[2] = {0, 1};               ///< unit vector, east and north, of the way along the scan
+    double across[2] = {1, 0};              ///< the same from B-scan to B-scan
+};
+
 /// A block of samples and what places it in time and space. Copies share the samples.
 struct TZM_EXPORT Recording {
     Dimensions size;
@@ -61,6 +68,7 @@ struct TZM_EXPORT Recording {
     std::vector<BscanInfo> validRanges;  ///< the A-scans of each B-scan that hold measured data; empty: all
     std::vector<Position> positions;     ///< where they are known, in the order of B-scans and A-scans
     std::string coordinates;             ///< of the positions: "EPSG:4326" for degrees, "EPSG:32632" and others for m
+    std::optional<Placement> placement;  ///< where an image of the block is to lie, if not in a system of its own
     std::optional<int> bits;             ///< width of a sample of the digitiser, where it is known
 
     std::filesystem::path file;     ///< what was read: the file that holds the samples

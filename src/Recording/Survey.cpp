@@ -9,6 +9,7 @@
 #include <set>
 
 #include "Recording/Refusal.h"
+#include "Recording/Resampled.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
 
@@ -145,6 +146,31 @@ std::vector<Piece> PiecesOfDocument(const fs::path& document, const Json::Value&
     return pieces;
 }
 
+/// Whether two intervals are one but for a part that rounding explains.
+bool Near(double x, double y, double part) { return std::abs(x - y) <= part * std::abs(x); }
+constexpr double kSameInterval = 1e-6, kSameSpacing = 1e-3;
+
+/// Brings the pieces to the finest of their intervals.
+void Resample(std::vector<Piece>& pieces) {
+    double deltaT = pieces.front().source->About().deltaT, deltaX = 0;
+    for (const Piece& piece : pieces) {
+        const Recording& about = piece.source->About();
+        deltaT = std::min(deltaT, about.deltaT);
+        if (about.knowsDeltaX) deltaX = deltaX > 0 ? std::min(deltaX, about.deltaX) : about.deltaX;
+    }
+    for (Piece& piece : pieces) {
+        if (!Near(deltaT, piece.source->About().deltaT, kSameInterval)) {
+            const std::string was = Number(piece.source->About().deltaT, 9);
+            piece.source = WithInterval(std::move(piece.source), deltaT);
+            piece.source->Note("samples lie " + was + " s apart; they are resampled to " + Number(deltaT, 9) + " s");
+        }
+        const Recording& about = piece.source->About();
+        const bool whole = piece.first == 0 && piece.count == 0; // else A-scans are told by their numbers
+        if (whole && about.knowsDeltaX && !Near(deltaX, about.deltaX, kSameSpacing))
+            piece.source = WithSpacing(std::move(piece.source), deltaX);
+    }
+}
+
 /// The way from the first to the last position of a channel; nothing without two of them.
 std::optional<std::pair<double, double>> Way(const Recording& recording) {
     const auto first = std::find_if(recording.positions.begin(), recording.positions.end(),
@@ -158,8 +184,9 @@ std::optional<std::pair<double, double>> Way(const Recording& recording) {
 /// Lanes of pieces, as one recording.
 class SurveySource final : public RecordingSource {
 public:
-    SurveySource(std::vector<std::vector<Piece>> ofLanes, const Document& document)
-        : RecordingSource(ofLanes.front().front().source->About()), lanes(std::move(ofLanes)) {
+    /// \param resampled A-scans of fewer samples are filled up with zeros.
+    SurveySource(std::vector<std::vector<Piece>> ofLanes, const Document& document, bool resampled)
+        : RecordingSource(ofLanes.front().front().source->About()), lanes(std::move(ofLanes)), fillsUp(resampled) {
         channels = 0;
         for (const Piece& piece : lanes.front()) channels += piece.source->About().size.bscans;
         Settle();
@@ -178,14 +205,15 @@ public:
             auto& lane = lanes[static_cast<std::size_t>(i / channels)];
             auto piece = lane.begin();
             while (channel >= piece->source->About().size.bscans) channel -= (piece++)->source->About().size.bscans;
+            const std::int64_t own = piece->source->About().size.samples;
             const int there = piece->source->About().size.ascans, taken = piece->Ascans();
-            whole.resize(static_cast<std::size_t>(samples * there));
+            whole.resize(static_cast<std::size_t>(own * there));
             piece->source->Read(channel, 1, whole.data());
+            std::fill(out, out + bscan, 0.f);
             for (int a = 0; a < taken; ++a) {
                 const int from = piece->first + (*piece->reverse ? taken - 1 - a : a);
-                std::copy_n(whole.data() + samples * from, samples, out + samples * a);
+                std::copy_n(whole.data() + own * from, own, out + samples * a);
             }
-            std::fill(out + samples * taken, out + bscan, 0.f);
         }
     }
 
@@ -217,6 +245,7 @@ private:
             for (Piece& piece : lanes[l]) {
                 const Recording& part = piece.source->About();
                 RequireFit(model, piece);
+                about.size.samples = std::max(about.size.samples, part.size.samples);
                 const auto ownWay = Way(part);
                 if (!piece.reverse) {
                     piece.reverse = way && ownWay && way->first * ownWay->first + way->second * ownWay->second < 0;
@@ -269,17 +298,17 @@ private:
             for (std::size_t c = 0; c < about.channels.size(); ++c) about.channels[c] += " " + std::to_string(c + 1);
     }
 
-    static void RequireFit(const Piece& model, const Piece& piece) {
+    void RequireFit(const Piece& model, const Piece& piece) const {
         const Recording &a = model.source->About(), &b = piece.source->About();
         const auto refuse = [&](const std::string& what, const std::string& first, const std::string& second) {
             throw FormatError(piece.file.string() + " has " + second + " " + what + ", and " + model.file.string() +
                               " has " + first);
         };
-        if (a.size.samples != b.size.samples)
+        if (a.size.samples != b.size.samples && !fillsUp)
             refuse("samples per A-scan", std::to_string(a.size.samples), std::to_string(b.size.samples));
-        const auto near = [](double x, double y, double part) { return std::abs(x - y) <= part * std::abs(x); };
-        if (!near(a.deltaT, b.deltaT, 1e-6)) refuse("s between samples", Number(a.deltaT, 9), Number(b.deltaT, 9));
-        if (a.knowsDeltaX && b.knowsDeltaX && !near(a.deltaX, b.deltaX, 1e-3))
+        if (!Near(a.deltaT, b.deltaT, kSameInterval))
+            refuse("s between samples", Number(a.deltaT, 9), Number(b.deltaT, 9));
+        if (a.knowsDeltaX && b.knowsDeltaX && !Near(a.deltaX, b.deltaX, kSameSpacing))
             refuse("m between A-scans", Number(a.deltaX, 9), Number(b.deltaX, 9));
         if (piece.first >= b.size.ascans || piece.count > b.size.ascans - piece.first)
             refuse("A-scans, of which some that aren't there are asked for", std::to_string(a.size.ascans),
@@ -288,11 +317,10 @@ private:
 
     std::vector<std::vector<Piece>> lanes;
     int channels;
+    bool fillsUp;
 };
 
-} // namespace
-
-std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<fs::path>& inputs, const ReadOptions& options) {
+std::unique_ptr<RecordingSource> Together(const std::vector<fs::path>& inputs, const ReadOptions& options) {
     std::error_code ignored;
     std::vector<Piece> pieces;
     Document document;
@@ -312,10 +340,11 @@ std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<fs::path>& inputs,
         for (const fs::path& input : inputs) pieces.push_back({input, {}, 0, 0, nullptr});
     }
     if (pieces.empty()) throw FormatError("there is nothing to read");
+    for (Piece& piece : pieces) piece.source = OpenRecording(piece.file, options);
+    if (options.resample) Resample(pieces);
     std::vector<std::vector<Piece>> lanes;
     std::map<std::string, std::size_t> arrays; // lanes by the name that their channels share
     for (Piece& piece : pieces) {
-        piece.source = OpenRecording(piece.file, options);
         const auto [name, channel] = ArrayName(piece.file);
         const auto known = arrays.find(name);
         if (channel > 0 && known != arrays.end()) {
@@ -333,7 +362,14 @@ std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<fs::path>& inputs,
         std::stable_sort(lane.begin(), lane.end(), [](const Piece& a, const Piece& b) {
             return ArrayName(a.file).second < ArrayName(b.file).second;
         });
-    return std::make_unique<SurveySource>(std::move(lanes), document);
+    return std::make_unique<SurveySource>(std::move(lanes), document, options.resample);
+}
+
+} // namespace
+
+std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<fs::path>& inputs, const ReadOptions& options) {
+    std::unique_ptr<RecordingSource> source = Together(inputs, options);
+    return options.deltaX ? WithSpacing(std::move(source), *options.deltaX) : std::move(source);
 }
 
 } // namespace TZM

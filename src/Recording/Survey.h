@@ -22,7 +22,9 @@ namespace TZM {
 ///
 /// Files are named relative to the document; "first" and "count" cut A-scans out of a file, ahead of turning it.
 /// FormatError for what OpenRecording refuses, for an empty folder, and for files that don't fit together: another
-/// number of samples or channels, another interval; both names and values are told.
+/// number of samples or channels, another interval; both names and values are told. With ReadOptions::resample the
+/// intervals are made to fit, and shorter A-scans are filled up with zeros; with ReadOptions::deltaX A-scans are
+/// brought to an even distance (WithSpacing).
 TZM_EXPORT std::unique_ptr<RecordingSource> OpenSurvey(const std::vector<std::filesystem::path>& inputs,
                                                        const ReadOptions& options = {});
 

@@ -6,7 +6,12 @@
 #include <limits>
 
 #include <gtest/gtest.h>
+#if TZM_WITH_HDF5
+#include <hdf5.h>
+#include <hdf5_hl.h>
+#endif
 
+#include "Formats/Projection.h"
 #include "Recording/Refusal.h"
 #include "Recording/Survey.h"
 #include "Recording/private/Text.h"
@@ -117,6 +122,69 @@ Bytes Ogpr(int samples, int slices, int channels, const std::string& type, bool 
         for (int c = 0; c < channels; ++c)
             for (const double number : {500000. + a, 5000000. + c, 120., 7.}) file.Add(number);
     return file;
+}
+
+/// The 32 bits of a number in base 16: sign, exponent from 64 on, fraction of 24 bits.
+std::uint32_t Ibm(double value) {
+    if (value == 0) return 0;
+    int exponent = 64;
+    double fraction = std::abs(value);
+    for (; fraction >= 1; fraction /= 16) ++exponent;
+    for (; fraction < 1. / 16; fraction *= 16) --exponent;
+    return (value < 0 ? 0x80000000u : 0u) | static_cast<std::uint32_t>(exponent) << 24 |
+           static_cast<std::uint32_t>(fraction * 0x1000000);
+}
+
+/// Lines of unequal length: 4, 3, ... A-scans. \param format of the samples
+Bytes Segy(int samples, int lines, int format, bool bigEndian) {
+    Bytes file(3600);
+    file[0] = 'C';
+    const auto put = [&](std::size_t at, auto value) {
+        char* bytes = reinterpret_cast<char*>(&value);
+        if (bigEndian) std::reverse(bytes, bytes + sizeof value);
+        file.Put(at, value);
+    };
+    put(3216, std::uint16_t{40000});
+    put(3220, std::uint16_t(samples));
+    put(3224, std::uint16_t(format));
+    for (int z = 0; z < lines; ++z)
+        for (int a = 0; a < 4 - z; ++a) {
+            const std::size_t at = file.size();
+            file.resize(at + 240);
+            put(at + 70, std::int16_t{-100});
+            put(at + 72, std::int32_t{500000 + 50 * a});
+            put(at + 76, std::int32_t{100 * (z + 1)});
+            put(at + 114, std::uint16_t(samples));
+            put(at + 188, std::int32_t{7 + z});
+            for (int s = 0; s < samples; ++s) {
+                const int value = Value(format == 8 ? 8 : 16, s, a, z);
+                if (format == 1) put(file.size(), Ibm(value));
+                if (format == 2) put(file.size(), std::int32_t{value});
+                if (format == 3) put(file.size(), std::int16_t(value));
+                if (format == 5) put(file.size(), float(value));
+                if (format == 8) put(file.size(), std::int8_t(value));
+            }
+        }
+    return file;
+}
+
+/// A recording in which everything is told, with positions.
+Recording Told() {
+    Recording recording;
+    recording.size = {20, 6, 4};
+    recording.data = AllocateSamples(20 * 6 * 4);
+    for (int i = 0; i < 20 * 6 * 4; ++i) recording.data[i] = 1.1f * float(i) - 7;
+    recording.deltaT = 1.23456789e-10 / 3;
+    recording.deltaX = 0.1 / 3;
+    recording.knowsDeltaX = true;
+    recording.lineSpacing = 0.25;
+    recording.timeZero = 3;
+    recording.permittivity = 6.54321;
+    recording.antennaOffset = 0.06;
+    recording.channels = {"low", "high"};
+    recording.coordinates = "EPSG:4326";
+    for (int a = 0; a < 6; ++a) recording.positions.push_back({0, a, -11.5 + a * 1e-5, 47.5 - a * 1e-5, 432.25});
+    return recording;
 }
 
 /// The text of the FormatError, of one line, or "none".
@@ -273,6 +341,114 @@ TEST(OgprFormat, GivesAllChannelsAndTheirPlaces) {
         }
 }
 
+#if TZM_WITH_SEGYIO
+TEST(SegyFormat, ReadsNumbersOfEveryKindInBothOrdersOfBytes) {
+    const TemporaryFolder folder;
+    for (const int format : {1, 2, 3, 5, 8})
+        for (const bool bigEndian : {true, false}) {
+            const auto file = folder.Write("lines.sgy", Segy(20, 3, format, bigEndian));
+            Recording recording = ReadRecording(file);
+            ASSERT_TRUE((recording.size == Dimensions{20, 4, 3})) << recording.size.Text();
+            ASSERT_EQ(recording.validRanges.size(), 3u);
+            EXPECT_EQ(recording.validRanges[2].validLen, 2);
+            for (int z = 0; z < 3; ++z)
+                for (int i = 0; i < 80; ++i)
+                    ASSERT_EQ(recording.Bscan(z)[i],
+                              i < 20 * (4 - z) ? Value(format == 8 ? 8 : 16, i % 20, i / 20, z) : 0)
+                        << format << bigEndian;
+            EXPECT_DOUBLE_EQ(recording.deltaT, 4e-8);
+            EXPECT_NE(recording.notes.at(0).find("is taken as picoseconds"), std::string::npos);
+            EXPECT_NEAR(recording.deltaX, 0.5, 1e-9);
+            EXPECT_DOUBLE_EQ(recording.positions.at(5).east, 5000.5);
+            ReadOptions options;
+            options.intervalUnit = 1e-14;
+            EXPECT_DOUBLE_EQ(ReadRecording(file, options).deltaT, 4e-10);
+        }
+    const auto refusal = [&](std::size_t at, auto value) {
+        return RefusalOf(folder.Write("bad.sgy", Segy(20, 3, 5, false).Put(at, value)));
+    };
+    EXPECT_NE(refusal(3224, std::uint16_t{4}).find("byte 3224: 4 as format of the samples; one of"), std::string::npos);
+    EXPECT_EQ(refusal(3220, std::uint16_t{0}), "none"); // the first A-scan tells it
+    EXPECT_NE(refusal(3600 + 320 + 114, std::uint16_t{19}).find("A-scan 1 has 19 samples; 20"), std::string::npos);
+    EXPECT_NE(refusal(3504, std::int16_t{-1}).find("further headers of text"), std::string::npos);
+    EXPECT_NE(refusal(3216, std::uint16_t{0}).find("0 as interval"), std::string::npos);
+}
+#endif
+
+#if TZM_WITH_HDF5
+TEST(Hdf5Format, ReadsReceiversOfAModelAsChannels) {
+    const TemporaryFolder folder;
+    const auto model = [&](const std::string& name, int rank, int receivers, double dt) {
+        const hid_t file = H5Fcreate((folder / name).c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+        const double cell[] = {0.002, 0.002, 0.002};
+        const int steps[] = {10, 0, 0};
+        H5LTset_attribute_double(file, "/", "dt", &dt, 1);
+        H5LTset_attribute_double(file, "/", "dx_dy_dz", cell, 3);
+        H5LTset_attribute_int(file, "/", "rxsteps", steps, 3);
+        H5Gclose(H5Gcreate2(file, "rxs", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+        for (int rx = 1; rx <= receivers; ++rx) {
+            const std::string group = "rxs/rx" + std::to_string(rx);
+            H5Gclose(H5Gcreate2(file, group.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+            std::vector<double> values;
+            const int ascans = rank == 2 ? 5 : 1;
+            for (int s = 0; s < 30; ++s)
+                for (int a = 0; a < ascans; ++a) values.push_back(Value(16, s, a, rx - 1));
+            const hsize_t shape[] = {30, hsize_t(ascans)};
+            for (const char* component : {"Ez", "Hx"})
+                H5LTmake_dataset_double(file, (group + "/" + component).c_str(), rank, shape, values.data());
+        }
+        H5Fclose(file);
+        return folder / name;
+    };
+    for (const int rank : {1, 2})
+        for (const int receivers : {1, 2, 3}) {
+            const Recording recording = ReadRecording(model("model.out", rank, receivers, 2e-12));
+            ASSERT_TRUE((recording.size == Dimensions{30, rank == 2 ? 5 : 1, receivers}));
+            ExpectValues(recording, 16);
+            EXPECT_DOUBLE_EQ(recording.deltaT, 2e-12);
+            EXPECT_DOUBLE_EQ(recording.deltaX, 0.02);
+            EXPECT_EQ(recording.channels.size(), std::size_t(receivers));
+        }
+    ReadOptions options;
+    options.component = "Hx";
+    ExpectValues(ReadRecording(folder / "model.out", options), 16);
+    options.component = "Ey";
+    EXPECT_THROW(ReadRecording(folder / "model.out", options), FormatError);
+    EXPECT_NE(RefusalOf(model("bad.h5", 2, 0, 2e-12)).find("holds no receiver"), std::string::npos);
+    EXPECT_NE(RefusalOf(model("bad.h5", 2, 1, 0)).find("\"dt\" must be"), std::string::npos);
+    const std::string whole = ReadText(folder / "model.out");
+    for (std::size_t i = 0; i < 100; ++i)
+        EXPECT_NE(RefusalOf(folder.Write("cut.h5", whole.substr(0, whole.size() * i / 100))), "none") << i;
+}
+#endif
+
+TEST(Formats, GiveBackWhatTheyWrote) {
+    const TemporaryFolder folder;
+    for (const Format& format : TZM::Formats()) {
+        if (!format.write || format.name == "raw" || !format.recognises) continue;
+        Recording in = Told();
+        const auto file = folder / ("told" + format.extensions.front());
+        WriteRecording(in, file);
+        Recording out = ReadRecording(file);
+        ASSERT_TRUE(out.size == in.size) << format.name;
+        EXPECT_TRUE(std::equal(in.data.get(), in.data.get() + in.size.Count(), out.data.get())) << format.name;
+        EXPECT_EQ(out.checksum, in.checksum);
+        EXPECT_EQ(out.deltaT, in.deltaT);
+        EXPECT_EQ(out.deltaX, in.deltaX);
+        EXPECT_EQ(out.lineSpacing, in.lineSpacing);
+        EXPECT_EQ(out.timeZero, in.timeZero);
+        EXPECT_EQ(out.permittivity, in.permittivity);
+        EXPECT_EQ(out.antennaOffset, in.antennaOffset);
+        EXPECT_EQ(out.channels, in.channels);
+        EXPECT_TRUE(out.notes.empty());
+        ASSERT_EQ(out.positions.size(), in.positions.size());
+        EXPECT_NEAR(out.positions[4].east, in.positions[4].east, 2e-7);
+        EXPECT_NEAR(out.positions[4].height, 432.25, 1e-9);
+        EXPECT_EQ(out.coordinates, in.coordinates);
+        EXPECT_THROW(WriteRecording(in, folder / "missing" / ("told" + format.extensions.front())), Refusal);
+    }
+}
+
 TEST(Formats, AreRecognisedByContentUnderAnotherName) {
     const TemporaryFolder folder;
     folder.Write("line.bin", Dzt(40, 3, 1, 16));
@@ -293,20 +469,27 @@ TEST(Formats, RefuseAFileThatIsCutAnywhereInOneLine) {
         Bytes whole;
         std::size_t header;   ///< bytes that are all needed
         std::size_t position; ///< bytes of the first position behind it
-    } cases[] = {{"d.dzt", Dzt(40, 11, 2, 16), 2048, 160},
-                 {"l.dt1", Dt1(20, 6, 2, 2), 0, 168},
-                 {"r.rd3", Words(16, 5, 16), 0, 32},
-                 {"i.iprb", Words(16, 5, 16), 0, 32},
-                 {"o.ogpr", Ogpr(30, 2, 2, "float", true), 2048, 480 + 128}};
+    } cases[] = {
+        {"d.dzt", Dzt(40, 11, 2, 16), 2048, 160},
+        {"l.dt1", Dt1(20, 6, 2, 2), 0, 168},
+        {"r.rd3", Words(16, 5, 16), 0, 32},
+        {"i.iprb", Words(16, 5, 16), 0, 32},
+#if TZM_WITH_SEGYIO
+        {"s.sgy", Segy(20, 3, 3, true), 3600, 280},
+#endif
+        {"o.ogpr", Ogpr(30, 2, 2, "float", true), 2048, 480 + 128}
+    };
     for (const auto& c : cases) {
-        const auto cut = [&](std::size_t length) {
-            folder.Write(c.name, c.whole.substr(0, length));
-            return RefusalOf(folder / c.name);
+        const auto file = folder.Write(c.name, c.whole);
+        const auto cut = [&](std::size_t length) { // shorter each time
+            std::filesystem::resize_file(file, length);
+            return RefusalOf(file);
         };
-        EXPECT_EQ(cut(c.whole.size()), "none") << c.name;
-        for (std::size_t length = 0; length < c.header + c.position; ++length)
+        EXPECT_EQ(RefusalOf(file), "none") << c.name;
+        for (std::size_t i = 100; i-- > 0;) // whole A-scans are taken, with a note
+            if (c.whole.size() * i / 100 >= c.header + c.position) cut(c.whole.size() * i / 100);
+        for (std::size_t length = c.header + c.position; length-- > 0;)
             ASSERT_NE(cut(length), "none") << c.name << length;
-        for (std::size_t i = 0; i < 100; ++i) cut(c.whole.size() * i / 100); // whole A-scans are taken, with a note
     }
 }
 
@@ -439,5 +622,94 @@ TEST(Survey, TakesTheFilesOfAnArrayAsChannels) {
                              R"({"files": [{"file": "d.rd3", "first": 9}]})", R"({"files": ["none.rd3"]})"})
         EXPECT_NE(refusal({folder.Write("survey.json", text)}), "none") << text;
 }
+
+TEST(Survey, BringsFilesToOneIntervalWhenAsked) {
+    const TemporaryFolder folder;
+    const auto line = [&](const std::string& name, int samples, double deltaT, int ascans, double deltaX) {
+        Recording recording;
+        recording.size = {samples, ascans, 1};
+        recording.data = AllocateSamples(recording.size.Count());
+        for (int a = 0; a < ascans; ++a)
+            for (int s = 0; s < samples; ++s) // 200 MHz in time, half a wave along 10 m
+                recording.data[a * samples + s] =
+                    float(std::sin(2 * M_PI * 2e8 * s * deltaT) * std::cos(0.1 * M_PI * a * deltaX));
+        recording.deltaT = deltaT;
+        recording.deltaX = deltaX;
+        WriteRecording(recording, folder / name);
+        return folder / name;
+    };
+    const auto fine = line("fine.f32", 200, 0.5e-9, 101, 0.05), coarse = line("coarse.f32", 90, 0.8e-9, 26, 0.2);
+    EXPECT_THROW(OpenSurvey({coarse, fine}), FormatError);
+    ReadOptions options;
+    options.resample = true;
+    Recording both = ReadRecording(*OpenSurvey({coarse, fine}, options));
+    ASSERT_TRUE((both.size == Dimensions{200, 101, 2})) << both.size.Text();
+    EXPECT_DOUBLE_EQ(both.deltaT, 0.5e-9);
+    EXPECT_DOUBLE_EQ(both.deltaX, 0.05);
+    EXPECT_EQ(both.notes.size(), 2u);
+    for (int a = 0; a < 101; a += 20)
+        for (int s = 30; s < 110; ++s)
+            EXPECT_NEAR(both.Bscan(0)[a * 200 + s], both.Bscan(1)[a * 200 + s], 2e-3) << a << s;
+    EXPECT_EQ(both.Bscan(0)[199], 0); // beyond the shorter A-scans
+}
+
+TEST(Spacing, IsMadeEvenAsPositionsTell) {
+    const TemporaryFolder folder;
+    Recording recording;
+    recording.size = {4, 9, 2};
+    recording.data = AllocateSamples(72);
+    recording.coordinates = "EPSG:32632";
+    const double at[] = {0, 0.1, 0.1, 0.1, 0.2, 0.6, 0.7, 0.8, 1.0}; // standing still, then too fast
+    for (int a = 0; a < 9; ++a) {
+        recording.positions.push_back({0, a, 500000 + at[a] * 0.6, 5000000 + at[a] * 0.8, 10});
+        for (int z = 0; z < 2; ++z)
+            for (int s = 0; s < 4; ++s) recording.Bscan(z)[a * 4 + s] = float(at[a] * (1 + z) + s);
+    }
+    WriteRecording(recording, folder / "walk.h5");
+    ReadOptions options;
+    options.deltaX = 0.1;
+    Recording even = ReadRecording(*OpenSurvey({folder / "walk.h5"}, options));
+    ASSERT_TRUE((even.size == Dimensions{4, 11, 2})) << even.size.Text();
+    for (int z = 0; z < 2; ++z)
+        for (int a = 0; a < 11; ++a)
+            for (int s = 0; s < 4; ++s) EXPECT_NEAR(even.Bscan(z)[a * 4 + s], 0.1 * a * (1 + z) + s, 1e-5) << z << a;
+    EXPECT_NEAR(even.positions.at(5).east, 500000.3, 1e-6);
+    EXPECT_NE(even.notes.at(0).find("A-scans lie 0 to 0.4 m apart; they are resampled to 0.1 m"), std::string::npos);
+    recording.positions.clear();
+    WriteRecording(recording, folder / "wait.h5");
+    const auto told = OpenSurvey({folder / "wait.h5"}, options);
+    EXPECT_EQ(told->About().size.ascans, 9);
+    EXPECT_DOUBLE_EQ(told->About().deltaX, 0.1);
+    EXPECT_TRUE(told->About().knowsDeltaX);
+}
+
+#if TZM_WITH_PROJ
+TEST(Projection, PlacesARecordingInTheMapAndBack) {
+    EXPECT_EQ(UtmZone(11.5, 47.5), "EPSG:32632");
+    EXPECT_EQ(UtmZone(-180, -10), "EPSG:32701");
+    Recording recording = Told(); // in degrees, towards east and south
+    std::string system;
+    const std::vector<Position> metres = PositionsInMetres(recording, system);
+    EXPECT_EQ(system, "EPSG:32629");
+    EXPECT_NEAR(metres[0].east, 311791.0, 100); // 2.5 degrees west of the meridian 9 W
+    EXPECT_NEAR(metres[0].north, 5263900.0, 1500);
+    const Placement place = PlacementOf(recording);
+    EXPECT_NEAR(place.along[0], 0.534, 0.002); // 0.560 from true north, which is 1.85 degrees off there
+    EXPECT_NEAR(place.along[1], -0.845, 0.002);
+    EXPECT_NEAR(place.across[0], place.along[1], 1e-12); // to the right of the way
+    Recording projected = Told();
+    projected.positions = metres;
+    projected.coordinates = system;
+    const Json::Value track = TrackGeoJson(projected)["features"][0];
+    EXPECT_EQ(track["geometry"]["type"], "LineString");
+    EXPECT_EQ(track["properties"]["channel"], "low");
+    EXPECT_NEAR(track["geometry"]["coordinates"][5][0].asDouble(), recording.positions[5].east, 1e-8);
+    EXPECT_NEAR(track["geometry"]["coordinates"][5][1].asDouble(), recording.positions[5].north, 1e-8);
+    projected.coordinates = "EPSG:nowhere";
+    EXPECT_THROW(TrackGeoJson(projected), Refusal);
+    projected.positions.resize(1);
+    EXPECT_THROW(PlacementOf(projected), Refusal);
+}
+#endif
 
 } // namespace TZM

@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const char *fuzzed, *other;
     };
     constexpr Kind kinds[] = {{".dzt", ".dzg"},   {".ogpr", ".txt"}, {".hd", ".dt1"},  {".rad", ".rd3"},
-                              {".iprh", ".iprb"}, {".dzg", ".dzt"},  {".gps", ".dt1"}, {".cor", ".rd3"}};
+                              {".iprh", ".iprb"}, {".dzg", ".dzt"},  {".gps", ".dt1"}, {".cor", ".rd3"},
+                              {".sgy", ".txt"}};
     if (!known || size < 1) return 0;
     const Kind kind = kinds[data[0] % std::size(kinds)];
     const auto with = [](const char* extension) { return std::filesystem::path(stem).concat(extension); };

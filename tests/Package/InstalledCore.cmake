@@ -10,7 +10,7 @@ function(run)
   endif()
 endfunction()
 
-foreach(component Core CoreDevelopment)
+foreach(component Core Formats CoreDevelopment)
   run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${scratch}/prefix --component ${component})
 endforeach()
 run(${CMAKE_COMMAND} -S ${EXAMPLE} -B ${scratch}/build -DCMAKE_PREFIX_PATH=${scratch}/prefix -DCMAKE_CXX_COMPILER=${COMPILER}

@@ -231,12 +231,25 @@ vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file
     return reader;
 }
 
+/// Puts an image into the map: samples run down, in metres of depth where the permittivity is known, else in ns.
+static void Place(const Recording& recording, vtkImageData* image) {
+    constexpr double kLight = 299792458;
+    const Placement& place = *recording.placement;
+    const double step = recording.permittivity ? recording.deltaT * kLight / 2 / std::sqrt(*recording.permittivity)
+                                               : recording.deltaT / kNanosecond;
+    const double first = recording.FirstTime() / recording.deltaT * step;
+    image->SetSpacing(step, recording.deltaX, recording.lineSpacing.value_or(1));
+    image->SetOrigin(place.east, place.north, place.height - first);
+    image->SetDirectionMatrix(0, place.along[0], place.across[0], 0, place.along[1], place.across[1], -1, 0, 0);
+}
+
 vtkSmartPointer<vtkImageData> ImageOf(const Recording& recording) {
     const auto image = vtkSmartPointer<vtkImageData>::New();
     image->SetDimensions(recording.size.samples, recording.size.ascans, recording.size.bscans);
     const double spacing = recording.deltaT / kNanosecond;
     image->SetSpacing(spacing, recording.deltaX, recording.lineSpacing.value_or(1));
     image->SetOrigin(recording.startTime / kNanosecond + recording.firstSample * spacing, recording.startX, 0);
+    if (recording.placement) Place(recording, image);
     const vtkNew<SampleArray> samples;
     samples->Hold(recording.data, recording.size.Count());
     image->GetPointData()->SetScalars(samples);
