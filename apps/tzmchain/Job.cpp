@@ -22,7 +22,10 @@
 #include <vtkVersion.h>
 
 #include <algorithm>
+#include <fstream>
 #include <functional>
+#include <future>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -166,44 +169,65 @@ std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
 /// step prepared it, and the image.
 class Stages {
 public:
-    Stages(const Chain& of, const Recording& recording)
-        : chain(of), choice(ChooseBscans(recording)), all{Stage("input", recording, choice)} {}
+    Stages(const Chain& of, const Recording& recording) : chain(of), choice(ChooseBscans(recording)) {
+        for (std::size_t i = 2; i < chain.steps.size() && prepared == 0; ++i)
+            if (chain.steps[i].Info().migrates) prepared = i;
+    }
 
-    void Observe(std::size_t next, const Recording& block) {
-        if (!chain.steps[next].Info().migrates || next < 2 || all.size() > 1) return;
-        all.emplace_back(TitleOf(chain, 0, next), block, choice);
-        shown = next;
+    /// B-scans of the block that a step gets; of the image, behind the last step.
+    void Observe(std::size_t step, const Recording& part, int firstBscan, int bscans) {
+        const bool image = step == chain.steps.size();
+        if (step != 0 && step != prepared && !image) return;
+        if (firstBscan == 0) {
+            Recording about = part.About();
+            about.size.bscans = bscans;
+            all.insert_or_assign(
+                step, Stage(step == 0 ? "input" : TitleOf(chain, image ? prepared : 0, step), about, choice));
+            if (image) slabs = DepthSlabs(about);
+        }
+        all.at(step).Take(firstBscan, part);
+        if (image) slabs.Take(firstBscan, part);
     }
 
     std::vector<std::string> Draw(const RunResult& result, const fs::path& folder, const Style& style) {
-        all.emplace_back(TitleOf(chain, shown, chain.steps.size()), result.image, choice);
+        std::vector<Stage> stages;
+        for (auto& [step, stage] : all) stages.push_back(std::move(stage));
         for (const StepReport& report : result.steps) // the input counts from the time zero that was found in it
-            if (!report.shifts.empty() && report.input.samples == all.front().bscans.size.samples)
+            if (!report.shifts.empty() && report.input.samples == stages.front().bscans.size.samples)
                 for (std::size_t i = 0; i < choice.indices.size(); ++i)
-                    all.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
-        std::vector<std::string> files = DrawBscans(choice, all, folder, style);
-        for (const std::string& file : DrawAcross(all, folder, style)) files.push_back(file);
+                    stages.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
+        std::vector<std::string> files = DrawBscans(choice, stages, folder, style);
+        for (const std::string& file : DrawAcross(stages, folder, style)) files.push_back(file);
+        for (const std::string& file : slabs.Draw(folder, style)) files.push_back(file);
         return files;
     }
 
 private:
     const Chain& chain;
     const Choice choice;
-    std::vector<Stage> all;
-    std::size_t shown = 0; // steps that came before the last of these
+    std::map<std::size_t, Stage> all; // by the step ahead of which they are taken
+    DepthSlabs slabs;
+    std::size_t prepared = 0; // steps that prepare the block ahead of the migration; 0: it isn't shown
 };
 
-/// Where a job's recording comes from. What `open` gives has no samples if `read` is there to fetch them.
+/// Where a job's recording comes from. What `open` gives has no samples if `source` is there to fetch them.
 struct Input {
     std::string task;
     double samples; // of a recording that comes with them
     std::function<Recording(OutputFolder&)> open;
-    std::function<Recording()> read;
+    std::unique_ptr<RecordingSource> source;
 };
+
+/// Shows the pictures what they keep.
+void Show(RunOptions& run, Stages& stages) {
+    run.observe = [&](std::size_t step, const Recording& part, int first, int bscans) {
+        stages.Observe(step, part, first, bscans);
+    };
+}
 
 RunResult RunWatched(const Chain& chain, Recording recording, Stages& stages, Progress& progress) {
     RunOptions run;
-    run.observe = [&](std::size_t i, const Recording& block) { stages.Observe(i, block); };
+    Show(run, stages);
     run.progress = [&](std::size_t i, double share) {
         if (share == 0) progress.Begin(chain.steps[i].Info().name);
         progress.Share(share);
@@ -221,6 +245,61 @@ RunResult RunWatched(const Chain& chain, Recording recording, Stages& stages, Pr
     }
 }
 
+/// Bytes that blocks may take: what is told, else half of what is free now.
+std::int64_t MemoryLimit(const JobOptions& options) {
+    if (options.memory > 0) return static_cast<std::int64_t>(std::min(options.memory, std::uint64_t{1} << 62));
+    std::ifstream info("/proc/meminfo");
+    std::int64_t kilobytes = std::int64_t{1} << 21; // if the system doesn't tell
+    for (std::string line; std::getline(info, line);)
+        if (line.rfind("MemAvailable:", 0) == 0) kilobytes = std::strtoll(line.c_str() + 13, nullptr, 10);
+    std::int64_t bytes = kilobytes * 1024;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY)
+        bytes = std::min(bytes, static_cast<std::int64_t>(limit.rlim_cur));
+    return bytes / 2;
+}
+
+/// Whether input and result together take more memory than they may. A single B-scan is worked on as a whole.
+bool TooLarge(const Recording& recording, const JobOptions& options) {
+    constexpr double kBlocks = 2.6; // at the peak of a run on the whole block
+    const double bytes = double(recording.size.Count()) * sizeof(float);
+    return recording.size.bscans > 1 && (kBlocks * bytes > double(MemoryLimit(options)) ||
+                                         recording.size.Count() > std::numeric_limits<std::int32_t>::max());
+}
+
+/// Runs a chain on a recording that memory doesn't hold, from file to file.
+RunResult RunInChunks(const Chain& chain, RecordingSource& source, const fs::path& image, const JobOptions& options,
+                      Stages& stages, Progress& progress) {
+    StreamOptions run;
+    run.memory = MemoryLimit(options);
+    run.threads = options.threads;
+    run.scratch = image.parent_path();
+    Show(run, stages);
+    run.progress = [&](std::size_t, double share) {
+        progress.Share(share);
+        return true;
+    };
+    std::vector<std::string> notes;
+    run.done = [&](std::size_t, const StepReport& report) {
+        notes.insert(notes.end(), report.notes.begin(), report.notes.end());
+    };
+    RunResult result;
+    progress.Do("chain", source.About().size.Text() + " in chunks",
+                [&] { result = chain.Stream(source, *OpenSink(image), run); });
+    for (const std::string& note : notes) progress.Note(note);
+    return result;
+}
+
+/// A recording with something of what the chain settled for it, as a source of its samples.
+class Settled final : public RecordingSource {
+public:
+    Settled(RecordingSource& of, const Recording& recording) : RecordingSource(recording.About()), source(of) {}
+    void Read(int firstBscan, int bscans, float* out) override { source.Read(firstBscan, bscans, out); }
+
+private:
+    RecordingSource& source;
+};
+
 void Work(const JobOptions& options, const Input& input) {
     Progress progress(options.quiet, isatty(STDERR_FILENO) != 0);
     if (options.threads > 0) omp_set_num_threads(options.threads);
@@ -236,23 +315,31 @@ void Work(const JobOptions& options, const Input& input) {
     };
     Chain chain;
     std::vector<std::string> warnings;
+    bool chunks = false; // memory doesn't hold the block
     const auto prepare = [&] {
         chain = ChosenChain(options, recording);
         warnings = Prepare(chain, recording, options);
         const auto samples = static_cast<double>(recording.size.Count());
-        if (input.read) progress.Plan(input.task, samples * kReadCost);
-        for (const Step& step : chain.steps) progress.Plan(step.Info().name, samples * step.Info().cost);
-        progress.Plan("pictures", samples * kPictureCost);
-        progress.Plan("image", samples * kWriteCost);
+        chunks = input.source && TooLarge(recording, options);
+        if (input.source && !chunks) progress.Plan(input.task, samples * kReadCost);
+        double cost = 0;
+        for (const Step& step : chain.steps) {
+            if (!chunks) progress.Plan(step.Info().name, samples * step.Info().cost);
+            cost += step.Info().cost;
+        }
+        if (chunks) progress.Plan("chain", samples * (cost + kReadCost + kWriteCost));
+        progress.Plan("pictures", samples * (chunks ? 0 : kPictureCost));
+        if (!chunks) progress.Plan("image", samples * kWriteCost);
     };
-    if (input.read) { // what can be refused is refused ahead of it
+    if (input.source) { // what can be refused is refused ahead of it
         recording = input.open(folder);
         prepare();
-        timed(input.task, "", [&] {
-            const Recording read = input.read();
-            recording.data = read.data;
-            recording.checksum = read.checksum;
-        });
+        if (!chunks)
+            timed(input.task, "", [&] {
+                const Recording read = ReadRecording(*input.source);
+                recording.data = read.data;
+                recording.checksum = read.checksum;
+            });
     } else {
         progress.Plan(input.task, input.samples * kReadCost);
         timed(input.task, "", [&] {
@@ -260,23 +347,36 @@ void Work(const JobOptions& options, const Input& input) {
             prepare();
         });
     }
-    RequireFinite(recording, recording.file.string());
+    if (!chunks) RequireFinite(recording, recording.file.string());
     for (const std::string& note : recording.notes) progress.Note("note: " + note);
     for (const std::string& warning : warnings) progress.Note("warning: " + warning);
 
     if (options.place) recording.placement = PlacementOf(recording);
     Stages stages(chain, recording);
-    const Recording about = recording.About();
-    const RunResult result = RunWatched(chain, std::move(recording), stages, progress);
+    Recording about = recording.About();
+    RunResult result;
+    if (chunks) {
+        std::future<std::string> checksum =
+            std::async(options.threads == 1 ? std::launch::deferred : std::launch::async,
+                       [&] { return input.source->Checksum(); });
+        Settled source(*input.source, recording);
+        result = RunInChunks(chain, source, folder.Path() / kImage, options, stages, progress);
+        about.checksum = checksum.get();
+        input.source->RequireChecksum(about.checksum);
+    } else {
+        result = RunWatched(chain, std::move(recording), stages, progress);
+    }
     Style style = options.style;
     style.caption = warnings;
     std::vector<std::string> outputs;
-    timed("pictures", "", [&] {
-        outputs = stages.Draw(result, folder.Path(), style);
-        const auto slices = DrawDepthSlices(result.image, folder.Path(), style);
-        outputs.insert(outputs.end(), slices.begin(), slices.end());
-    });
-    timed("image", result.image.size.Text(), [&] { WriteVti(ImageOf(result.image), folder.Path() / kImage); });
+    timed("pictures", "", [&] { outputs = stages.Draw(result, folder.Path(), style); });
+    if (!chunks)
+        timed("image", result.image.size.Text(), [&] {
+            const auto sink = OpenSink(folder.Path() / kImage);
+            sink->Begin(result.image);
+            sink->Write(result.image.data.get(), result.image.size.bscans);
+            sink->End();
+        });
 
     const Json::Value seconds = recipe["seconds"];
     recipe = RecipeOf(chain, about, result, warnings);
@@ -299,13 +399,9 @@ void Work(const JobOptions& options, const Input& input) {
 } // namespace
 
 void Run(const JobOptions& options) {
-    std::unique_ptr<RecordingSource> source;
-    Work(options, {"read", 0,
-                   [&](OutputFolder&) {
-                       source = OpenSurvey(options.inputs, options.reading);
-                       return source->About();
-                   },
-                   [&] { return ReadRecording(*source); }});
+    Input input{"read", 0, {}, OpenSurvey(options.inputs, options.reading)};
+    input.open = [&](OutputFolder&) { return input.source->About(); };
+    Work(options, input);
 }
 
 void Demo(const JobOptions& options, const Scene& scene) {

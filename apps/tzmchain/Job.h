@@ -26,6 +26,7 @@ struct JobOptions {
     std::optional<std::string> migration;  ///< likewise
     int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
     bool place = false;                    ///< the image lies where the recording's positions are
+    std::uint64_t memory = 0;              ///< bytes that blocks may take; 0: half of what is free
     Style style;
     bool quiet = false;
 };

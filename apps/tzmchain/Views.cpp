@@ -63,20 +63,6 @@ std::string Range(double from, double to) {
     return Number(std::round(from / unit) * unit + 0.0, 10) + " to " + Number(std::round(to / unit) * unit, 10);
 }
 
-/// Mean magnitude over samples begin .. end - 1, one row per B-scan.
-std::vector<float> Slab(const Recording& image, int begin, int end) {
-    std::vector<float> slab;
-    slab.reserve(static_cast<std::size_t>(image.size.ascans) * image.size.bscans);
-    const float* ascan = image.data.get();
-    for (std::int64_t i = 0; i < std::int64_t{image.size.ascans} * image.size.bscans;
-         ++i, ascan += image.size.samples) {
-        float sum = 0;
-        for (int s = begin; s < end; ++s) sum += std::abs(ascan[s]);
-        slab.push_back(sum / static_cast<float>(end - begin));
-    }
-    return slab;
-}
-
 } // namespace
 
 Choice ChooseBscans(const Recording& recording) {
@@ -101,17 +87,21 @@ Choice ChooseBscans(const Recording& recording) {
 }
 
 Stage::Stage(const std::string& name, const Recording& recording, const Choice& choice)
-    : title(name), bscans(recording), timeZero(choice.indices.size(), recording.timeZero),
-      lineCount(recording.size.bscans) {
-    bscans.size.bscans = static_cast<int>(choice.indices.size());
+    : title(name), bscans(recording.About()), timeZero(choice.indices.size(), recording.timeZero),
+      across(static_cast<std::size_t>(recording.size.samples) * static_cast<std::size_t>(recording.size.bscans)),
+      lineCount(recording.size.bscans), indices(choice.indices) {
+    bscans.size.bscans = static_cast<int>(indices.size());
     bscans.data = AllocateSamples(bscans.size.Count());
-    const std::int64_t length = std::int64_t{bscans.size.samples} * bscans.size.ascans;
-    for (int i = 0; i < bscans.size.bscans; ++i)
-        std::copy_n(recording.Bscan(choice.indices[i]), length, bscans.Bscan(i));
-    for (int z = 0; z < lineCount; ++z) {
-        const float* middle = recording.Bscan(z) + std::int64_t{recording.size.ascans / 2} * recording.size.samples;
-        across.insert(across.end(), middle, middle + recording.size.samples);
-    }
+}
+
+void Stage::Take(int firstBscan, const Recording& part) {
+    const std::int64_t samples = part.size.samples, length = samples * part.size.ascans;
+    for (std::size_t i = 0; i < indices.size(); ++i)
+        if (const int z = indices[i] - firstBscan; z >= 0 && z < part.size.bscans)
+            std::copy_n(part.Bscan(z), length, bscans.Bscan(static_cast<int>(i)));
+    for (int z = 0; z < part.size.bscans; ++z)
+        std::copy_n(part.Bscan(z) + part.size.ascans / 2 * samples, samples,
+                    across.data() + (firstBscan + z) * samples);
 }
 
 Panel StagePanel(const Stage& stage, int i) {
@@ -176,25 +166,41 @@ std::vector<DepthSlice> DepthSlices(const Recording& image) {
     return slices;
 }
 
-std::vector<std::string> DrawDepthSlices(const Recording& image, const std::filesystem::path& folder,
-                                         const Style& style) {
-    if (image.size.bscans < 2) return {};
-    std::vector<std::vector<float>> slabs;
+DepthSlabs::DepthSlabs(const Recording& image) : about(image.About()) {
+    if (image.size.bscans < 2) return;
+    slices = DepthSlices(image);
+    slabs.resize(slices.size(), std::vector<float>(static_cast<std::size_t>(image.size.ascans) *
+                                                   static_cast<std::size_t>(image.size.bscans)));
+}
+
+void DepthSlabs::Take(int firstBscan, const Recording& part) {
+    const std::int64_t first = std::int64_t{firstBscan} * part.size.ascans,
+                       count = std::int64_t{part.size.ascans} * part.size.bscans;
+    const float* ascan = part.data.get();
+    for (std::int64_t a = 0; a < count; ++a, ascan += part.size.samples)
+        for (std::size_t i = 0; i < slices.size(); ++i) {
+            float sum = 0;
+            for (int s = slices[i].begin; s < slices[i].end; ++s) sum += std::abs(ascan[s]);
+            slabs[i][static_cast<std::size_t>(first + a)] = sum / static_cast<float>(slices[i].end - slices[i].begin);
+        }
+}
+
+std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, const Style& style) const {
+    if (slices.empty()) return {};
     std::vector<Panel> panels;
-    for (const DepthSlice& slice : DepthSlices(image)) {
-        slabs.push_back(Slab(image, slice.begin, slice.end));
+    for (std::size_t i = 0; i < slices.size(); ++i) {
         Panel panel;
-        panel.title = slice.title;
-        panel.data = slabs.back().data();
-        panel.columns = image.size.ascans;
-        panel.rows = image.size.bscans;
-        panel.rowStep = image.size.ascans;
-        panel.across = ScanAxis(image);
-        panel.equalScales = image.lineSpacing.has_value();
-        panel.down = LineAxis(image);
+        panel.title = slices[i].title;
+        panel.data = slabs[i].data();
+        panel.columns = about.size.ascans;
+        panel.rows = about.size.bscans;
+        panel.rowStep = about.size.ascans;
+        panel.across = ScanAxis(about);
+        panel.equalScales = about.lineSpacing.has_value();
+        panel.down = LineAxis(about);
         panels.push_back(panel);
     }
-    DrawPicture(folder / "depth-slices.png", image.file.stem().string() + ": mean magnitude of slabs, from above",
+    DrawPicture(folder / "depth-slices.png", about.file.stem().string() + ": mean magnitude of slabs, from above",
                 panels, kSlicesPerRow, {style.colours, style.caption, 0});
     return {"depth-slices.png"};
 }

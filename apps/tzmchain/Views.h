@@ -32,13 +32,18 @@ std::vector<DepthSlice> DepthSlices(const TZM::Recording& image);
 
 /// The chosen B-scans as they are at one place of the chain.
 struct Stage {
+    /// \param recording without its samples.
     Stage(const std::string& title, const TZM::Recording& recording, const Choice& choice);
+
+    /// Keeps what is drawn of B-scans of the recording, the first of which is `firstBscan`.
+    void Take(int firstBscan, const TZM::Recording& part);
 
     std::string title;
     TZM::Recording bscans;                    ///< one behind the other, kept when the recording itself is released
     std::vector<std::optional<int>> timeZero; ///< of each
     std::vector<float> across;                ///< the A-scan in the middle of every B-scan of the recording
     int lineCount;                            ///< of them
+    std::vector<int> indices;                 ///< of the chosen ones
 };
 
 /// The i-th of the chosen B-scans, with the time zero of its own.
@@ -53,9 +58,24 @@ std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stag
 std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
                                     const Style& style);
 
-/// Draws, on a linear scale, the mean magnitude of slabs of equal thickness that together make up the image, from
-/// above. Gives the name of the file, "depth-slices.png", or nothing for a single line.
-std::vector<std::string> DrawDepthSlices(const TZM::Recording& image, const std::filesystem::path& folder,
-                                         const Style& style);
+/// The mean magnitude of slabs of equal thickness that together make up an image.
+class DepthSlabs {
+public:
+    DepthSlabs() = default;
+    /// \param image without its samples.
+    explicit DepthSlabs(const TZM::Recording& image);
+
+    /// Takes B-scans of the image, the first of which is `firstBscan`.
+    void Take(int firstBscan, const TZM::Recording& part);
+
+    /// Draws them from above, on a linear scale. Gives the name of the file, "depth-slices.png", or nothing for a single
+    /// line.
+    std::vector<std::string> Draw(const std::filesystem::path& folder, const Style& style) const;
+
+private:
+    TZM::Recording about;
+    std::vector<DepthSlice> slices;
+    std::vector<std::vector<float>> slabs; ///< a row for each B-scan
+};
 
 } // namespace tzmchain

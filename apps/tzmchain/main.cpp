@@ -167,6 +167,9 @@ int Main(int argc, char** argv) {
                     "several files, a folder, a pattern or a survey document for several lines or channels")
         ->required();
     AddJobOptions(*run, options);
+    run->add_option("--memory", options.memory,
+                    "Memory that blocks may take, such as 2G; a larger recording goes in chunks")
+        ->transform(CLI::AsSizeValue(false));
     run->add_flag("--place", options.place, "Place image.vti where the recording's positions are");
     CLI::App* demo = app.add_subcommand("demo", "Make the recording of a reinforced slab and run the chain on it");
     AddJobOptions(*demo, options);

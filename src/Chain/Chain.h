@@ -11,6 +11,7 @@
 
 #include "Array/Export.h"
 #include "Chain/AlgorithmInfo.h"
+#include "Recording/Format.h"
 #include "Recording/Recording.h"
 #include "Recording/Refusal.h"
 
@@ -92,16 +93,26 @@ struct TZM_EXPORT RunOptions {
     /// Called ahead of a step (fraction 0), within it, and behind it (1), from the thread that called Run: false ends
     /// the run. Within a step the fraction is that of the loop over the B-scans that is under way, and never falls.
     std::function<bool(std::size_t step, double fraction)> progress;
-    /// Called ahead of every step with the block that it will get.
-    std::function<void(std::size_t step, const Recording& block)> observe;
+    /// Called with the block that a step will get, and with the image as the one behind the last step: all of it, or,
+    /// in a streamed run, its parts one behind the other.
+    std::function<void(std::size_t step, const Recording& part, int firstBscan, int blockBscans)> observe;
     /// Called behind every step.
     std::function<void(std::size_t step, const StepReport& report)> done;
 };
 
 /// What a run gives.
 struct TZM_EXPORT RunResult {
-    Recording image;
+    Recording image; ///< of a streamed run without its samples
     std::vector<StepReport> steps;
+    float lowest = 0, highest = 0; ///< of the image
+};
+
+/// How a chain is run on a recording that memory needn't hold.
+struct TZM_EXPORT StreamOptions : RunOptions {
+    /// Bytes that the blocks may take. A chunk holds at least one lane (5 or 7 B-scans where these divide the
+    /// recording, else 5) and the lines beside it that sums across B-scans need, even if that takes more.
+    std::int64_t memory = std::int64_t{1} << 30;
+    std::filesystem::path scratch; ///< a folder for blocks between two passes; empty: that of temporary files
 };
 
 /// Algorithms in the order of their work.
@@ -151,9 +162,20 @@ public:
     ///
     /// The sampling intervals of the process are those of the recording while it runs, and those of before behind it;
     /// so is "Global.ADBitResolution" of the configuration the width of the recording's digitiser, if nobody configured
-    /// another. Runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters, Refusal if the
-    /// image is empty or not finite, Exception::Cancelled, std::bad_alloc.
+    /// another. Runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters,
+    /// Refusal if the image is empty or not finite, Exception::Cancelled, std::bad_alloc.
     RunResult Run(Recording recording, const RunOptions& options = {}) const;
+
+    /// The same from file to file, in chunks of whole lanes, to the bits of Run whatever the memory. A step that
+    /// couples the block through a few numbers (a time zero, a mesh, the extremes) gets them in a pass of its own over
+    /// the chunks ahead of it; where that would repeat much work, the block ahead of it is kept in a scratch file. A
+    /// chunk is read and another written while one is worked on, unless one thread is asked for. The progress of the
+    /// run is told with the number of the step behind which it is done; RunOptions::done is called for all steps at the
+    /// end.
+    ///
+    /// Fails like Run; ChainError as well for a step that must see the whole block: a normalisation of B-scans with a
+    /// calibration in a recording of seven channels. The sink of a run that failed or was cancelled holds no image.
+    RunResult Stream(RecordingSource& source, RecordingSink& sink, const StreamOptions& options = {}) const;
 
     /// The chain as a document's list, with the parameters as they are.
     Json::Value Document() const;

@@ -2,7 +2,6 @@
 
 #include <json/version.h>
 
-#include <algorithm>
 #include <ctime>
 
 namespace TZM {
@@ -69,10 +68,8 @@ Json::Value RecipeOf(const Chain& chain, const Recording& input, const RunResult
     root["documents"]["calibration"] = AlgoBase::GetCalibrationString();
 
     root["image"] = Describe(result.image);
-    const float* data = result.image.data.get();
-    const auto [low, high] = std::minmax_element(data, data + result.image.size.Count());
-    root["image"]["min"] = *low;
-    root["image"]["max"] = *high;
+    root["image"]["min"] = result.lowest;
+    root["image"]["max"] = result.highest;
     return root;
 }
 

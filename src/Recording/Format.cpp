@@ -47,6 +47,7 @@ std::string FilesOf(const std::vector<const Format*>& formats) {
 } // namespace
 
 RecordingSource::~RecordingSource() = default;
+RecordingSink::~RecordingSink() = default;
 
 std::string RecordingSource::Checksum() const { return ChecksumOf(about.file); }
 
@@ -113,14 +114,26 @@ Recording ReadRecording(const fs::path& input, const ReadOptions& options) {
     return ReadRecording(*OpenRecording(input, options));
 }
 
-void WriteRecording(Recording& recording, const fs::path& file) {
+namespace {
+
+/// The form of a file that can be written in a certain way.
+template <class Way>
+const Format& Writable(const fs::path& file, Way Format::*way) {
     std::vector<const Format*> writable;
     for (const Format& format : Formats()) {
-        if (!format.write) continue;
+        if (!(format.*way)) continue;
         writable.push_back(&format);
-        if (Has(format, ExtensionOf(file))) return format.write(recording, file);
+        if (Has(format, ExtensionOf(file))) return format;
     }
     throw Refusal("can't write " + file.string() + ": recordings are written as " + FilesOf(writable));
 }
+
+} // namespace
+
+void WriteRecording(Recording& recording, const fs::path& file) {
+    Writable(file, &Format::write).write(recording, file);
+}
+
+std::unique_ptr<RecordingSink> OpenSink(const fs::path& file) { return Writable(file, &Format::sink).sink(file); }
 
 } // namespace TZM

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Recording/Recording.h"
+#include "Recording/Sink.h"
 
 namespace TZM {
 
@@ -59,6 +60,8 @@ struct TZM_EXPORT Format {
     /// Writes a recording and sets its `file` and `checksum`; none if that can't be done. \param file with the
     /// extension. Refusal if the file can't be written.
     std::function<void(Recording&, const std::filesystem::path& file)> write;
+    /// A file of this form that is written B-scan by B-scan; none if that can't be done.
+    std::function<std::unique_ptr<RecordingSink>(const std::filesystem::path& file)> sink = {};
 };
 
 /// Adds a form; one of the same name is replaced. Not while another thread reads or writes recordings.

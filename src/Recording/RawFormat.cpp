@@ -225,16 +225,14 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     return std::make_unique<RawSource>(std::move(recording), sidecar.Checksum(), sidecarFile);
 }
 
-void Write(Recording& recording, const fs::path& file) {
-    const auto bytes = static_cast<std::size_t>(recording.size.Count()) * sizeof(float);
-    recording.file = fs::path(file).replace_extension(".f32");
-    recording.checksum = ChecksumOf(recording.data.get(), bytes);
+/// The sidecar of a recording whose samples stand in `file`.
+std::string SidecarOf(const Recording& recording, const fs::path& file, const std::string& checksum) {
     Json::Value root;
-    root["file"] = recording.file.filename().string();
+    root["file"] = file.filename().string();
     root["dtype"] = "float32 little-endian";
     root["layout"] = "sample fastest";
     root["element"] = "(z*ascans+y)*samples+s";
-    root["sha256"] = recording.checksum;
+    root["sha256"] = checksum;
     root["samples"] = recording.size.samples;
     root["ascans"] = recording.size.ascans;
     root["bscans"] = recording.size.bscans;
@@ -254,15 +252,65 @@ void Write(Recording& recording, const fs::path& file) {
         pair.append(range.validLen);
         root["valid_ascans"].append(pair);
     }
-    WriteBytes(recording.file, recording.data.get(), bytes);
-    const std::string text = JsonText(root);
-    WriteBytes(fs::path(file).replace_extension(".json"), text.data(), text.size());
+    return JsonText(root);
+}
+
+class RawSink final : public RecordingSink {
+public:
+    explicit RawSink(const fs::path& to)
+        : file(fs::path(to).replace_extension(".f32")), sidecarFile(fs::path(to).replace_extension(".json")) {}
+
+    void Begin(const Recording& recording) override {
+        about = recording.About();
+        errno = 0;
+        out.open(file, std::ios::binary);
+        if (!out) throw CantWrite(file);
+    }
+
+    void Write(const float* samples, int bscans) override {
+        const std::int64_t bytes =
+            std::int64_t{about.size.samples} * about.size.ascans * bscans * std::int64_t{sizeof(float)};
+        errno = 0;
+        if (!out.write(reinterpret_cast<const char*>(samples), bytes)) throw CantWrite(file);
+        sum.Update(samples, static_cast<std::size_t>(bytes));
+    }
+
+    void End() override {
+        errno = 0;
+        if (!out.flush()) throw CantWrite(file);
+        checksum = sum.Hex();
+        const std::string text = SidecarOf(about, file, checksum);
+        WriteBytes(sidecarFile, text.data(), text.size());
+    }
+
+    const fs::path file, sidecarFile;
+    std::string checksum;
+
+private:
+    Recording about;
+    std::ofstream out;
+    ChecksumSum sum;
+};
+
+void Write(Recording& recording, const fs::path& file) {
+    RawSink sink(file);
+    sink.Begin(recording);
+    sink.Write(recording.data.get(), recording.size.bscans);
+    sink.End();
+    recording.file = sink.file;
+    recording.checksum = sink.checksum;
 }
 
 } // namespace
 
 Format RawFormat() {
-    return {"raw", "NAME.f32 or NAME.json (a raw block and its sidecar)", {".f32", ".json"}, {}, Open, Write};
+    return {"raw",
+            "NAME.f32 or NAME.json (a raw block and its sidecar)",
+            {".f32", ".json"},
+            {},
+            Open,
+            Write,
+            [](const fs::path& file) { return std::make_unique<RawSink>(file); }};
 }
 
 } // namespace TZM

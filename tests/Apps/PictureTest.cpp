@@ -139,6 +139,7 @@ TEST(Views, EveryChannelHasATimeZeroOfItsOwn) {
     Recording recording = Silent({4, 3, 10});
     const Choice choice = ChooseBscans(recording);
     Stage stage("input", recording, choice);
+    stage.Take(0, recording);
     stage.timeZero = {1, 2, 0, 3, 1};
     for (int i = 0; i < 5; ++i) EXPECT_NEAR(StagePanel(stage, i).down.origin, -*stage.timeZero[i] * 0.05, 1e-12) << i;
 }
@@ -150,7 +151,8 @@ TEST(Views, ShowTheMiddleLaneOfEveryChannel) {
     const Choice choice = ChooseBscans(recording);
     EXPECT_EQ(choice.indices, (std::vector<int>{15, 16, 17, 18, 19}));
     EXPECT_EQ(choice.names, recording.channels);
-    const Stage stage("input", recording, choice);
+    Stage stage("input", recording, choice);
+    stage.Take(0, recording);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(stage.bscans.Bscan(i)[5], static_cast<float>(15 + i));
 
     EXPECT_EQ(ChooseBscans(Silent({4, 3, 14})).indices, (std::vector<int>{7, 8, 9, 10, 11, 12, 13}));
@@ -167,12 +169,15 @@ TEST(Views, DrawBlocksOfAnyShape) {
         recording.permittivity = 9;
         recording.lineSpacing = 0.05;
         const Choice choice = ChooseBscans(recording);
-        const Stage stage("input", recording, choice);
+        Stage stage("input", recording, choice);
+        stage.Take(0, recording);
         const auto files =
             DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, {"a line", "another"}, 40});
         EXPECT_EQ(files.size(), choice.indices.size());
         EXPECT_EQ(DrawAcross({stage, stage}, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
-        EXPECT_EQ(DrawDepthSlices(recording, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
+        DepthSlabs slabs(recording);
+        slabs.Take(0, recording);
+        EXPECT_EQ(slabs.Draw(folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         for (const std::string& file : files) EXPECT_GT(Pixels(folder / file).Width(), 1000);
     }
 }

@@ -17,8 +17,10 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <locale>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "Imaging/Vti/VtkLog.h"
 #include "Recording/Format.h"
@@ -205,6 +207,88 @@ void WriteRecordingAsVti(Recording& recording, const std::filesystem::path& file
     recording.checksum = ChecksumOf(file);
 }
 
+/// Where an image lies: origin, spacing and direction of the axes, nine numbers in rows.
+struct Geometry {
+    explicit Geometry(const Recording& recording) {
+        spacing = {recording.deltaT / kNanosecond, recording.deltaX, recording.lineSpacing.value_or(1)};
+        origin = {recording.startTime / kNanosecond + recording.firstSample * spacing[0], recording.startX, 0};
+        direction = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+        if (recording.placement) Place(recording);
+    }
+
+    std::array<double, 3> origin, spacing;
+    std::array<double, 9> direction;
+
+private:
+    /// Into the map: samples run down, in metres of depth where the permittivity is known, else in ns.
+    void Place(const Recording& recording) {
+        constexpr double kLight = 299792458;
+        const Placement& place = *recording.placement;
+        if (recording.permittivity) spacing[0] = recording.deltaT * kLight / 2 / std::sqrt(*recording.permittivity);
+        origin = {place.east, place.north, place.height - recording.FirstTime() / recording.deltaT * spacing[0]};
+        direction = {0, place.along[0], place.across[0], 0, place.along[1], place.across[1], -1, 0, 0};
+    }
+};
+
+/// Writes the one kind of file that ImageOf and WriteVti write together, as its samples come.
+class VtiSink final : public RecordingSink {
+public:
+    explicit VtiSink(std::filesystem::path to) : file(std::move(to)) {}
+
+    void Begin(const Recording& about) override {
+        bscan = std::int64_t{about.size.samples} * about.size.ascans * std::int64_t{sizeof(float)};
+        const Geometry geometry(about);
+        std::ostringstream head;
+        head.imbue(std::locale::classic());
+        head.precision(17);
+        const auto list = [&](const char* name, const auto& numbers) {
+            const char* space = "";
+            head << " " << name << "=\"";
+            for (const auto number : numbers) head << std::exchange(space, " ") << number;
+            head << "\"";
+        };
+        const std::array<int, 6> extent{0, about.size.samples - 1, 0, about.size.ascans - 1, 0, about.size.bscans - 1};
+        head << "<?xml version=\"1.0\"?>\n<VTKFile type=\"ImageData\" version=\"1.0\" byte_order=\"LittleEndian\" "
+                "header_type=\"UInt64\">\n  <ImageData";
+        list("WholeExtent", extent);
+        list("Origin", geometry.origin);
+        list("Spacing", geometry.spacing);
+        list("Direction", geometry.direction);
+        head << ">\n  <Piece";
+        list("Extent", extent);
+        head << ">\n    <PointData Scalars=\"amplitude\">\n      <DataArray type=\"Float32\" Name=\"amplitude\" "
+                "format=\"appended\" offset=\"0\"/>\n    </PointData>\n    <CellData>\n    </CellData>\n  </Piece>\n  "
+                "</ImageData>\n  <AppendedData encoding=\"raw\">\n   _";
+        errno = 0;
+        out.open(file, std::ios::binary);
+        const std::string text = head.str();
+        const std::uint64_t bytes = static_cast<std::uint64_t>(bscan) * static_cast<std::uint64_t>(about.size.bscans);
+        Put(text.data(), static_cast<std::streamsize>(text.size()));
+        Put(&bytes, sizeof bytes);
+    }
+
+    void Write(const float* samples, int bscans) override {
+        errno = 0;
+        Put(samples, bscan * bscans);
+    }
+
+    void End() override {
+        const std::string tail = "\n  </AppendedData>\n</VTKFile>\n";
+        errno = 0;
+        Put(tail.data(), static_cast<std::streamsize>(tail.size()));
+        if (!out.flush()) throw CantWrite(file);
+    }
+
+private:
+    void Put(const void* bytes, std::streamsize count) {
+        if (!out.write(static_cast<const char*>(bytes), count)) throw CantWrite(file);
+    }
+
+    const std::filesystem::path file;
+    std::ofstream out;
+    std::int64_t bscan = 0; // bytes
+};
+
 /// The library is loaded: its form is known from then on.
 const bool registered = (RegisterVtiFormat(), true);
 
@@ -219,7 +303,8 @@ void RegisterVtiFormat() {
                                head.find("ImageData") != std::string::npos;
                     },
                     VtiSource::Open,
-                    WriteRecordingAsVti});
+                    WriteRecordingAsVti,
+                    [](const std::filesystem::path& file) { return std::make_unique<VtiSink>(file); }});
 }
 
 vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file) {
@@ -231,25 +316,13 @@ vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file
     return reader;
 }
 
-/// Puts an image into the map: samples run down, in metres of depth where the permittivity is known, else in ns.
-static void Place(const Recording& recording, vtkImageData* image) {
-    constexpr double kLight = 299792458;
-    const Placement& place = *recording.placement;
-    const double step = recording.permittivity ? recording.deltaT * kLight / 2 / std::sqrt(*recording.permittivity)
-                                               : recording.deltaT / kNanosecond;
-    const double first = recording.FirstTime() / recording.deltaT * step;
-    image->SetSpacing(step, recording.deltaX, recording.lineSpacing.value_or(1));
-    image->SetOrigin(place.east, place.north, place.height - first);
-    image->SetDirectionMatrix(0, place.along[0], place.across[0], 0, place.along[1], place.across[1], -1, 0, 0);
-}
-
 vtkSmartPointer<vtkImageData> ImageOf(const Recording& recording) {
     const auto image = vtkSmartPointer<vtkImageData>::New();
     image->SetDimensions(recording.size.samples, recording.size.ascans, recording.size.bscans);
-    const double spacing = recording.deltaT / kNanosecond;
-    image->SetSpacing(spacing, recording.deltaX, recording.lineSpacing.value_or(1));
-    image->SetOrigin(recording.startTime / kNanosecond + recording.firstSample * spacing, recording.startX, 0);
-    if (recording.placement) Place(recording, image);
+    const Geometry geometry(recording);
+    image->SetSpacing(geometry.spacing.data());
+    image->SetOrigin(geometry.origin.data());
+    image->SetDirectionMatrix(geometry.direction.data());
     const vtkNew<SampleArray> samples;
     samples->Hold(recording.data, recording.size.Count());
     image->GetPointData()->SetScalars(samples);

@@ -1,0 +1,377 @@
+// A chain from file to file, in chunks of whole lanes.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <future>
+#include <limits>
+#include <numeric>
+
+#include "Chain/Chain.h"
+#include "Chain/private/StepRun.h"
+#include "Framework/Cancelled.h"
+#include "Framework/private/LoopWatch.h"
+#include "Recording/private/Text.h"
+
+namespace TZM {
+
+namespace {
+
+/// Blocks that live at once: a chunk and what a step makes of it, the chunk that is read ahead, the one that is
+/// written.
+constexpr int kBlocks = 4;
+/// Work per sample, on the scale of AlgorithmInfo::cost, that costs less than to write a block and read it again.
+constexpr double kRepeated = 12, kReadCost = 14, kWriteCost = 6;
+
+/// B-scans of which a chunk holds a whole number. Five keep their places for whatever counts them by five.
+int LaneOf(int bscans) { return bscans % 5 != 0 && bscans % 7 == 0 ? 7 : 5; }
+
+/// A run of B-scans, and the run with margins from which it is made.
+struct Chunk {
+    int begin, end;         ///< what it gives
+    int readBegin, readEnd; ///< what it takes
+};
+
+/// Whole lanes, up to `most` B-scans in each with its margins of `beside` B-scans; at least one lane. Lanes of seven
+/// don't come as multiples of 35, which would be taken for lanes of five.
+std::vector<Chunk> Cut(int bscans, std::int64_t most, int beside) {
+    const int lane = LaneOf(bscans), lanes = (bscans + lane - 1) / lane, margin = (beside + lane - 1) / lane;
+    const int core = static_cast<int>(std::clamp<std::int64_t>(most / lane - 2 * margin, 1, lanes));
+    std::vector<Chunk> chunks;
+    for (int first = 0; first < lanes;) {
+        int count = std::min(core, lanes - first);
+        const auto ends = [&] {
+            return std::pair(std::max(0, first - margin), std::min(lanes, first + count + margin));
+        };
+        auto [from, to] = ends();
+        while (to - from < std::min(lanes, 2 * margin + 1)) from > 0 ? --from : ++to; // a window needs room
+        if (lane == 7 && (to - from) % 5 == 0) {
+            if (from > 0)
+                --from;
+            else if (to < lanes)
+                ++to;
+        }
+        chunks.push_back(
+            {first * lane, std::min((first + count) * lane, bscans), from * lane, std::min(to * lane, bscans)});
+        first += count;
+    }
+    return chunks;
+}
+
+/// What is known of B-scans begin .. end - 1 of a recording.
+Recording About(const Recording& whole, int begin, int end) {
+    Recording part = whole.About();
+    part.size.bscans = end - begin;
+    const auto cut = [&](auto& perBscan) {
+        if (perBscan.size() == static_cast<std::size_t>(whole.size.bscans))
+            perBscan = {perBscan.begin() + begin, perBscan.begin() + end};
+    };
+    cut(part.validRanges);
+    cut(part.timeZeros);
+    part.positions.clear();
+    return part;
+}
+
+/// B-scans of a part, as a view that holds on to its samples.
+Recording View(const Recording& part, int begin, int end) {
+    Recording view = About(part, begin, end);
+    view.data = Samples(part.data, part.data.get() + std::int64_t{begin} * part.size.samples * part.size.ascans);
+    return view;
+}
+
+/// A block on disk, without a name: it goes with its owner, however that ends.
+class Scratch {
+public:
+    Scratch(const std::filesystem::path& folder, const Recording& recording)
+        : about(recording), place(folder.empty() ? std::filesystem::temp_directory_path() : folder) {
+        std::string name = (place / ".tzm-scratch-XXXXXX").string();
+        errno = 0;
+        file = mkostemp(name.data(), O_CLOEXEC);
+        if (file < 0) throw CantWrite(place);
+        unlink(name.c_str());
+    }
+    ~Scratch() { close(file); }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    const Recording& AboutIt() const { return about; }
+
+    void Write(int first, int count, const float* samples) {
+        Transfer(first, count, [&](std::size_t bytes, std::int64_t at, std::int64_t done) {
+            return pwrite(file, reinterpret_cast<const char*>(samples) + done, bytes, at);
+        });
+    }
+    void Read(int first, int count, float* samples) const {
+        Transfer(first, count, [&](std::size_t bytes, std::int64_t at, std::int64_t done) {
+            return pread(file, reinterpret_cast<char*>(samples) + done, bytes, at);
+        });
+    }
+    /// Gives the disk back what the B-scans ahead of one take.
+    void Forget(int bscan) const {
+        fallocate(file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, BytesOf(bscan)); // where the file system can
+    }
+
+private:
+    std::int64_t BytesOf(int bscans) const {
+        return std::int64_t{about.size.samples} * about.size.ascans * std::int64_t{sizeof(float)} * bscans;
+    }
+
+    template <class Function>
+    void Transfer(int first, int count, Function transfer) const {
+        for (std::int64_t done = 0; done < BytesOf(count);) {
+            errno = 0;
+            const ssize_t now = transfer(static_cast<std::size_t>(BytesOf(count) - done), BytesOf(first) + done, done);
+            if (now <= 0 && errno != EINTR) throw CantWrite(place);
+            done += std::max<ssize_t>(now, 0);
+        }
+    }
+
+    const Recording about;
+    const std::filesystem::path place;
+    int file;
+};
+
+/// Work that may go on beside the caller's, one task at a time.
+class Beside {
+public:
+    explicit Beside(bool threads) : policy(threads ? std::launch::async : std::launch::deferred) {}
+    ~Beside() {
+        if (task.valid()) task.wait();
+    }
+    template <class Function>
+    void Start(Function function) {
+        Wait();
+        task = std::async(policy, std::move(function));
+    }
+    /// What the task threw passes through.
+    void Wait() {
+        if (task.valid()) task.get();
+    }
+
+private:
+    const std::launch policy;
+    std::future<void> task;
+};
+
+/// Steps begin .. end - 1 over all chunks.
+struct Pass {
+    std::size_t begin, end;
+    bool looks; ///< at the block ahead of step `end`
+    bool keeps; ///< what it makes: in the scratch file, or, behind the last step, in the sink
+};
+
+class Streaming {
+public:
+    Streaming(const std::vector<Step>& ofChain, RecordingSource& from, RecordingSink& to, const StreamOptions& with)
+        : steps(ofChain), source(from), sink(to), options(with), abouts(steps.size() + 1), findings(steps.size()) {
+        abouts[0] = source.About();
+        result.steps.resize(steps.size());
+        for (std::size_t i = 0; i < steps.size(); ++i) result.steps[i].algorithm = steps[i].Info().name;
+    }
+
+    RunResult Run() {
+        const std::vector<Pass> passes = Plan();
+        for (const Pass& pass : passes) planned += CostOf(pass);
+        result.lowest = std::numeric_limits<float>::infinity(), result.highest = -result.lowest;
+        for (const Pass& pass : passes) {
+            Go(pass);
+            workDone += CostOf(pass);
+        }
+        result.image = abouts.back();
+        for (std::size_t i = 0; options.done && i < steps.size(); ++i) options.done(i, result.steps[i]);
+        return std::move(result);
+    }
+
+private:
+    /// A pass ahead of every step that couples the block; where that is expensive, it goes on from there.
+    std::vector<Pass> Plan() const {
+        std::vector<Pass> passes;
+        std::size_t from = 0;
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            const Coupling coupling = steps[i].CouplingNow();
+            if (!coupling.throughFindings) continue;
+            double cost = 0;
+            for (std::size_t k = from; k < i; ++k) cost += steps[k].Info().cost;
+            const bool keeps = cost > kRepeated;
+            passes.push_back({from, i, true, keeps});
+            if (keeps) from = i;
+        }
+        passes.push_back({from, steps.size(), false, true});
+        return passes;
+    }
+
+    double CostOf(const Pass& pass) const {
+        double cost = kReadCost + (pass.keeps ? kWriteCost : 0);
+        for (std::size_t i = pass.begin; i < pass.end; ++i) cost += steps[i].Info().cost;
+        return cost;
+    }
+
+    /// B-scans on each side that the steps of a pass need beside those that they give.
+    int MarginOf(const Pass& pass) const {
+        int beside = 0;
+        for (std::size_t i = pass.begin; i < pass.end; ++i)
+            if (const Coupling coupling = steps[i].CouplingNow(); coupling.scope == Coupling::Neighbours)
+                beside += coupling.neighbours;
+        return beside;
+    }
+
+    void Go(const Pass& pass) {
+        for (std::size_t i = pass.begin; i < pass.end; ++i) {
+            abouts[i + 1] = Outcome(steps[i], abouts[i]);
+            StepReport& report = result.steps[i];
+            report.input = abouts[i].size;
+            report.output = abouts[i + 1].size;
+            report.shifts.clear(), report.notes.clear();
+            if (findings[i]) Conclude(steps[i], abouts[i], findings[i], abouts[i + 1], report);
+        }
+        const Recording &in = abouts[pass.begin], &out = abouts[pass.end];
+        const std::int64_t largest = std::max(in.size.Count(), out.size.Count()) / in.size.bscans;
+        std::int64_t most = options.memory / kBlocks / (largest * std::int64_t{sizeof(float)});
+        most = std::min(most, std::int64_t{std::numeric_limits<int>::max()} / largest);
+        const std::vector<Chunk> chunks = Cut(in.size.bscans, most, MarginOf(pass));
+        RequirePlaces(pass, chunks.size() > 1);
+
+        const bool last = pass.end == steps.size();
+        std::unique_ptr<Scratch> kept;
+        if (pass.keeps && last) sink.Begin(out);
+        if (pass.keeps && !last) kept = std::make_unique<Scratch>(options.scratch, out);
+        Findings found;
+        const bool threads = options.threads != 1;
+        Samples ahead; // of the next chunk
+        Beside reading(threads), writing(threads);
+        const auto read = [&](std::size_t c) {
+            reading.Start([&, c] {
+                const int count = chunks[c].readEnd - chunks[c].readBegin;
+                ahead = AllocateSamples(About(in, 0, count).size.Count());
+                if (scratch)
+                    scratch->Read(chunks[c].readBegin, count, ahead.get());
+                else
+                    source.Read(chunks[c].readBegin, count, ahead.get());
+            });
+        };
+        read(0);
+        for (std::size_t c = 0; c < chunks.size(); ++c) {
+            reading.Wait();
+            const Chunk& chunk = chunks[c];
+            Recording block = About(in, chunk.readBegin, chunk.readEnd);
+            block.data = std::move(ahead);
+            if (c + 1 < chunks.size()) read(c + 1);
+            if (pass.begin == 0) RequireFiniteIn(block, chunk.readBegin, in.file.string());
+            chunkShare = double(c) / double(chunks.size()), chunkPart = 1. / double(chunks.size());
+            const Recording made = WorkOn(pass, chunk, std::move(block));
+            if (scratch && pass.keeps && c + 1 < chunks.size()) scratch->Forget(chunks[c + 1].readBegin);
+            if (pass.looks) {
+                Findings part = LookAt(steps[pass.end], made, {chunk.begin, out.size.bscans});
+                if (found)
+                    found->Merge(*part);
+                else
+                    found = std::move(part);
+            }
+            if (last) Finish(made, chunk);
+            if (pass.keeps)
+                writing.Start([&, made, chunk] {
+                    if (last)
+                        sink.Write(made.data.get(), made.size.bscans);
+                    else
+                        kept->Write(chunk.begin, made.size.bscans, made.data.get());
+                });
+        }
+        writing.Wait();
+        if (last) sink.End();
+        if (pass.looks) findings[pass.end] = std::move(found);
+        if (kept) scratch = std::move(kept);
+    }
+
+    /// What the steps of a pass make of a chunk, without its margins.
+    Recording WorkOn(const Pass& pass, const Chunk& chunk, Recording block) {
+        const int bscans = abouts[pass.begin].size.bscans;
+        const auto core = [&](const Recording& of) {
+            return View(of, chunk.begin - chunk.readBegin, chunk.end - chunk.readBegin);
+        };
+        for (std::size_t i = pass.begin; i < pass.end; ++i) {
+            if (options.observe && pass.keeps) options.observe(i, core(block), chunk.begin, bscans);
+            double before = kReadCost, told = -1;
+            for (std::size_t k = pass.begin; k < i; ++k) before += steps[k].Info().cost;
+            const auto tell = [&](double share) {
+                if (!options.progress || share <= told) return true;
+                told = share;
+                const double work = (before + share * steps[i].Info().cost) * chunkPart + CostOf(pass) * chunkShare;
+                return options.progress(i, std::min(1., (workDone + work) / planned));
+            };
+            const LoopWatch watch(tell);
+            if (!tell(0)) throw Exception::Cancelled();
+            const auto begin = std::chrono::steady_clock::now();
+            try {
+                Recording next = Work(steps[i], block, {chunk.readBegin, bscans}, findings[i]);
+                if (next.size.samples > abouts[i + 1].size.samples)
+                    Crop(next, abouts[i + 1].size.samples, next.size.bscans);
+                block = std::move(next);
+            } catch (const Exception::CalcError& error) {
+                throw Explained(steps[i], error, abouts[i].size);
+            }
+            result.steps[i].seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+            if (!tell(1)) throw Exception::Cancelled();
+        }
+        return core(block);
+    }
+
+    /// Takes the range of a part of the image, and shows it.
+    void Finish(const Recording& made, const Chunk& chunk) {
+        RequireFiniteIn(made, chunk.begin, "the image");
+        const auto [low, high] = std::minmax_element(made.data.get(), made.data.get() + made.size.Count());
+        result.lowest = std::min(result.lowest, *low), result.highest = std::max(result.highest, *high);
+        if (options.observe) options.observe(steps.size(), made, chunk.begin, abouts.back().size.bscans);
+    }
+
+    static void RequireFiniteIn(const Recording& part, int firstBscan, const std::string& name) {
+        if (FirstNotFinite(part) >= 0)
+            RequireFinite(part, firstBscan > 0 ? name + ", from B-scan " + std::to_string(firstBscan) + " on," : name);
+    }
+
+    /// Pairs of antennas follow each other by five in a calibration: chunks of lanes of seven would begin anywhere.
+    void RequirePlaces(const Pass& pass, bool several) const {
+        if (!several || LaneOf(abouts[0].size.bscans) != 7 || AlgoBase::GetCalibrationString().empty()) return;
+        for (std::size_t i = pass.begin; i < pass.end; ++i)
+            if (const Json::Value ignores = steps[i].Get("IgnoreCalibration"); ignores.isBool() && !ignores.asBool())
+                throw ChainError(steps[i].Info().name +
+                                     " must see the whole block of seven channels with a calibration: "
+                                     "give it more memory",
+                                 steps[i].Info().name);
+    }
+
+    const std::vector<Step>& steps;
+    RecordingSource& source;
+    RecordingSink& sink;
+    const StreamOptions& options;
+    std::vector<Recording> abouts;    ///< of the whole block ahead of each step, and of the image
+    std::vector<Findings> findings;   ///< of each step
+    std::unique_ptr<Scratch> scratch; ///< the block from which the next pass goes on, if it isn't the source
+    RunResult result;
+    double planned = 0, workDone = 0, chunkShare = 0, chunkPart = 1;
+};
+
+} // namespace
+
+RunResult Chain::Stream(RecordingSource& source, RecordingSink& sink, const StreamOptions& options) const {
+    const Recording& about = source.About();
+    Check(about);
+    if (about.size.bscans == 1) { // goes as copies to what tells channels apart, and as one chunk anyway
+        Recording recording = about;
+        recording.data = AllocateSamples(about.size.Count());
+        source.Read(0, 1, recording.data.get());
+        RequireFinite(recording, about.file.string());
+        RunResult result = Run(std::move(recording), options);
+        sink.Begin(result.image);
+        sink.Write(result.image.data.get(), 1);
+        sink.End();
+        result.image.data.reset();
+        return result;
+    }
+    const Setting setting(about, options.threads);
+    return Streaming(steps, source, sink, options).Run();
+}
+
+} // namespace TZM

@@ -1,0 +1,170 @@
+#include "Chain/private/StepRun.h"
+
+#include <omp.h>
+
+#include <algorithm>
+
+#include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Framework/private/JsonDocument.h"
+#include "Recording/private/Text.h"
+
+namespace TZM {
+
+namespace {
+
+/// The configuration document of the process.
+struct Configuration : AlgoBase {
+    static std::string& Text() { return jsonConfig; }
+};
+
+/// The configuration with the width of the recording's digitiser, unless a document of the host's tells one.
+std::string WithBits(const std::string& configuration, const std::optional<int>& bits) {
+    Json::Value root(Json::objectValue);
+    if (!bits || (!configuration.empty() && !ParseJsonDocument(configuration, root))) return configuration;
+    if (!root.isObject() || (root.isMember("Global") && !root["Global"].isObject())) return configuration;
+    Json::Value& width = root["Global"]["ADBitResolution"];
+    if (!width.isNull()) return configuration;
+    width = *bits;
+    return JsonText(root);
+}
+
+std::mutex& RunMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+} // namespace
+
+Setting::Setting(const Recording& recording, int threads)
+    : lock(RunMutex()), before(AlgoBase::GetGlobalSettings()), configuration(Configuration::Text()),
+      threadsBefore(omp_get_max_threads()) {
+    Configuration::Text() = WithBits(configuration, recording.bits);
+    AlgoBase::GetGlobalSettings() = {static_cast<float>(recording.deltaT), static_cast<float>(recording.deltaX)};
+    if (threads > 0) omp_set_num_threads(threads);
+}
+
+Setting::~Setting() {
+    Configuration::Text().swap(configuration);
+    AlgoBase::GetGlobalSettings() = before;
+    omp_set_num_threads(threadsBefore);
+}
+
+ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size) {
+    const std::string name = step.Info().name;
+    const std::string code = " (code " + std::to_string(error.GetCode()) + ": " + error.GetMessage() + ")";
+    const auto told = [&](const std::string& text) {
+        return ChainError(name + " " + text + code, name, "", error.GetCode());
+    };
+    if (error.GetCode() == -10) return told("needs a permittivity above 0");
+    if (error.GetCode() == -11)
+        return told("refuses " + std::to_string(size.bscans) + " B-scans, since neither 5 nor 7 channels divide them");
+    if (error.GetMessage() == "IPP::Exception::ippsHilbert_outOfRange32f" && size.samples > 1024)
+        return told("takes A-scans of up to 1024 samples, and these have " + std::to_string(size.samples));
+    return told("can't work on " + size.Text() + " samples");
+}
+
+void Crop(Recording& block, int samples, int bscans) {
+    float* data = block.data.get();
+    const std::int64_t ascans = std::int64_t{block.size.ascans} * bscans;
+    if (samples < block.size.samples)
+        for (std::int64_t i = 1; i < ascans; ++i)
+            std::copy_n(data + i * block.size.samples, samples, data + i * samples);
+    block.size.samples = samples;
+    block.size.bscans = bscans;
+}
+
+namespace {
+
+/// What a detection found, in words.
+std::string NoteOf(const StepReport& report, bool found, const Recording& recording) {
+    const auto [low, high] = std::minmax_element(report.shifts.begin(), report.shifts.end());
+    const std::string samples = *low == *high ? "sample " + std::to_string(*low)
+                                              : "samples " + std::to_string(*low) + " to " + std::to_string(*high);
+    const std::string left = "; " + std::to_string(report.output.samples) + " samples are left";
+    if (!found)
+        return "warning: no direct wave was found in some channels, so that time zero is a default there: " + samples +
+               left;
+    return "note: time zero was found at " + samples + left +
+           (recording.timeZero ? "; the recording says sample " + std::to_string(*recording.timeZero) : "");
+}
+
+/// Widths of the borders in a part of a block of `bscans` B-scans.
+BorderWidths BordersOfPart(BorderWidths widths, const BlockPart& part, int bscans) {
+    const auto block = static_cast<unsigned>(part.blockBscans), first = static_cast<unsigned>(part.firstBscan),
+               count = static_cast<unsigned>(bscans), behind = block - first - count;
+    if (widths.UpperY > block) return widths; // which is refused
+    const auto within = [count](unsigned width, unsigned off) {
+        return width > off ? std::min(width - off, count) : 0;
+    };
+    widths.LowerY = within(widths.LowerY, first);
+    widths.UpperY = within(widths.UpperY, behind);
+    return widths;
+}
+
+} // namespace
+
+Recording Outcome(const Step& step, const Recording& in) {
+    const ImageProps props = step.Algorithm().GetAdjustedImageDimensions(in.Props());
+    if (props.samplesPerAscan > in.size.samples || props.samplesPerAscan < 1)
+        throw ChainError(step.Info().name + ": timeZero " +
+                             std::to_string(std::int64_t{in.size.samples} - props.samplesPerAscan) +
+                             " isn't one of the samples 0 to " + std::to_string(in.size.samples - 1),
+                         step.Info().name, "timeZero");
+    Recording out = in.About();
+    out.size = {props.samplesPerAscan, props.ascansPerBscan, props.bscanCount};
+    if (out.size.ascans != in.size.ascans || out.size.bscans != in.size.bscans) out.validRanges = props.bscanInfo;
+    out.firstSample += in.size.samples - out.size.samples;
+    if (step.Info().setsTimeZero) out.startTime = 0, out.firstSample = 0;
+    if (step.Info().setsTimeZero || step.Info().migrates) {
+        out.timeZero = 0;
+        out.timeZeros.clear();
+    }
+    return out;
+}
+
+Findings LookAt(const Step& step, const Recording& in, const BlockPart& part) {
+    const auto* couples = dynamic_cast<const CouplesBlock*>(&step.Algorithm());
+    if (!couples || !couples->IsCoupled()) return std::nullopt;
+    return couples->Look(in.data.get(), in.Props(), part);
+}
+
+void Conclude(const Step& step, const Recording& in, const Findings& found, Recording& out, StepReport& report) {
+    if (const auto* detection = dynamic_cast<const AlgoTimeZeroDetection*>(&step.Algorithm())) {
+        bool all = true;
+        for (int z = 0; z < in.size.bscans; ++z) {
+            report.shifts.push_back(static_cast<int>(found->Number(z, "Shift")));
+            all = all && found->Number(z, "Found") != 0;
+        }
+        const int usable = detection->UsableSamples(*found, in.size.samples);
+        if (usable < 1) throw ChainError("TimeZeroDetection leaves no samples", "TimeZeroDetection");
+        if (out.data)
+            Crop(out, usable, out.size.bscans);
+        else
+            out.size.samples = usable;
+        report.output = out.size;
+        report.notes.push_back(NoteOf(report, all, in));
+    }
+}
+
+Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found) {
+    const AlgoBase& algorithm = step.Algorithm();
+    Recording out = Outcome(step, in);
+    const ImageProps inProps = in.Props(), outProps = algorithm.GetAdjustedImageDimensions(inProps);
+    out.data = AllocateSamples(out.size.Count());
+    const bool whole = in.size.bscans == part.blockBscans;
+    const auto* couples = dynamic_cast<const CouplesBlock*>(&algorithm);
+    const auto* clearing = dynamic_cast<const AlgoBorderClearing*>(&algorithm);
+    if (couples && (found || !whole)) {
+        couples->Work(in.data.get(), inProps, part, found.value_or(BlockFindings()), out.data.get(), outProps);
+    } else if (clearing && !whole) {
+        AlgoBorderClearing ofPart(*clearing);
+        ofPart.GetParams().borders = BordersOfPart(clearing->GetParams().borders.value, part, in.size.bscans);
+        ofPart.Execute(in.data.get(), inProps, out.data.get(), outProps);
+    } else {
+        algorithm.Execute(in.data.get(), inProps, out.data.get(), outProps);
+    }
+    return out;
+}
+
+} // namespace TZM

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "Chain/Chain.h"
+#include "Framework/BlockCoupling.h"
+#include "Framework/CalcError.h"
+
+namespace TZM {
+
+/// The process is set up for a recording while it lives: sampling intervals, width of the digitiser, number of threads.
+/// One at a time.
+class Setting {
+public:
+    Setting(const Recording& recording, int threads);
+    ~Setting();
+    Setting(const Setting&) = delete;
+    Setting& operator=(const Setting&) = delete;
+
+private:
+    const std::lock_guard<std::mutex> lock;
+    const AlgoGlobalSettings before;
+    std::string configuration;
+    const int threadsBefore;
+};
+
+/// The CalcError of a step as a user reads it.
+ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
+
+/// Keeps the first samples of every A-scan and the first B-scans, in place.
+void Crop(Recording& block, int samples, int bscans);
+
+/// What is known of the block that a step makes of another, without its samples; of a detection it has all samples
+/// still. ChainError if nothing would be left of an A-scan.
+Recording Outcome(const Step& step, const Recording& in);
+
+/// What a step that couples the block found in all of it; nothing for the others.
+using Findings = std::optional<BlockFindings>;
+
+/// What a step must know of a whole block, from a part of it. A detection knows its shifts from it, any step whether it
+/// couples the block. \param part where the block's part stands; {0, all} for the whole
+Findings LookAt(const Step& step, const Recording& in, const BlockPart& part);
+
+/// Samples that a step leaves, and what is told of it, as its findings on the whole block say. ChainError if none are.
+void Conclude(const Step& step, const Recording& in, const Findings& found, Recording& out, StepReport& report);
+
+/// A part of the block that a step makes of the same part of another. CalcError. \param found in the whole block
+Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found);
+
+} // namespace TZM
