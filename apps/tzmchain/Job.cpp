@@ -374,7 +374,7 @@ void Work(const JobOptions& options, const Input& input) {
         timed("image", result.image.size.Text(), [&] {
             const auto sink = OpenSink(folder.Path() / kImage);
             sink->Begin(result.image);
-            sink->Write(result.image.data.get(), result.image.size.bscans);
+            sink->Write(0, result.image.size.bscans, result.image.data.get());
             sink->End();
         });
 

@@ -1,9 +1,5 @@
 // A chain from file to file, in chunks of whole lanes.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <future>
@@ -14,7 +10,7 @@
 #include "Chain/private/StepRun.h"
 #include "Framework/Cancelled.h"
 #include "Framework/private/LoopWatch.h"
-#include "Recording/private/Text.h"
+#include "Recording/private/BscanFile.h"
 
 namespace TZM {
 
@@ -82,58 +78,6 @@ Recording View(const Recording& part, int begin, int end) {
     return view;
 }
 
-/// A block on disk, without a name: it goes with its owner, however that ends.
-class Scratch {
-public:
-    Scratch(const std::filesystem::path& folder, const Recording& recording)
-        : about(recording), place(folder.empty() ? std::filesystem::temp_directory_path() : folder) {
-        std::string name = (place / ".tzm-scratch-XXXXXX").string();
-        errno = 0;
-        file = mkostemp(name.data(), O_CLOEXEC);
-        if (file < 0) throw CantWrite(place);
-        unlink(name.c_str());
-    }
-    ~Scratch() { close(file); }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-
-    const Recording& AboutIt() const { return about; }
-
-    void Write(int first, int count, const float* samples) {
-        Transfer(first, count, [&](std::size_t bytes, std::int64_t at, std::int64_t done) {
-            return pwrite(file, reinterpret_cast<const char*>(samples) + done, bytes, at);
-        });
-    }
-    void Read(int first, int count, float* samples) const {
-        Transfer(first, count, [&](std::size_t bytes, std::int64_t at, std::int64_t done) {
-            return pread(file, reinterpret_cast<char*>(samples) + done, bytes, at);
-        });
-    }
-    /// Gives the disk back what the B-scans ahead of one take.
-    void Forget(int bscan) const {
-        fallocate(file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, BytesOf(bscan)); // where the file system can
-    }
-
-private:
-    std::int64_t BytesOf(int bscans) const {
-        return std::int64_t{about.size.samples} * about.size.ascans * std::int64_t{sizeof(float)} * bscans;
-    }
-
-    template <class Function>
-    void Transfer(int first, int count, Function transfer) const {
-        for (std::int64_t done = 0; done < BytesOf(count);) {
-            errno = 0;
-            const ssize_t now = transfer(static_cast<std::size_t>(BytesOf(count) - done), BytesOf(first) + done, done);
-            if (now <= 0 && errno != EINTR) throw CantWrite(place);
-            done += std::max<ssize_t>(now, 0);
-        }
-    }
-
-    const Recording about;
-    const std::filesystem::path place;
-    int file;
-};
-
 /// Work that may go on beside the caller's, one task at a time.
 class Beside {
 public:
@@ -160,7 +104,7 @@ private:
 struct Pass {
     std::size_t begin, end;
     bool looks; ///< at the block ahead of step `end`
-    bool keeps; ///< what it makes: in the scratch file, or, behind the last step, in the sink
+    bool keeps; ///< what it makes, in a file
 };
 
 class Streaming {
@@ -218,6 +162,19 @@ private:
         return beside;
     }
 
+    /// Whether the block ahead of a step may stand where the image will: the steps from there on change neither sizes
+    /// nor places, and see no lines beside a chunk. What is known of the image is settled then.
+    bool KeepsItsShape(std::size_t from) {
+        const Dimensions size = abouts[from].size;
+        for (std::size_t i = from; i < steps.size(); ++i) {
+            abouts[i + 1] = Outcome(steps[i], abouts[i]);
+            if (!(abouts[i + 1].size == size) || steps[i].Info().findsTimeZero ||
+                steps[i].CouplingNow().scope == Coupling::Neighbours)
+                return false;
+        }
+        return true;
+    }
+
     void Go(const Pass& pass) {
         for (std::size_t i = pass.begin; i < pass.end; ++i) {
             abouts[i + 1] = Outcome(steps[i], abouts[i]);
@@ -234,10 +191,13 @@ private:
         const std::vector<Chunk> chunks = Cut(in.size.bscans, most, MarginOf(pass));
         RequirePlaces(pass, chunks.size() > 1);
 
-        const bool last = pass.end == steps.size();
-        std::unique_ptr<Scratch> kept;
-        if (pass.keeps && last) sink.Begin(out);
-        if (pass.keeps && !last) kept = std::make_unique<Scratch>(options.scratch, out);
+        const bool last = pass.end == steps.size(), toSink = last || (pass.keeps && KeepsItsShape(pass.end));
+        std::optional<BscanFile> kept;
+        if (toSink && !inSink) sink.Begin(last ? out : abouts.back());
+        if (pass.keeps && !toSink) {
+            kept.emplace(BscanFile::Nameless(options.scratch));
+            kept->Begin(nullptr, 0, out.size);
+        }
         Findings found;
         const bool threads = options.threads != 1;
         Samples ahead; // of the next chunk
@@ -246,7 +206,9 @@ private:
             reading.Start([&, c] {
                 const int count = chunks[c].readEnd - chunks[c].readBegin;
                 ahead = AllocateSamples(About(in, 0, count).size.Count());
-                if (scratch)
+                if (inSink)
+                    sink.Read(chunks[c].readBegin, count, ahead.get());
+                else if (scratch)
                     scratch->Read(chunks[c].readBegin, count, ahead.get());
                 else
                     source.Read(chunks[c].readBegin, count, ahead.get());
@@ -273,8 +235,8 @@ private:
             if (last) Finish(made, chunk);
             if (pass.keeps)
                 writing.Start([&, made, chunk] {
-                    if (last)
-                        sink.Write(made.data.get(), made.size.bscans);
+                    if (toSink)
+                        sink.Write(chunk.begin, made.size.bscans, made.data.get());
                     else
                         kept->Write(chunk.begin, made.size.bscans, made.data.get());
                 });
@@ -282,7 +244,10 @@ private:
         writing.Wait();
         if (last) sink.End();
         if (pass.looks) findings[pass.end] = std::move(found);
-        if (kept) scratch = std::move(kept);
+        if (!pass.keeps) return;
+        scratch.reset();
+        if (kept) scratch.emplace(std::move(*kept));
+        inSink = toSink;
     }
 
     /// What the steps of a pass make of a chunk, without its margins.
@@ -346,9 +311,11 @@ private:
     RecordingSource& source;
     RecordingSink& sink;
     const StreamOptions& options;
-    std::vector<Recording> abouts;    ///< of the whole block ahead of each step, and of the image
-    std::vector<Findings> findings;   ///< of each step
-    std::unique_ptr<Scratch> scratch; ///< the block from which the next pass goes on, if it isn't the source
+    std::vector<Recording> abouts;  ///< of the whole block ahead of each step, and of the image
+    std::vector<Findings> findings; ///< of each step
+    // Where the next pass finds its block, if not in the source.
+    std::optional<BscanFile> scratch;
+    bool inSink = false;
     RunResult result;
     double planned = 0, workDone = 0, chunkShare = 0, chunkPart = 1;
 };
@@ -365,7 +332,7 @@ RunResult Chain::Stream(RecordingSource& source, RecordingSink& sink, const Stre
         RequireFinite(recording, about.file.string());
         RunResult result = Run(std::move(recording), options);
         sink.Begin(result.image);
-        sink.Write(result.image.data.get(), 1);
+        sink.Write(0, 1, result.image.data.get());
         sink.End();
         result.image.data.reset();
         return result;

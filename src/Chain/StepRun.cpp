@@ -147,11 +147,29 @@ void Conclude(const Step& step, const Recording& in, const Findings& found, Reco
     }
 }
 
+namespace {
+
+/// Zeros outside the valid A-scans, where a step may write nothing.
+void ClearInvalid(Recording& block) {
+    const std::int64_t samples = block.size.samples;
+    for (int z = 0; z < block.size.bscans && !block.validRanges.empty(); ++z) {
+        const BscanInfo& range = block.validRanges[static_cast<std::size_t>(z)];
+        const int first = std::clamp(range.firstValidIdx, 0, block.size.ascans),
+                  end = static_cast<int>(std::clamp<std::int64_t>(std::int64_t{range.firstValidIdx} + range.validLen,
+                                                                  first, block.size.ascans));
+        std::fill_n(block.Bscan(z), samples * first, 0.f);
+        std::fill(block.Bscan(z) + samples * end, block.Bscan(z) + samples * block.size.ascans, 0.f);
+    }
+}
+
+} // namespace
+
 Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found) {
     const AlgoBase& algorithm = step.Algorithm();
     Recording out = Outcome(step, in);
     const ImageProps inProps = in.Props(), outProps = algorithm.GetAdjustedImageDimensions(inProps);
     out.data = AllocateSamples(out.size.Count());
+    ClearInvalid(out);
     const bool whole = in.size.bscans == part.blockBscans;
     const auto* couples = dynamic_cast<const CouplesBlock*>(&algorithm);
     const auto* clearing = dynamic_cast<const AlgoBorderClearing*>(&algorithm);

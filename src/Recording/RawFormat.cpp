@@ -5,6 +5,7 @@
 #include <map>
 
 #include "Recording/Refusal.h"
+#include "Recording/private/BscanFile.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
 
@@ -262,43 +263,33 @@ public:
 
     void Begin(const Recording& recording) override {
         about = recording.About();
-        errno = 0;
-        out.open(file, std::ios::binary);
-        if (!out) throw CantWrite(file);
+        out.emplace(file);
+        out->Begin(nullptr, 0, about.size);
     }
-
-    void Write(const float* samples, int bscans) override {
-        const std::int64_t bytes =
-            std::int64_t{about.size.samples} * about.size.ascans * bscans * std::int64_t{sizeof(float)};
-        errno = 0;
-        if (!out.write(reinterpret_cast<const char*>(samples), bytes)) throw CantWrite(file);
-        sum.Update(samples, static_cast<std::size_t>(bytes));
-    }
-
+    void Write(int firstBscan, int bscans, const float* samples) override { out->Write(firstBscan, bscans, samples); }
+    void Read(int firstBscan, int bscans, float* samples) override { out->Read(firstBscan, bscans, samples); }
     void End() override {
-        errno = 0;
-        if (!out.flush()) throw CantWrite(file);
-        checksum = sum.Hex();
-        const std::string text = SidecarOf(about, file, checksum);
+        out->End(nullptr, 0);
+        const std::string text = SidecarOf(about, file, ChecksumOf(file));
         WriteBytes(sidecarFile, text.data(), text.size());
     }
 
     const fs::path file, sidecarFile;
-    std::string checksum;
 
 private:
     Recording about;
-    std::ofstream out;
-    ChecksumSum sum;
+    std::optional<BscanFile> out;
 };
 
-void Write(Recording& recording, const fs::path& file) {
-    RawSink sink(file);
-    sink.Begin(recording);
-    sink.Write(recording.data.get(), recording.size.bscans);
-    sink.End();
-    recording.file = sink.file;
-    recording.checksum = sink.checksum;
+void Write(Recording& recording, const fs::path& to) {
+    const auto bytes = static_cast<std::size_t>(recording.size.Count()) * sizeof(float);
+    const fs::path file = fs::path(to).replace_extension(".f32");
+    const std::string checksum = ChecksumOf(recording.data.get(), bytes);
+    WriteBytes(file, recording.data.get(), bytes);
+    const std::string text = SidecarOf(recording, file, checksum);
+    WriteBytes(fs::path(to).replace_extension(".json"), text.data(), text.size());
+    recording.file = file;
+    recording.checksum = checksum;
 }
 
 } // namespace

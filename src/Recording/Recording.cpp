@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
+#include <mutex>
 #include <new>
 
 #include "Recording/Refusal.h"
+#include "Recording/private/SpareBlocks.h"
 #include "Recording/private/Text.h"
 
 namespace TZM {
@@ -17,16 +20,67 @@ std::string Dimensions::Text() const {
     return std::to_string(samples) + " x " + std::to_string(ascans) + " x " + std::to_string(bscans);
 }
 
+namespace {
+
+/// Blocks that were released while SpareBlocks live, by their bytes.
+struct Spares {
+    std::mutex mutex;
+    int keepers = 0;
+    std::multimap<std::size_t, float*> blocks;
+
+    static Spares& Get() {
+        static Spares* const spares = new Spares; // blocks may be released when statics are gone
+        return *spares;
+    }
+
+    /// The smallest that holds so many bytes and isn't twice as large; null if there is none.
+    float* Take(std::size_t& bytes) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        const auto spare = blocks.lower_bound(bytes);
+        if (spare == blocks.end() || spare->first / 2 > bytes) return nullptr;
+        bytes = spare->first;
+        float* const memory = spare->second;
+        blocks.erase(spare);
+        return memory;
+    }
+
+    void Release(float* memory, std::size_t bytes) noexcept {
+        try {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (keepers > 0) return void(blocks.emplace(bytes, memory));
+        } catch (const std::bad_alloc&) {
+        }
+        std::free(memory);
+    }
+};
+
+} // namespace
+
+SpareBlocks::SpareBlocks() {
+    const std::lock_guard<std::mutex> lock(Spares::Get().mutex);
+    ++Spares::Get().keepers;
+}
+
+SpareBlocks::~SpareBlocks() {
+    const std::lock_guard<std::mutex> lock(Spares::Get().mutex);
+    if (--Spares::Get().keepers > 0) return;
+    for (const auto& [bytes, memory] : Spares::Get().blocks) std::free(memory);
+    Spares::Get().blocks.clear();
+}
+
 Samples AllocateSamples(std::int64_t count) {
     constexpr std::size_t kHugePage = std::size_t{1} << 21;
-    const auto bytes = (static_cast<std::size_t>(count) * sizeof(float) + kHugePage - 1) / kHugePage * kHugePage;
+    auto bytes = (static_cast<std::size_t>(count) * sizeof(float) + kHugePage - 1) / kHugePage * kHugePage;
     // A system that promises more than it has would end the program when the memory is touched.
     const double physical = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
     if (count < 1 || static_cast<double>(count) * sizeof(float) > physical) throw std::bad_alloc();
-    const auto memory = static_cast<float*>(std::aligned_alloc(kHugePage, bytes));
-    if (!memory) throw std::bad_alloc();
-    madvise(memory, bytes, MADV_HUGEPAGE); // only a hint: a system without huge pages gives small ones
-    return Samples(memory, [](float* p) { std::free(p); });
+    float* memory = Spares::Get().Take(bytes);
+    if (!memory) {
+        memory = static_cast<float*>(std::aligned_alloc(kHugePage, bytes));
+        if (!memory) throw std::bad_alloc();
+        madvise(memory, bytes, MADV_HUGEPAGE); // only a hint: a system without huge pages gives small ones
+    }
+    return Samples(memory, [bytes](float* p) { Spares::Get().Release(p, bytes); });
 }
 
 ImageProps Recording::Props() const {

@@ -17,8 +17,11 @@ public:
 
     /// Begins with what is known of the recording: all but its samples. Refusal if the file can't be written.
     virtual void Begin(const Recording& about) = 0;
-    /// Appends B-scans. Refusal, with the system's reason, if that fails: on a full disk, for one.
-    virtual void Write(const float* samples, int bscans) = 0;
+    /// Writes B-scans, in any order, and also again. Refusal, with the system's reason, if that fails: on a full disk,
+    /// for one.
+    virtual void Write(int firstBscan, int bscans, const float* samples) = 0;
+    /// Reads what was written. Refusal as above.
+    virtual void Read(int firstBscan, int bscans, float* samples) = 0;
     /// Ends the file, which holds all B-scans now. Refusal as above.
     virtual void End() = 0;
 };

@@ -6,11 +6,12 @@
 #include "Chain/Chain.h"
 #include "Framework/BlockCoupling.h"
 #include "Framework/CalcError.h"
+#include "Recording/private/SpareBlocks.h"
 
 namespace TZM {
 
-/// The process is set up for a recording while it lives: sampling intervals, width of the digitiser, number of threads.
-/// One at a time.
+/// The process is set up for a recording while it lives: sampling intervals, width of the digitiser, number of threads;
+/// blocks are passed on from step to step. One at a time.
 class Setting {
 public:
     Setting(const Recording& recording, int threads);
@@ -20,6 +21,7 @@ public:
 
 private:
     const std::lock_guard<std::mutex> lock;
+    const SpareBlocks spares;
     const AlgoGlobalSettings before;
     std::string configuration;
     const int threadsBefore;

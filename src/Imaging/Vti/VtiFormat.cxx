@@ -25,6 +25,7 @@
 #include "Imaging/Vti/VtkLog.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
+#include "Recording/private/BscanFile.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
 
@@ -236,7 +237,6 @@ public:
     explicit VtiSink(std::filesystem::path to) : file(std::move(to)) {}
 
     void Begin(const Recording& about) override {
-        bscan = std::int64_t{about.size.samples} * about.size.ascans * std::int64_t{sizeof(float)};
         const Geometry geometry(about);
         std::ostringstream head;
         head.imbue(std::locale::classic());
@@ -259,34 +259,21 @@ public:
         head << ">\n    <PointData Scalars=\"amplitude\">\n      <DataArray type=\"Float32\" Name=\"amplitude\" "
                 "format=\"appended\" offset=\"0\"/>\n    </PointData>\n    <CellData>\n    </CellData>\n  </Piece>\n  "
                 "</ImageData>\n  <AppendedData encoding=\"raw\">\n   _";
-        errno = 0;
-        out.open(file, std::ios::binary);
-        const std::string text = head.str();
-        const std::uint64_t bytes = static_cast<std::uint64_t>(bscan) * static_cast<std::uint64_t>(about.size.bscans);
-        Put(text.data(), static_cast<std::streamsize>(text.size()));
-        Put(&bytes, sizeof bytes);
+        const std::uint64_t bytes = static_cast<std::uint64_t>(about.size.Count()) * sizeof(float);
+        const std::string text = head.str() + std::string(reinterpret_cast<const char*>(&bytes), sizeof bytes);
+        out.emplace(file);
+        out->Begin(text.data(), text.size(), about.size);
     }
-
-    void Write(const float* samples, int bscans) override {
-        errno = 0;
-        Put(samples, bscan * bscans);
-    }
-
+    void Write(int firstBscan, int bscans, const float* samples) override { out->Write(firstBscan, bscans, samples); }
+    void Read(int firstBscan, int bscans, float* samples) override { out->Read(firstBscan, bscans, samples); }
     void End() override {
         const std::string tail = "\n  </AppendedData>\n</VTKFile>\n";
-        errno = 0;
-        Put(tail.data(), static_cast<std::streamsize>(tail.size()));
-        if (!out.flush()) throw CantWrite(file);
+        out->End(tail.data(), tail.size());
     }
 
 private:
-    void Put(const void* bytes, std::streamsize count) {
-        if (!out.write(static_cast<const char*>(bytes), count)) throw CantWrite(file);
-    }
-
     const std::filesystem::path file;
-    std::ofstream out;
-    std::int64_t bscan = 0; // bytes
+    std::optional<BscanFile> out;
 };
 
 /// The library is loaded: its form is known from then on.

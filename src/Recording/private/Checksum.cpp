@@ -11,34 +11,37 @@
 
 namespace TZM {
 
-struct ChecksumSum::Context {
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> digest{EVP_MD_CTX_new(), &EVP_MD_CTX_free};
+namespace {
+
+/// The sum over bytes given piece by piece.
+class Sum {
+public:
+    Sum() : context(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+        if (!context || !EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr)) throw std::bad_alloc();
+    }
+
+    void Update(const void* bytes, std::size_t count) { EVP_DigestUpdate(context.get(), bytes, count); }
+
+    std::string Hex() {
+        unsigned char sum[EVP_MAX_MD_SIZE];
+        unsigned length = 0;
+        EVP_DigestFinal_ex(context.get(), sum, &length);
+        std::string hex;
+        for (unsigned i = 0; i < length; ++i) {
+            hex += "0123456789abcdef"[sum[i] >> 4];
+            hex += "0123456789abcdef"[sum[i] & 15];
+        }
+        return hex;
+    }
+
+private:
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context;
 };
 
-ChecksumSum::ChecksumSum() : context(std::make_unique<Context>()) {
-    if (!context->digest || !EVP_DigestInit_ex(context->digest.get(), EVP_sha256(), nullptr)) throw std::bad_alloc();
-}
-
-ChecksumSum::~ChecksumSum() = default;
-
-void ChecksumSum::Update(const void* bytes, std::size_t count) {
-    EVP_DigestUpdate(context->digest.get(), bytes, count);
-}
-
-std::string ChecksumSum::Hex() {
-    unsigned char sum[EVP_MAX_MD_SIZE];
-    unsigned length = 0;
-    EVP_DigestFinal_ex(context->digest.get(), sum, &length);
-    std::string hex;
-    for (unsigned i = 0; i < length; ++i) {
-        hex += "0123456789abcdef"[sum[i] >> 4];
-        hex += "0123456789abcdef"[sum[i] & 15];
-    }
-    return hex;
-}
+} // namespace
 
 std::string ChecksumOf(const void* bytes, std::size_t count) {
-    ChecksumSum sum;
+    Sum sum;
     sum.Update(bytes, count);
     return sum.Hex();
 }
@@ -46,7 +49,7 @@ std::string ChecksumOf(const void* bytes, std::size_t count) {
 std::string ChecksumOf(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     std::vector<char> piece(1 << 20);
-    ChecksumSum sum;
+    Sum sum;
     while (in.read(piece.data(), static_cast<std::streamsize>(piece.size())) || in.gcount() > 0)
         sum.Update(piece.data(), static_cast<std::size_t>(in.gcount()));
     if (!in.eof()) throw Refusal("can't read " + file.string());
