@@ -1,6 +1,7 @@
 // Every algorithm on blocks of the size of a small line, an array's line and a survey, and the chains that end in a
 // picture, beside a copy of the block.
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoSlidingBackground.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
@@ -51,6 +52,8 @@ Chain Algorithms() {
         {"BgRemovalHighPass", Removal(Type::HighPass)},
         {"BgRemovalSurface", Removal(Type::Surface)},
         {"BgRemovalClassify", Removal(Type::Classify)},
+        {"SlidingBackgroundMean", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, false))},
+        {"SlidingBackgroundMedian", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, true))},
         {"AutoGainStandard", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, false))},
         {"AutoGainDeep", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, true))},
         {"DepthGaining", With<AlgoDepthGaining>(AlgoParamDepthGaining(true, 1, 10, 200, -1, 1, 2, 3))},

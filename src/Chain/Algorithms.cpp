@@ -4,6 +4,7 @@
 #include <set>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoSlidingBackground.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
@@ -104,6 +105,11 @@ std::vector<AlgorithmInfo> Rows() {
             .Remark("PaneOverlapPercentage", "0 to 50")
             .TellsChannels()
             .Page("background-removal"),
+        Row<AlgoSlidingBackground>("takes out what is the same over a window along the scan", 5, Coupling::Bscan)
+            .Parameter("window", &AlgoParamSlidingBackground::window, "m", kFromZero,
+                       "length along the scan over which the background is taken")
+            .Parameter("median", &AlgoParamSlidingBackground::median, "", kAnyValue, "the median in place of the mean")
+            .Page("sliding-background"),
         MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
             .Remark("DipMax", "0 to 90 degrees")
             .Remark("DipWidth", "at most 90 - DipMax")

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoSlidingBackground.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
@@ -64,6 +65,8 @@ inline std::vector<Row> AllAlgorithms() {
     replacement->GetParams().enabled = true;
     auto mean = std::make_shared<AlgoBgRemoval>();
     mean->GetParams().algorithm = static_cast<AlgoParamBgRemoval::AlgoType>(4);
+    auto sliding = std::make_shared<AlgoSlidingBackground>();
+    sliding->GetParams().window = 1.f; // the whole line
     auto depth = std::make_shared<AlgoDepthGaining>();
     depth->Setup(AlgoParamDepthGaining(true, 1, 0, -1, -1, 1, 2, 3));
     auto horizontal = std::make_shared<AlgoHorizontalSumUp>();
@@ -82,6 +85,7 @@ inline std::vector<Row> AllAlgorithms() {
             {replacement, 1, true, copy, copy, copy},
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours
             {mean, 12, true, copy, copy, copy},
+            {sliding, 12, false, copy, copy, copy},
             {std::make_shared<AlgoAutoGain>(), -1, true, zero, zero, zero},
             {depth, 1, false, copy, copy, copy},
             {std::make_shared<AlgoSetContrastBscan>(), 1, true, zero, zero, zero},

@@ -94,4 +94,16 @@ void FilterRowsZeroPhase(const DepthRows<const float>& src, const double* taps, 
     __builtin_ia32_sfence();
 }
 
+void TakeOffLocalMedians(const DepthRows<const float>& src, int half, const DepthRows<float>& dst) {
+    half = std::min(half, src.columns - 1);
+    const IPP::Array2D<float> lanes(kRowLanes, src.columns), result(kRowLanes, src.columns);
+    const IPP::Array2D<int> work(kRowLanes, std::min(2 * half + 1, src.columns) + 1);
+    for (int r = 0; r < src.rows; r += kRowLanes) {
+        LoadLanes(src, r, lanes.data);
+        IPP::Simd::Active().laneLessMedians(lanes.data, work.data, src.columns, half, result.data);
+        StoreLanes(result.data, r, dst);
+    }
+    __builtin_ia32_sfence();
+}
+
 } // namespace TZM

@@ -45,4 +45,8 @@ void AddToRows(const DepthRows<const float>& src, const std::vector<float>& summ
 /// Array::FilterZeroPhase does. \param taps b[0], b[1], a[0], a[1]. dst may be the same area as src.
 void FilterRowsZeroPhase(const DepthRows<const float>& src, const double* taps, const DepthRows<float>& dst);
 
+/// dst(r, c) = src(r, c) - median as above of src(r, c - half .. c + half), as far as the row has them. dst may be the
+/// same area as src.
+void TakeOffLocalMedians(const DepthRows<const float>& src, int half, const DepthRows<float>& dst);
+
 } // namespace TZM

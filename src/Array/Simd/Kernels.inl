@@ -360,6 +360,16 @@ void AddTo(const float* src, double* sums, int len) {
     for (int i = 0; i < len; ++i) sums[i] += static_cast<double>(src[i]);
 }
 
+void AddWide(const float* src, const double* summands, double* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = summands[i] + static_cast<double>(src[i]);
+}
+
+void SumsScaled(const double* a, const double* b, double factor, float* dst, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) dst[i] = static_cast<float>((a[i] + b[i]) * factor);
+}
+
 void Add(const float* src, const float* summands, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) dst[i] = src[i] + summands[i];
@@ -537,6 +547,54 @@ void LaneZeroPhase(float* lanes, float* work, int len, double b0, double b1, dou
     for (int e = len - 1; e >= 0; --e) backwards.Step(at(work, e), at(lanes, e));
 }
 
+// Sorted keys of the rows side by side, of which one leaves and another enters in a single pass without branches: keys
+// from the leaving one on move down, then every place takes the middle one of the entering key and of the two sorted
+// keys that may stand there. Behind the last place stands a largest key.
+void Exchange(int* sorted, int count, const LaneInts& leaving, const LaneInts& entering) {
+    LaneInts below, here = LoadLanes(sorted);
+    for (int k = 0; k < kIntRegisters; ++k) below.r[k] = Ints{} - kLargestKey - 1;
+    for (int i = 0; i < count; ++i) {
+        const LaneInts next = LoadLanes(sorted + static_cast<long>(kRowLanes) * (i + 1));
+        LaneInts placed;
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const Ints kept = here.r[k] < leaving.r[k] ? here.r[k] : next.r[k];
+            const Ints above = below.r[k] > entering.r[k] ? below.r[k] : entering.r[k];
+            placed.r[k] = above < kept ? above : kept;
+            below.r[k] = kept;
+        }
+        StoreLanes(placed, sorted + static_cast<long>(kRowLanes) * i);
+        here = next;
+    }
+}
+
+// Places that no element has yet, or no more, hold largest keys, which are those of a NaN.
+void LaneLessMedians(const float* lanes, int* sorted, int len, int half, float* dst) {
+    const int places = 2 * half + 1 < len ? 2 * half + 1 : len;
+    LaneInts none;
+    for (int k = 0; k < kIntRegisters; ++k) none.r[k] = Ints{} + kLargestKey;
+    for (int i = 0; i <= places; ++i) StoreLanes(none, sorted + static_cast<long>(kRowLanes) * i);
+    const auto keyOf = [&](int e) {
+        if (e < 0 || e >= len) return none;
+        LaneInts key = LoadLanes(reinterpret_cast<const int*>(lanes) + static_cast<long>(kRowLanes) * e);
+        for (int k = 0; k < kIntRegisters; ++k) key.r[k] = KeyOf(key.r[k]);
+        return key;
+    };
+    for (int e = 0; e < half && e < len; ++e) Exchange(sorted, places, none, keyOf(e));
+    for (int e = 0; e < len; ++e) {
+        if (e + half < len || e > half) Exchange(sorted, places, keyOf(e - half - 1), keyOf(e + half));
+        const int end = e + half + 1 < len ? e + half + 1 : len, count = end - (e > half ? e - half : 0);
+        const LaneInts upper = LoadLanes(sorted + static_cast<long>(kRowLanes) * (count / 2));
+        const LaneInts lower = LoadLanes(sorted + static_cast<long>(kRowLanes) * ((count - 1) / 2));
+        for (int k = 0; k < kIntRegisters; ++k) {
+            const long at = static_cast<long>(kRowLanes) * e + 2 * kLanes * k;
+            const Reals a = reinterpret_cast<Reals>(BitsOf(lower.r[k])),
+                        b = reinterpret_cast<Reals>(BitsOf(upper.r[k]));
+            *reinterpret_cast<Reals*>(dst + at) =
+                *reinterpret_cast<const Reals*>(lanes + at) - (count % 2 == 0 ? 0.5f * (a + b) : b);
+        }
+    }
+}
+
 // A run of neighbouring sums stays in registers for all rows.
 void WeightedRows(const int* offsets, const float* weights, int count, const float* src, float* dst, int len) {
     typedef float Register __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
@@ -573,6 +631,6 @@ extern const Kernels TZM_KERNEL_TABLE = {
     &SumOfSquares, &Interpolate,  &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
     &Product,      &Floored,      &Quotients,  &Larger,        &Numbers,        &RootMeans,
     &MinMaxOfSums, &StreamCopy,   &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
-    &StreamLines,  &WeightedRows, &Spread};
+    &StreamLines,  &WeightedRows, &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians};
 
 } // namespace IPP::Simd
