@@ -2,6 +2,7 @@
 // picture, beside a copy of the block.
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoDipFilter.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
@@ -54,6 +55,7 @@ Chain Algorithms() {
         {"BgRemovalClassify", Removal(Type::Classify)},
         {"SlidingBackgroundMean", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, false))},
         {"SlidingBackgroundMedian", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, true))},
+        {"DipFilter", std::make_shared<AlgoDipFilter>()},
         {"AutoGainStandard", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, false))},
         {"AutoGainDeep", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, true))},
         {"DepthGaining", With<AlgoDepthGaining>(AlgoParamDepthGaining(true, 1, 10, 200, -1, 1, 2, 3))},

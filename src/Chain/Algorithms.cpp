@@ -5,6 +5,7 @@
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoDipFilter.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
@@ -110,6 +111,15 @@ std::vector<AlgorithmInfo> Rows() {
                        "length along the scan over which the background is taken")
             .Parameter("median", &AlgoParamSlidingBackground::median, "", kAnyValue, "the median in place of the mean")
             .Page("sliding-background"),
+        Row<AlgoDipFilter>("keeps or rejects what moves along the surface between two apparent speeds", 6,
+                           Coupling::Bscan)
+            .Parameter("slowest", &AlgoParamDipFilter::slowest, "m/ns", kFromZero, "slowest of the fan; 0: no limit")
+            .Parameter("fastest", &AlgoParamDipFilter::fastest, "m/ns", kFromZero,
+                       "fastest of the fan; 0: no limit, up to what is flat")
+            .Parameter("reject", &AlgoParamDipFilter::reject, "", kAnyValue, "takes the fan out in place of keeping it")
+            .Parameter("taper", &AlgoParamDipFilter::taper, "", {0, 1},
+                       "share of the slowness at an edge over which it fades")
+            .Page("dip-filter"),
         MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
             .Remark("DipMax", "0 to 90 degrees")
             .Remark("DipWidth", "at most 90 - DipMax")

@@ -51,10 +51,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<AlgoBase::Overlay> layers;
     Overlays().ParseActiveOverlays(text, layers);
     if (parses) // else every reader leaves at the first line, in which the one above has been
-        ReadAs<AlgoBgRemoval, AlgoSlidingBackground, AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan,
-               AlgoNormalizationBscan, AlgoNormalizationCscan, AlgoFkMigration, AlgoKirchhoffMigration,
-               AlgoGazdagMigration, AlgoTimeZeroCrop, AlgoTimeZeroDetection, AlgoBistaticCorrection,
-               AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
+        ReadAs<AlgoBgRemoval, AlgoSlidingBackground, AlgoDipFilter, AlgoAutoGain, AlgoDepthGaining,
+               AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan, AlgoFkMigration,
+               AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
+               AlgoBistaticCorrection, AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
     if (parses) try {
             AlgoBorderClearing().ParseParamsFromJsonConfig();
         } catch (const std::runtime_error&) { // of a value that can't be converted
