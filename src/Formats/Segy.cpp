@@ -242,9 +242,8 @@ std::string TextOf(const Recording& recording) {
     add("COORDINATES", recording.positions.empty() ? kLocal : recording.coordinates);
     std::string text;
     for (int i = 0; i < 40; ++i) {
-        char number[8];
-        std::snprintf(number, sizeof number, "C%2d ", i + 1);
-        std::string line = number + (i < static_cast<int>(lines.size()) ? lines[static_cast<std::size_t>(i)] : "");
+        std::string line = (i < 9 ? "C " : "C") + std::to_string(i + 1) + ' ';
+        if (i < static_cast<int>(lines.size())) line += lines[static_cast<std::size_t>(i)];
         line.resize(kTextLine, ' ');
         text += line;
     }
