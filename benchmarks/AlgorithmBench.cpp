@@ -1,7 +1,9 @@
 // Every algorithm on blocks of the size of a small line, an array's line and a survey, and the chains that end in a
 // picture, beside a copy of the block.
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoDeconvolution.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
@@ -55,6 +57,9 @@ Chain Algorithms() {
         {"BgRemovalClassify", Removal(Type::Classify)},
         {"SlidingBackgroundMean", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, false))},
         {"SlidingBackgroundMedian", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, true))},
+        {"EigenBackground", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 2, 0.f, false))},
+        {"EigenBackgroundEnergy", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 0, 0.5f, false))},
+        {"Deconvolution", std::make_shared<AlgoDeconvolution>()},
         {"DipFilter", std::make_shared<AlgoDipFilter>()},
         {"AutoGainStandard", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, false))},
         {"AutoGainDeep", With<AlgoAutoGain>(AlgoParamAutoGain(true, 1, 2.5f, 10, true))},

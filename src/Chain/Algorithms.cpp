@@ -4,7 +4,9 @@
 #include <set>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoDeconvolution.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
@@ -111,6 +113,14 @@ std::vector<AlgorithmInfo> Rows() {
                        "length along the scan over which the background is taken")
             .Parameter("median", &AlgoParamSlidingBackground::median, "", kAnyValue, "the median in place of the mean")
             .Page("sliding-background"),
+        Row<AlgoEigenBackground>("takes out what looks alike in many A-scans: the first eigenimages", 12,
+                                 Coupling::Bscan)
+            .Parameter("count", &AlgoParamEigenBackground::count, "", kFromZero, "eigenimages that are background")
+            .Parameter("energy", &AlgoParamEigenBackground::energy, "", {0, 1},
+                       "share of the energy that the background holds, in place of count; 0: count")
+            .Parameter("keep", &AlgoParamEigenBackground::keep, "", kAnyValue,
+                       "keeps the background in place of taking it out")
+            .Page("eigen-background"),
         Row<AlgoDipFilter>("keeps or rejects what moves along the surface between two apparent speeds", 6,
                            Coupling::Bscan)
             .Parameter("slowest", &AlgoParamDipFilter::slowest, "m/ns", kFromZero, "slowest of the fan; 0: no limit")
@@ -120,6 +130,15 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("taper", &AlgoParamDipFilter::taper, "", {0, 1},
                        "share of the slowness at an edge over which it fades")
             .Page("dip-filter"),
+        Row<AlgoDeconvolution>("takes out of every A-scan what its own past predicts: ringing, multiples", 12,
+                               Coupling::Ascan)
+            .Parameter("gap", &AlgoParamDeconvolution::gap, "ns", kFromZero,
+                       "time behind an echo that stays; 0: spiking, all but its first sample goes")
+            .Parameter("length", &AlgoParamDeconvolution::length, "ns", kFromZero,
+                       "time behind the gap in which an echo repeats itself")
+            .Parameter("noise", &AlgoParamDeconvolution::noise, "", {0, 1},
+                       "share of white noise that steadies the operator")
+            .Page("deconvolution"),
         MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
             .Remark("DipMax", "0 to 90 degrees")
             .Remark("DipWidth", "at most 90 - DipMax")

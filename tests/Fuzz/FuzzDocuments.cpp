@@ -51,9 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<AlgoBase::Overlay> layers;
     Overlays().ParseActiveOverlays(text, layers);
     if (parses) // else every reader leaves at the first line, in which the one above has been
-        ReadAs<AlgoBgRemoval, AlgoSlidingBackground, AlgoDipFilter, AlgoAutoGain, AlgoDepthGaining,
-               AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan, AlgoFkMigration,
-               AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
+        ReadAs<AlgoBgRemoval, AlgoEigenBackground, AlgoSlidingBackground, AlgoDeconvolution, AlgoDipFilter,
+               AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan,
+               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
                AlgoBistaticCorrection, AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
     if (parses) try {
             AlgoBorderClearing().ParseParamsFromJsonConfig();

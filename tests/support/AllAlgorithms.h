@@ -3,7 +3,9 @@
 #include <memory>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoDeconvolution.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
@@ -87,6 +89,8 @@ inline std::vector<Row> AllAlgorithms() {
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours
             {mean, 12, true, copy, copy, copy},
             {sliding, 12, false, copy, copy, copy},
+            {std::make_shared<AlgoEigenBackground>(), 12, false, copy, copy, copy},
+            {std::make_shared<AlgoDeconvolution>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoDipFilter>(), 12, false, copy, copy, copy},
             {std::make_shared<AlgoAutoGain>(), -1, true, zero, zero, zero},
             {depth, 1, false, copy, copy, copy},

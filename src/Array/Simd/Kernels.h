@@ -16,6 +16,9 @@ constexpr int kSpreadWidth = 8;
 /// A sum of weighted rows comes in multiples of this many elements.
 constexpr int kWeightedRun = 64;
 
+/// Rows and columns of a tile of sums of products.
+constexpr int kTileRows = 4, kTileColumns = 16;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -98,6 +101,18 @@ struct Kernels {
     /// dst[e] = lanes[e] - median, as laneMedians has it, of the elements e - half .. e + half that are among the len
     /// elements of a row, for kRowLanes rows; half is below len. work holds one element more than the longest window.
     void (*laneLessMedians)(const float* lanes, int* work, int len, int half, float* dst);
+
+    double (*dotWide)(const double* a, const double* b, int len);                   ///< sum over i of a[i] b[i]
+    void (*addScaledWide)(double factor, const double* src, double* sums, int len); ///< sums[i] += factor * src[i]
+
+    /// A row of a symmetric matrix from which a pair of outer products is taken, and its part of the product with x:
+    /// row[i] -= ui q[i] + qi u[i]; sums[i] += xi row[i]; gives the sum over i of row[i] x[i].
+    double (*foldRow)(double* row, const double* u, const double* q, double ui, double qi, const double* x, double xi,
+                      double* sums, int len);
+
+    /// sums[r * sumsStep + c] += sum over k < count of a[k * step + r] b[k * step + c], r below kTileRows, c below
+    /// kTileColumns.
+    void (*tileProducts)(const double* a, const double* b, long step, int count, double* sums, long sumsStep);
 };
 
 extern const Kernels kernelsBaseline;

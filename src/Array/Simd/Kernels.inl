@@ -622,6 +622,72 @@ void Spread(const int* starts, const float* weights, const float* values, int co
     }
 }
 
+Doubles LoadDoubles(const double* p) { return *reinterpret_cast<const Doubles*>(p); }
+void StoreDoubles(Doubles value, double* p) { *reinterpret_cast<Doubles*>(p) = value; }
+
+double DotWide(const double* a, const double* b, int len) {
+    constexpr int kSums = 4;
+    Doubles sums[kSums] = {};
+    int i = 0;
+    for (; i + kSums * kLanes <= len; i += kSums * kLanes)
+        for (int k = 0; k < kSums; ++k) sums[k] += LoadDoubles(a + i + k * kLanes) * LoadDoubles(b + i + k * kLanes);
+    const Doubles all = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    double sum = 0.;
+    for (int l = 0; l < kLanes; ++l) sum += all[l];
+    for (; i < len; ++i) sum += a[i] * b[i];
+    return sum;
+}
+
+void AddScaledWide(double factor, const double* src, double* sums, int len) {
+#pragma omp simd
+    for (int i = 0; i < len; ++i) sums[i] += factor * src[i];
+}
+
+double FoldRow(double* row, const double* u, const double* q, double ui, double qi, const double* x, double xi,
+               double* sums, int len) {
+    Doubles even = {}, odd = {};
+    const auto fold = [&](int i) {
+        const Doubles element = LoadDoubles(row + i) - ui * LoadDoubles(q + i) - qi * LoadDoubles(u + i);
+        StoreDoubles(element, row + i);
+        StoreDoubles(LoadDoubles(sums + i) + xi * element, sums + i);
+        return element * LoadDoubles(x + i);
+    };
+    int i = 0;
+    for (; i + 2 * kLanes <= len; i += 2 * kLanes) {
+        even += fold(i);
+        odd += fold(i + kLanes);
+    }
+    even += odd;
+    double sum = 0.;
+    for (int l = 0; l < kLanes; ++l) sum += even[l];
+    for (; i < len; ++i) {
+        row[i] = row[i] - ui * q[i] - qi * u[i];
+        sums[i] += xi * row[i];
+        sum += row[i] * x[i];
+    }
+    return sum;
+}
+
+void TileProducts(const double* a, const double* b, long step, int count, double* sums, long sumsStep) {
+    constexpr int kRegisters = 2;
+    static_assert(kTileColumns % (kRegisters * kLanes) == 0, "whole registers only");
+    for (int c = 0; c < kTileColumns; c += kRegisters * kLanes) {
+        Doubles run[kTileRows][kRegisters] = {};
+        for (long k = 0; k < count; ++k) {
+            const Doubles first = LoadDoubles(b + k * step + c), second = LoadDoubles(b + k * step + c + kLanes);
+            for (int r = 0; r < kTileRows; ++r) {
+                run[r][0] += a[k * step + r] * first;
+                run[r][1] += a[k * step + r] * second;
+            }
+        }
+        for (int r = 0; r < kTileRows; ++r)
+            for (int m = 0; m < kRegisters; ++m) {
+                double* const to = sums + r * sumsStep + c + m * kLanes;
+                StoreDoubles(LoadDoubles(to) + run[r][m], to);
+            }
+    }
+}
+
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
@@ -631,6 +697,7 @@ extern const Kernels TZM_KERNEL_TABLE = {
     &SumOfSquares, &Interpolate,  &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
     &Product,      &Floored,      &Quotients,  &Larger,        &Numbers,        &RootMeans,
     &MinMaxOfSums, &StreamCopy,   &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
-    &StreamLines,  &WeightedRows, &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians};
+    &StreamLines,  &WeightedRows, &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians,
+    &DotWide,      &AddScaledWide, &FoldRow,   &TileProducts};
 
 } // namespace IPP::Simd
