@@ -1,6 +1,6 @@
 # The Debian packages that the scripts need, and how they are had. Read by the other scripts.
-TZM_BUILD_PACKAGES="g++ cmake make pkg-config libvtk9-dev libjsoncpp-dev libcli11-dev libcairo2-dev libssl-dev libsegyio-dev libhdf5-dev libproj-dev"
-TZM_TEST_PACKAGES="libgtest-dev dpkg-dev file python3-jsonschema"
+TZM_BUILD_PACKAGES="g++ cmake make pkg-config libvtk9-dev libjsoncpp-dev libcli11-dev libcairo2-dev libssl-dev libsegyio-dev libhdf5-dev libproj-dev zlib1g-dev"
+TZM_TEST_PACKAGES="libgtest-dev dpkg-dev file python3-jsonschema chromium chromium-driver python3-selenium"
 TZM_BENCH_PACKAGES="libbenchmark-dev libfftw3-dev"
 TZM_FUZZ_PACKAGES="clang libclang-rt-dev libomp-dev"
 

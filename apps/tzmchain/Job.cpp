@@ -2,6 +2,7 @@
 
 #include "OutputFolder.h"
 #include "Progress.h"
+#include "Report.h"
 #include "Views.h"
 
 #include "Chain/Recipe.h"
@@ -36,10 +37,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene", kTrack[] = "track.geojson";
+constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "scene", kTrack[] = "track.geojson",
+               kReport[] = "report.html";
 
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
-constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24;
+constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24, kReportCost = 60;
 
 const std::map<std::string, std::string> kOptions = {
     {"timeZero", "--time-zero"}, {"permittivity", "--permittivity"}, {"antennaOffset", "--antenna-offset"}};
@@ -169,7 +171,9 @@ std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
 /// step prepared it, and the image.
 class Stages {
 public:
-    Stages(const Chain& of, const Recording& recording) : chain(of), choice(ChooseBscans(recording)) {
+    /// \param reportCells that each block of a report may have; 0: there is none.
+    Stages(const Chain& of, const Recording& recording, std::int64_t reportCells)
+        : chain(of), choice(ChooseBscans(recording)), cells(reportCells) {
         for (std::size_t i = 2; i < chain.steps.size() && prepared == 0; ++i)
             if (chain.steps[i].Info().migrates) prepared = i;
     }
@@ -184,9 +188,24 @@ public:
             all.insert_or_assign(
                 step, Stage(step == 0 ? "input" : TitleOf(chain, image ? prepared : 0, step), about, choice));
             if (image) slabs = DepthSlabs(about);
+            if (cells > 0 && (image || step == 0)) (image ? reportImage : reportInput).emplace(about, cells);
         }
         all.at(step).Take(firstBscan, part);
         if (image) slabs.Take(firstBscan, part);
+        if (cells > 0 && (image || step == 0)) (image ? reportImage : reportInput)->Take(firstBscan, part);
+    }
+
+    /// The report of the run, with the first of the pictures in it.
+    void Report(const RunResult& result, const Json::Value& recipe, const fs::path& folder,
+                const std::string& picture) const {
+        const Recording& input = reportInput->About();
+        ReportTexts texts{recipe, folder / picture, {}};
+        std::vector<int> shifts;
+        for (const StepReport& report : result.steps)
+            if (report.input.samples == input.size.samples)
+                shifts.insert(shifts.end(), report.shifts.begin(), report.shifts.end());
+        texts.inputTimeZeros = InputTimeZeros(input, shifts);
+        WriteReport(folder / kReport, *reportImage, reportInput, texts);
     }
 
     std::vector<std::string> Draw(const RunResult& result, const fs::path& folder, const Style& style) {
@@ -207,6 +226,8 @@ private:
     const Choice choice;
     std::map<std::size_t, Stage> all; // by the step ahead of which they are taken
     DepthSlabs slabs;
+    const std::int64_t cells;
+    std::optional<ReportBlock> reportInput, reportImage;
     std::size_t prepared = 0; // steps that prepare the block ahead of the migration; 0: it isn't shown
 };
 
@@ -305,7 +326,7 @@ void Work(const JobOptions& options, const Input& input) {
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
     OutputFolder folder(options.out);
-    for (const char* name : {kImage, kRecipe, kTrack}) folder.Claim(name, options.inputs);
+    for (const char* name : {kImage, kRecipe, kTrack, kReport}) folder.Claim(name, options.inputs);
     const VtkLog log([&progress](const std::string& line) { progress.Note(line); });
 
     Json::Value recipe;
@@ -330,6 +351,8 @@ void Work(const JobOptions& options, const Input& input) {
         if (chunks) progress.Plan("chain", samples * (cost + kReadCost + kWriteCost));
         progress.Plan("pictures", samples * (chunks ? 0 : kPictureCost));
         if (!chunks) progress.Plan("image", samples * kWriteCost);
+        if (options.report)
+            progress.Plan("report", std::min(samples, double(ReportCells(options.reportBytes))) * kReportCost);
     };
     if (input.source) { // what can be refused is refused ahead of it
         recording = input.open(folder);
@@ -352,7 +375,7 @@ void Work(const JobOptions& options, const Input& input) {
     for (const std::string& warning : warnings) progress.Note("warning: " + warning);
 
     if (options.place) recording.placement = PlacementOf(recording);
-    Stages stages(chain, recording);
+    Stages stages(chain, recording, options.report ? ReportCells(options.reportBytes) : 0);
     Recording about = recording.About();
     RunResult result;
     if (chunks) {
@@ -389,7 +412,10 @@ void Work(const JobOptions& options, const Input& input) {
     outputs.insert(outputs.end(), {kImage, kRecipe});
     if (fs::exists(folder.Path() / fs::path(kScene).concat(".f32")))
         for (const char* extension : {".f32", ".json"}) outputs.push_back(std::string(kScene) + extension);
+    const std::string picture = outputs.front();
+    if (options.report) outputs.push_back(kReport);
     for (const std::string& name : outputs) recipe["outputs"].append(name);
+    if (options.report) timed("report", "", [&] { stages.Report(result, recipe, folder.Path(), picture); });
     const std::string text = JsonText(recipe);
     WriteBytes(folder.Path() / kRecipe, text.data(), text.size());
     folder.Commit();

@@ -13,6 +13,8 @@
 
 namespace tzmchain {
 
+constexpr std::uint64_t kReportBytes = std::uint64_t{24} << 20;
+
 /// What the commands `run` and `demo` are told on the command line.
 struct JobOptions {
     std::vector<std::filesystem::path> inputs; ///< of `run`
@@ -28,6 +30,8 @@ struct JobOptions {
     bool place = false;                    ///< the image lies where the recording's positions are
     std::uint64_t memory = 0;              ///< bytes that blocks may take; 0: half of what is free
     Style style;
+    bool report = true;                         ///< report.html is written
+    std::uint64_t reportBytes = kReportBytes;   ///< its size
     bool quiet = false;
 };
 

@@ -53,6 +53,12 @@ Rgb Colour(double t, bool isSigned, Colours colours) {
     return colours == Colours::Grey ? Interpolate(grey, t) : Interpolate(seismic, t);
 }
 
+/// Of 8 bits: red, green, blue.
+std::uint32_t Packed(const Rgb& c) {
+    const auto byte = [](double x) { return static_cast<std::uint32_t>(std::lround(255 * x)); };
+    return byte(c.r) << 16 | byte(c.g) << 8 | byte(c.b);
+}
+
 /// What one pixel takes from a row of values: the part of each value that it covers where there are more values than
 /// pixels, and the two neighbours of its centre where there are fewer.
 struct Tap {
@@ -99,11 +105,8 @@ Surface Map(const Panel& panel, const ColourRange& range, const Style& style, in
     if (!pixels) throw std::bad_alloc();
     const int stride = cairo_image_surface_get_stride(map.get());
     std::array<std::uint32_t, 256> table;
-    for (int i = 0; i < 256; ++i) {
-        const Rgb c = Colour(std::round(i / 255.0 * (kShades - 1)) / (kShades - 1), range.isSigned, style.colours);
-        const auto byte = [](double x) { return static_cast<std::uint32_t>(std::lround(255 * x)); };
-        table[i] = byte(c.r) << 16 | byte(c.g) << 8 | byte(c.b);
-    }
+    for (int i = 0; i < 256; ++i)
+        table[i] = Packed(Colour(std::round(i / 255.0 * (kShades - 1)) / (kShades - 1), range.isSigned, style.colours));
     const std::vector<Tap> columns = Taps(panel.columns, width, panel.blend), rows = Taps(panel.rows, height, true);
     const bool logarithmic = UsesDecibels(range, style);
     const float scale = 255 / (range.high - range.low), decibels = static_cast<float>(style.decibels);
@@ -294,6 +297,16 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
 }
 
 } // namespace
+
+std::string Palette(bool isSigned, Colours colours) {
+    std::string text;
+    for (int i = 0; i < 256; ++i) {
+        char digits[8];
+        std::snprintf(digits, sizeof digits, "%06x", Packed(Colour(i / 255.0, isSigned, colours)) & 0xffffffu);
+        text += digits;
+    }
+    return text;
+}
 
 Scale::Scale(const Axis& axis, int count, double pixels)
     : low(axis.origin - axis.step / 2), length(count * axis.step), size(pixels) {}

@@ -17,6 +17,9 @@ struct Style {
     double decibels = 0; ///< values that are never negative: range below the brightest on a dB scale; 0: a linear scale
 };
 
+/// 256 colours from the low end of a range to its high end, six hexadecimal digits each.
+std::string Palette(bool isSigned, Colours colours);
+
 /// An axis of evenly spaced values; the first is `origin`.
 struct Axis {
     std::string label; ///< with the unit in brackets

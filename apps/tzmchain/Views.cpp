@@ -23,14 +23,30 @@ Axis TimeAxis(const Recording& recording) {
 
 Axis ScanAxis(const Recording& recording) { return {"distance (m)", "m", recording.startX, recording.deltaX}; }
 
-Axis LineAxis(const Recording& recording) {
-    return recording.lineSpacing ? Axis{"across (m)", "m", 0, *recording.lineSpacing} : Axis{"B-scan", "", 1, 1};
-}
-
 /// Metres of depth per ns of two-way time.
 double DepthPerNanosecond(double permittivity) { return 0.3 / std::sqrt(permittivity) / 2; }
 
 } // namespace
+
+Axis LineAxis(const Recording& recording) {
+    return recording.lineSpacing ? Axis{"across (m)", "m", 0, *recording.lineSpacing} : Axis{"B-scan", "", 1, 1};
+}
+
+std::vector<std::string> ChannelNames(const Recording& recording) {
+    if (!recording.channels.empty()) return recording.channels;
+    const int bscans = recording.size.bscans, channels = bscans < 2 ? 0 : bscans % 5 == 0 ? 5 : bscans % 7 == 0 ? 7 : 0;
+    std::vector<std::string> names;
+    for (int i = 1; i <= channels; ++i) names.push_back("channel " + std::to_string(i));
+    return names;
+}
+
+std::vector<double> InputTimeZeros(const Recording& recording, const std::vector<int>& shifts) {
+    std::vector<int> samples = shifts.empty() ? recording.timeZeros : shifts;
+    if (samples.empty() && recording.timeZero) samples = {*recording.timeZero};
+    std::vector<double> times;
+    for (const int sample : samples) times.push_back(sample * recording.deltaT / kNanosecond);
+    return times;
+}
 
 Panel BscanPanel(const Recording& recording, int bscan, const std::string& title) {
     Panel panel;
@@ -67,8 +83,8 @@ std::string Range(double from, double to) {
 
 Choice ChooseBscans(const Recording& recording) {
     const int bscans = recording.size.bscans;
-    int channels = static_cast<int>(recording.channels.size());
-    if (channels == 0 && bscans > 1) channels = bscans % 5 == 0 ? 5 : bscans % 7 == 0 ? 7 : 0;
+    const std::vector<std::string> names = ChannelNames(recording);
+    const int channels = static_cast<int>(names.size());
 
     Choice choice;
     choice.lineCount = bscans;
@@ -76,8 +92,7 @@ Choice ChooseBscans(const Recording& recording) {
     for (int i = 0; i < chosen; ++i) {
         if (channels > 0) {
             choice.indices.push_back(bscans / channels / 2 * channels + i);
-            choice.names.push_back(recording.channels.empty() ? "channel " + std::to_string(i + 1)
-                                                              : recording.channels[i]);
+            choice.names.push_back(names[static_cast<std::size_t>(i)]);
         } else {
             choice.indices.push_back(chosen == 1 ? 0 : static_cast<int>(std::int64_t{i} * (bscans - 1) / (chosen - 1)));
             choice.names.push_back(bscans == 1 ? "" : "line " + std::to_string(choice.indices.back() + 1));

@@ -17,6 +17,17 @@ struct Choice {
 /// five or seven that divide its B-scans; a block without channels gives up to five B-scans evenly spread.
 Choice ChooseBscans(const TZM::Recording& recording);
 
+/// Names of the channels: those that the recording tells, else "channel 1" and so on where 5 or 7 divide its B-scans;
+/// none for others. B-scan i belongs to channel i mod their number.
+std::vector<std::string> ChannelNames(const TZM::Recording& recording);
+
+/// Distance across the lines where their spacing is known, else their numbers.
+Axis LineAxis(const TZM::Recording& recording);
+
+/// Times of a recording at which those of its image begin, in ns of each B-scan or one of all: `shifts` in samples if a
+/// detection found them, else what the recording tells; none if it tells nothing.
+std::vector<double> InputTimeZeros(const TZM::Recording& recording, const std::vector<int>& shifts);
+
 /// A B-scan with its axes: distance along the scan, two-way time from time zero on where that is known, and the depth
 /// that belongs to it where the permittivity is known, too.
 Panel BscanPanel(const TZM::Recording& recording, int bscan, const std::string& title);

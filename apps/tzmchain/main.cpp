@@ -2,6 +2,7 @@
 #include "Info.h"
 #include "Job.h"
 #include "OutputFolder.h"
+#include "Report.h"
 
 #include "Chain/AlgorithmInfo.h"
 #include "Chain/Schema.h"
@@ -93,6 +94,11 @@ std::vector<std::pair<std::string, std::string>> Words(const std::vector<std::st
     return pairs;
 }
 
+void AddReportSize(CLI::App& command, std::uint64_t& bytes) {
+    command.add_option("--report-size", bytes, "Most bytes of the report, such as 8M; larger blocks are shown coarser")
+        ->transform(CLI::AsSizeValue(false));
+}
+
 /// The options that `run` and `demo` share.
 void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--out", options.out, "Folder for image.vti, pictures and recipe.json")->required();
@@ -113,6 +119,9 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
              std::vector<std::pair<std::string, Colours>>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}});
     command.add_option("--decibels", options.style.decibels, "Draw envelopes on a dB scale of so many dB")
         ->check(CLI::Range(1.0, 200.0));
+    command.add_flag("--report,!--no-report", options.report,
+                     "Write report.html, which turns through the volume in a browser");
+    AddReportSize(command, options.reportBytes);
     command.add_flag("--quiet", options.quiet, "Tell nothing but failures");
 }
 
@@ -196,6 +205,13 @@ int Main(int argc, char** argv) {
     diff->add_flag("--relative", diffOptions.relative, "Compare floats against the larger magnitude");
     diff->add_option("--threshold", diffOptions.threshold, "Difference that a point may have");
     diff->add_option("--out", diffOptions.out, "Write the differences beyond the threshold to this .vti");
+    ViewOptions viewOptions;
+    viewOptions.bytes = kReportBytes;
+    CLI::App* view = app.add_subcommand("view", "Write the report of an image that stands");
+    view->add_option("IMAGE", viewOptions.image, "The image, such as image.vti of a run")->required();
+    view->add_option("INPUT", viewOptions.inputs, "The recording from which it was made, to be seen beside it");
+    view->add_option("--out", viewOptions.out, "The report: report.html beside the image unless told");
+    AddReportSize(*view, viewOptions.bytes);
     CLI::App* list = app.add_subcommand("list", "List the algorithms with parameters, defaults and keys");
     bool markdown = false;
     list->add_flag("--markdown", markdown, "The keys alone, as the tables of the documentation");
@@ -222,6 +238,7 @@ int Main(int argc, char** argv) {
         if (*info && json) std::fputs(JsonText(InfoJson(OpenSurvey(inputs, reading)->About())).c_str(), stdout);
         if (*info && !json) std::fputs(InfoText(ReadRecording(*OpenSurvey(inputs, reading))).c_str(), stdout);
         if (*convert) Convert(inputs, converted, reading);
+        if (*view) std::printf("%s\n", View(viewOptions).c_str());
         if (*list) markdown ? ListKeys() : List();
         if (*schema) std::fputs(JsonText(document == "chain" ? ChainSchema() : ConfigurationSchema()).c_str(), stdout);
         const int code = *diff && !Compare(diffOptions) ? kDiffer : 0;

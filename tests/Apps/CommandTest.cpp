@@ -72,7 +72,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     EXPECT_EQ(Names(folder / "deep/out"),
               (std::set<std::string>{"across.png", "bscan-TX1RX1.png", "bscan-TX2RX1.png", "bscan-TX2RX2.png",
                                      "bscan-TX2RX3.png", "bscan-TX3RX3.png", "depth-slices.png", "image.vti",
-                                     "recipe.json", "scene.f32", "scene.json"}));
+                                     "recipe.json", "report.html", "scene.f32", "scene.json"}));
     const Recording image = ReadRecording(folder / "deep/out/image.vti");
     EXPECT_TRUE((image.size == Dimensions{84, 20, 10})); // the largest time zero is 44
     EXPECT_NEAR(image.deltaT, 5e-11, 1e-20);
@@ -174,7 +174,8 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --chain " + at + "detect.json --time-zero 3" + tail,
             "--time-zero would have no effect");
     refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
-    refused("polish " + at + "good.f32", "unknown command \"polish\"; known are run, demo, info, convert, diff, list, schema");
+    refused("polish " + at + "good.f32",
+            "unknown command \"polish\"; known are run, demo, info, convert, diff, list, schema");
     refused("list > /dev/full", "can't write to the standard output: no space left on device");
     refused("info " + at + "good.f32 > /dev/full", "no space left on device");
     refused("", "subcommand is required");
@@ -238,8 +239,8 @@ TEST(Command, LeavesTheFilesOfOthersAlone) {
     Recording line = Small(1);
     WriteRecording(line, folder / "line.f32");
     ASSERT_EQ(Program("run --quiet " + (folder / "line.f32").string() + " --out " + out).code, 0);
-    EXPECT_EQ(Names(out),
-              (std::set<std::string>{"bscan.png", "image.vti", "mine.txt", "recipe.json", "scene.f32", "scene.json"}));
+    EXPECT_EQ(Names(out), (std::set<std::string>{"bscan.png", "image.vti", "mine.txt", "recipe.json", "report.html",
+                                                 "scene.f32", "scene.json"}));
 
     fs::create_directory(folder / "other");
     folder.Write("other/image.vti", "someone's");
