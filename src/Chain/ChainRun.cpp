@@ -49,6 +49,29 @@ Recording Copies(const Recording& line) {
 
 } // namespace
 
+Recording RunStep(const Step& step, Recording block, StepReport& report) {
+    report.algorithm = step.Info().name;
+    const bool copies = block.size.bscans == 1 && step.Info().tellsChannels;
+    std::optional<LogOfOneLine> log;
+    if (copies) {
+        block = Copies(block);
+        log.emplace();
+    }
+    report.input = block.size;
+    try {
+        const BlockPart whole{0, block.size.bscans};
+        const Findings found = step.Info().findsTimeZero ? LookAt(step, block, whole) : std::nullopt;
+        Recording next = Work(step, block, whole, found);
+        Conclude(step, block, found, next, report);
+        block = std::move(next);
+    } catch (const Exception::CalcError& error) {
+        throw Explained(step, error, block.size);
+    }
+    if (copies) Crop(block, block.size.samples, 1);
+    report.output = block.size;
+    return block;
+}
+
 RunResult Chain::Run(Recording recording, const RunOptions& options) const {
     const Setting setting(recording, options.threads);
     RunResult result;
@@ -66,25 +89,7 @@ RunResult Chain::Run(Recording recording, const RunOptions& options) const {
         if (!tell(0)) throw Exception::Cancelled();
         const auto begin = std::chrono::steady_clock::now();
         StepReport report;
-        report.algorithm = step.Info().name;
-        const bool copies = block.size.bscans == 1 && step.Info().tellsChannels;
-        std::optional<LogOfOneLine> log;
-        if (copies) {
-            block = Copies(block);
-            log.emplace();
-        }
-        report.input = block.size;
-        try {
-            const BlockPart whole{0, block.size.bscans};
-            const Findings found = step.Info().findsTimeZero ? LookAt(step, block, whole) : std::nullopt;
-            Recording next = Work(step, block, whole, found);
-            Conclude(step, block, found, next, report);
-            block = std::move(next);
-        } catch (const Exception::CalcError& error) {
-            throw Explained(step, error, block.size);
-        }
-        if (copies) Crop(block, block.size.samples, 1);
-        report.output = block.size;
+        block = RunStep(step, std::move(block), report);
         report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
         if (!tell(1)) throw Exception::Cancelled();
         if (options.done) options.done(i, report);

@@ -69,16 +69,20 @@ SpareBlocks::~SpareBlocks() {
 }
 
 Samples AllocateSamples(std::int64_t count) {
-    constexpr std::size_t kHugePage = std::size_t{1} << 21;
-    auto bytes = (static_cast<std::size_t>(count) * sizeof(float) + kHugePage - 1) / kHugePage * kHugePage;
+    // A huge page for a small block would cost more than it spares.
+    constexpr std::size_t kHugePage = std::size_t{1} << 21, kSmall = kHugePage / 2, kCacheLine = 64;
+    const std::size_t wanted = static_cast<std::size_t>(count) * sizeof(float),
+                      page = wanted < kSmall ? kCacheLine : kHugePage;
+    auto bytes = (wanted + page - 1) / page * page;
     // A system that promises more than it has would end the program when the memory is touched.
     const double physical = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
     if (count < 1 || static_cast<double>(count) * sizeof(float) > physical) throw std::bad_alloc();
     float* memory = Spares::Get().Take(bytes);
     if (!memory) {
-        memory = static_cast<float*>(std::aligned_alloc(kHugePage, bytes));
+        memory = static_cast<float*>(std::aligned_alloc(page, bytes));
         if (!memory) throw std::bad_alloc();
-        madvise(memory, bytes, MADV_HUGEPAGE); // only a hint: a system without huge pages gives small ones
+        if (page == kHugePage)
+            madvise(memory, bytes, MADV_HUGEPAGE); // only a hint: a system without huge pages gives small ones
     }
     return Samples(memory, [bytes](float* p) { Spares::Get().Release(p, bytes); });
 }

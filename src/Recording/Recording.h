@@ -28,8 +28,8 @@ struct TZM_EXPORT Dimensions {
 /// Memory of a block: element (z * ascans + y) * samples + s. Shared, so that views of it can hold on to it.
 using Samples = std::shared_ptr<float[]>;
 
-/// Uninitialised memory for `count` floats, in huge pages where the system has them: the first touch of a small page
-/// costs more than the arithmetic on it. std::bad_alloc if there is none, or if `count` is below 1.
+/// Uninitialised memory for `count` floats, from 1 MiB on in huge pages where the system has them: the first touch of a
+/// small page costs more than the arithmetic on it. std::bad_alloc if there is none, or if `count` is below 1.
 TZM_EXPORT Samples AllocateSamples(std::int64_t count);
 
 /// Where an A-scan was recorded.

@@ -12,7 +12,7 @@ namespace TZM {
 
 /// The process is set up for a recording while it lives: sampling intervals, width of the digitiser, number of threads;
 /// blocks are passed on from step to step. One at a time.
-class Setting {
+class TZM_EXPORT Setting {
 public:
     Setting(const Recording& recording, int threads);
     ~Setting();
@@ -28,26 +28,31 @@ private:
 };
 
 /// The CalcError of a step as a user reads it.
-ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
+TZM_EXPORT ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
 
 /// Keeps the first samples of every A-scan and the first B-scans, in place.
 void Crop(Recording& block, int samples, int bscans);
 
 /// What is known of the block that a step makes of another, without its samples; of a detection it has all samples
 /// still. ChainError if nothing would be left of an A-scan.
-Recording Outcome(const Step& step, const Recording& in);
+TZM_EXPORT Recording Outcome(const Step& step, const Recording& in);
 
 /// What a step that couples the block found in all of it; nothing for the others.
 using Findings = std::optional<BlockFindings>;
 
 /// What a step must know of a whole block, from a part of it. A detection knows its shifts from it, any step whether it
 /// couples the block. \param part where the block's part stands; {0, all} for the whole
-Findings LookAt(const Step& step, const Recording& in, const BlockPart& part);
+TZM_EXPORT Findings LookAt(const Step& step, const Recording& in, const BlockPart& part);
 
 /// Samples that a step leaves, and what is told of it, as its findings on the whole block say. ChainError if none are.
-void Conclude(const Step& step, const Recording& in, const Findings& found, Recording& out, StepReport& report);
+TZM_EXPORT void Conclude(const Step& step, const Recording& in, const Findings& found, Recording& out,
+                         StepReport& report);
 
 /// A part of the block that a step makes of the same part of another. CalcError. \param found in the whole block
-Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found);
+TZM_EXPORT Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found);
+
+/// A step on a whole block. A single line goes as copies to a step that tells channels apart. Tells shapes, shifts and
+/// notes in the report. ChainError for a CalcError of the step.
+TZM_EXPORT Recording RunStep(const Step& step, Recording block, StepReport& report);
 
 } // namespace TZM
