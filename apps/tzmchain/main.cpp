@@ -136,14 +136,44 @@ void AddReadOptions(CLI::App& command, ReadOptions& reading) {
         ->check(CLI::Range(1e-6, 1e3));
 }
 
+/// What is known of a recording and wasn't kept in the form that it was written in.
+std::vector<std::string> Lost(const Recording& in, const Recording& kept) {
+    std::vector<std::string> lost;
+    const auto check = [&lost](bool there, const char* what) {
+        if (!there) lost.push_back(what);
+    };
+    check(in.timeZero == kept.timeZero && in.timeZeros == kept.timeZeros, "time zero");
+    check(in.permittivity == kept.permittivity, "permittivity");
+    check(in.antennaOffset == kept.antennaOffset, "antenna offset");
+    check(in.oneAntennaPair == kept.oneAntennaPair, "one pair of antennas");
+    check(in.channels == kept.channels, "names of channels");
+    check(in.bits == kept.bits, "bits");
+    check(in.validRanges.size() == kept.validRanges.size(), "valid ranges");
+    check(in.positions.size() == kept.positions.size(), "positions");
+    return lost;
+}
+
 /// Writes a recording in the form that the name of the new file tells, which must not exist yet.
 void Convert(const std::vector<std::filesystem::path>& inputs, const std::filesystem::path& out,
              const ReadOptions& reading) {
-    for (const auto& file : {out, std::filesystem::path(out).replace_extension(".json")})
+    std::vector<std::filesystem::path> files{out};
+    for (const char* raw : {".f32", ".F32", ".json"})
+        if (out.extension() == raw)
+            for (const char* extension : {".f32", ".json"})
+                files.push_back(std::filesystem::path(out).replace_extension(extension));
+    for (const auto& file : files)
         if (std::filesystem::exists(file)) throw Refusal(file.string() + " exists; choose another name");
     Recording recording = ReadRecording(*OpenSurvey(inputs, reading));
     for (const std::string& note : recording.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
-    WriteRecording(recording, out);
+    try {
+        WriteRecording(recording, out);
+    } catch (...) { // half a file is none
+        std::error_code ignored;
+        for (const auto& file : files) std::filesystem::remove(file, ignored);
+        throw;
+    }
+    if (const auto lost = Lost(recording, OpenRecording(recording.file)->About()); !lost.empty())
+        std::fprintf(stderr, "note: %s doesn't keep %s\n", recording.file.c_str(), Joined(lost).c_str());
 }
 
 /// A first word that is no option must be a command.

@@ -11,10 +11,18 @@
 
 namespace TZM {
 
-ByteReader::ByteReader(const std::filesystem::path& path)
-    : file(path), descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    struct stat about {};
+namespace {
+
+int Open(const std::filesystem::path& file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) throw FormatError("can't read " + file.string() + ": " + Reason(errno));
+    return descriptor;
+}
+
+} // namespace
+
+ByteReader::ByteReader(const std::filesystem::path& path) : file(path), descriptor(Open(path)) {
+    struct stat about {};
     if (fstat(descriptor, &about) != 0 || !S_ISREG(about.st_mode)) {
         close(descriptor);
         throw FormatError("can't read " + file.string() + ": it isn't a file");
@@ -22,7 +30,12 @@ ByteReader::ByteReader(const std::filesystem::path& path)
     size = about.st_size;
 }
 
-ByteReader::~ByteReader() { close(descriptor); }
+ByteReader::~ByteReader() { Close(); }
+
+void ByteReader::Close() {
+    if (descriptor >= 0) close(descriptor);
+    descriptor = -1;
+}
 
 std::string ByteReader::Text(std::int64_t offset, std::int64_t length) const {
     std::string text(static_cast<std::size_t>(length), '\0');
@@ -37,6 +50,7 @@ void ByteReader::Read(std::int64_t offset, std::int64_t bytes, void* to) const {
     if (offset < 0 || bytes < 0 || offset > size || bytes > size - offset)
         throw FormatError(file.string() + " ends at byte " + std::to_string(size) + ", and bytes " +
                           std::to_string(offset) + " to " + std::to_string(offset + bytes - 1) + " are needed");
+    if (descriptor < 0) descriptor = Open(file);
     for (auto* target = static_cast<char*>(to); bytes > 0;) {
         const ssize_t got = pread(descriptor, target, static_cast<std::size_t>(bytes), offset);
         if (got < 0 && errno == EINTR) continue;

@@ -45,7 +45,7 @@ private:
 };
 
 /// Numbers at their places in a file, little-endian unless told otherwise. Every offset is checked against the size
-/// that the file has.
+/// that the file had when it was opened.
 class ByteReader {
 public:
     /// FormatError if the file can't be read.
@@ -56,6 +56,9 @@ public:
 
     const std::filesystem::path& File() const { return file; }
     std::int64_t Size() const { return size; }
+    /// Gives the system's handle back until something is read again: a survey may have more files than a process
+    /// handles.
+    void Close();
     void BigEndian(bool on = true) { bigEndian = on; }
 
     HeaderField<std::uint16_t> U16(std::int64_t offset) const { return Number<std::uint16_t>(offset); }
@@ -83,7 +86,7 @@ private:
     }
 
     std::filesystem::path file;
-    int descriptor;
+    mutable int descriptor;
     std::int64_t size;
     bool bigEndian = false;
 };

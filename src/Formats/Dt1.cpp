@@ -3,6 +3,7 @@
 
 #include "Formats/Formats.h"
 #include "Formats/Positions.h"
+#include "Formats/Sensible.h"
 #include "Formats/TextHeader.h"
 #include "Formats/WordSource.h"
 #include "Recording/private/Text.h"
@@ -35,8 +36,22 @@ int AscanOfLine(const std::string& line) {
     return number >= 1 && number < 2147483647 ? static_cast<int>(number) - 1 : -1;
 }
 
+/// Positions along the line in the headers of A-scans, in metres; none unless they rise or fall all along.
+std::vector<std::pair<int, double>> WayOf(const ByteReader& file, const WordLayout& layout, std::int64_t ascans,
+                                          double unit) {
+    std::vector<std::pair<int, double>> way;
+    double sign = 0;
+    for (std::int64_t a = 0; a < ascans; ++a) {
+        const double place = double{file.F32(a * layout.ascanStep + 4)} * unit;
+        if (a == 1) sign = place < way[0].second ? -1 : 1;
+        if (!std::isfinite(place) || (a > 0 && !((place - way.back().second) * sign > 0))) return {};
+        way.emplace_back(static_cast<int>(a), place);
+    }
+    return way;
+}
+
 std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&) {
-    const fs::path dataFile = Partner(input, ".dt1").empty() ? input : Partner(input, ".dt1");
+    const fs::path dataFile = HasExtension(input, ".hd") ? RequiredPartner(input, ".dt1") : input;
     const TextHeader header(RequiredPartner(dataFile, ".hd"), '=');
     auto file = std::make_unique<ByteReader>(dataFile);
     const int samples = header.Count("NUMBER OF PTS/TRC", 1, 1 << 20);
@@ -61,23 +76,36 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     if (ascans != told || file->Size() % layout.ascanStep != 0)
         recording.notes.push_back(header.File().string() + " tells " + std::to_string(told) + " A-scans; the size of " +
                                   dataFile.filename().string() + " makes them " + std::to_string(ascans));
-    if (const auto sample = header.Number("TIMEZERO AT POINT"); sample && *sample > 0 && *sample < samples)
-        recording.timeZero = static_cast<int>(std::lround(*sample));
+    if (const auto sample = header.Positive("TIMEZERO AT POINT")) recording.timeZero = SampleAt(*sample, samples);
     const std::string units = header.Text("POSITION UNITS").value_or("m");
     const double unit = units.rfind("f", 0) == 0 || units.rfind("F", 0) == 0 ? kFoot : 1;
-    if (const auto step = header.Positive("STEP SIZE USED"))
-        recording.deltaX = *step * unit, recording.knowsDeltaX = true;
-    if (const auto start = header.Number("STARTING POSITION")) recording.startX = *start * unit;
+    const auto step = header.Number("STEP SIZE USED"), start = header.Number("STARTING POSITION"),
+               end = header.Number("FINAL POSITION");
+    if (step && *step != 0) recording.deltaX = std::abs(*step) * unit, recording.knowsDeltaX = true;
+    if (start) recording.startX = *start * unit;
+    recording.backwards = start && end && *end < *start;
     if (const auto separation = header.Positive("ANTENNA SEPARATION")) recording.antennaOffset = *separation * unit;
     if (const auto frequency = header.Text("NOMINAL FREQUENCY"))
         recording.channels = {Number(std::strtod(frequency->c_str(), nullptr)) + " MHz"};
     if (const fs::path track = Partner(dataFile, ".gps"); !track.empty())
         TakePositions(recording, track, GgaPositions(ReadText(track), AscanOfLine));
+    if (!recording.knowsDeltaX) TakeWay(recording, WayOf(*file, layout, ascans, unit), "their headers");
     return std::make_unique<WordSource>(std::move(recording), std::move(file), layout);
+}
+
+/// The first floats of an A-scan's header are whole numbers, those of bytes and samples within their ranges.
+bool Recognises(const std::string& head) {
+    if (head.size() < kAscanHeader) return false;
+    const auto whole = [&](std::size_t at, float low, float high) {
+        float value = 0;
+        std::memcpy(&value, head.data() + at, sizeof value);
+        return value >= low && value <= high && value == std::floor(value);
+    };
+    return whole(0, 0, 16777216) && whole(8, 1, 65536) && whole(20, 2, 4) && whole(28, 0, 65536);
 }
 
 } // namespace
 
-Format Dt1Format() { return {"dt1", "NAME.DT1 (with NAME.HD)", {".dt1", ".hd"}, {}, Open, {}}; }
+Format Dt1Format() { return {"dt1", "NAME.DT1 (with NAME.HD)", {".dt1", ".hd"}, Recognises, Open, {}}; }
 
 } // namespace TZM

@@ -1,8 +1,11 @@
 // NAME.DZT: 1024 bytes of header for each channel, then for each position the A-scans of all channels.
+#include <charconv>
 #include <cmath>
+#include <string_view>
 
 #include "Formats/Formats.h"
 #include "Formats/Positions.h"
+#include "Formats/Sensible.h"
 #include "Formats/TextHeader.h"
 #include "Formats/WordSource.h"
 #include "Recording/private/Text.h"
@@ -20,26 +23,35 @@ struct Header {
     explicit Header(const ByteReader& file)
         : samples(file.U16(4).Between(1, 65535, "samples per A-scan")),
           bits(file.U16(6).OneOf({8, 16, 32}, "bits per sample")), channels(file.U16(52).Between(1, 64, "channels")),
-          ascansPerMetre(file.F32(14)), position(file.F32(22)),
+          ascansPerMetre(file.F32(14)), metresPerMark(file.F32(18)), position(file.F32(22)),
           range(file.F32(26).Between(1e-3f, 1e7f, "ns of time window")), permittivity(file.F32(54)) {
         const int blocks = file.U16(2);
         begin = kHeader * (blocks > 0 && blocks < kHeader ? blocks : channels);
+        ownBlocks = static_cast<int>(std::min<std::int64_t>(channels, std::min(begin, file.Size()) / kHeader));
+    }
+
+    /// Sample of time zero, where the first one lies ahead of it.
+    std::optional<int> TimeZero(float first) const {
+        return first < 0 ? SampleAt(-double{first} / range * samples, samples) : std::nullopt;
     }
 
     int samples, bits, channels;
     float ascansPerMetre; ///< 0: recorded over time
-    float position;       ///< of the first sample, ns
-    float range;          ///< ns
+    float metresPerMark;
+    float position; ///< of the first sample, ns
+    float range;    ///< ns
     float permittivity;
     std::int64_t begin; ///< of the data
+    int ownBlocks;      ///< channels that have a header block
 };
 
 /// What the channels are called: the antennas' names, told apart by numbers where they are alike; none if nobody says.
-std::vector<std::string> ChannelNames(const ByteReader& file, int channels) {
+std::vector<std::string> ChannelNames(const ByteReader& file, const Header& header) {
+    const int channels = header.channels;
     std::vector<std::string> names;
     bool any = false;
     for (int c = 0; c < channels; ++c) {
-        std::string name = kHeader * c + 112 <= file.Size() ? file.Text(kHeader * c + 98, 14) : "";
+        std::string name = c < header.ownBlocks ? file.Text(kHeader * c + 98, 14) : "";
         any = any || !name.empty();
         names.push_back(name.empty() ? "channel" : name);
     }
@@ -50,9 +62,42 @@ std::vector<std::string> ChannelNames(const ByteReader& file, int channels) {
     return names;
 }
 
+/// What the header blocks of further channels tell otherwise.
+void TakeChannelHeaders(const ByteReader& file, const Header& header, Recording& recording) {
+    std::vector<int> timeZeros;
+    if (recording.timeZero) timeZeros.push_back(*recording.timeZero);
+    for (int c = 1; c < header.ownBlocks; ++c) {
+        if (const float range = file.F32(kHeader * c + 26); range > 0 && range != header.range)
+            recording.notes.push_back(file.File().string() + ": channel " + std::to_string(c + 1) +
+                                      " tells a time window of " + Number(range) + " ns; that of the first, " +
+                                      Number(header.range) + " ns, is taken for all");
+        if (const auto own = header.TimeZero(file.F32(kHeader * c + 22))) timeZeros.push_back(*own);
+    }
+    if (timeZeros.size() == static_cast<std::size_t>(header.channels) &&
+        std::count(timeZeros.begin(), timeZeros.end(), timeZeros[0]) != header.channels)
+        recording.timeZeros = timeZeros;
+}
+
 /// "$GSSIS,17,...": the A-scan ahead of its position.
 int AscanOfLine(const std::string& line) {
-    return line.rfind("$GSSIS,", 0) == 0 ? static_cast<int>(std::strtol(line.c_str() + 7, nullptr, 10)) : -1;
+    constexpr std::string_view kMark = "$GSSIS,";
+    int ascan = -1;
+    if (line.rfind(kMark, 0) == 0) std::from_chars(line.data() + kMark.size(), line.data() + line.size(), ascan);
+    return ascan;
+}
+
+/// A-scans at which the user set a mark: <scan>17</scan><mark>User</mark> of each <WayPt>...</WayPt>, rising.
+std::vector<int> MarkedAscans(const std::string& xml, int ascans) {
+    std::vector<int> marked;
+    for (auto at = xml.find("<WayPt"); at != std::string::npos; at = xml.find("<WayPt", at + 1)) {
+        const std::string point = xml.substr(at, xml.find("</WayPt>", at) - at);
+        const auto scan = point.find("<scan>"), mark = point.find("<mark>");
+        if (scan == std::string::npos || mark == std::string::npos || point.compare(mark + 6, 1, "<") == 0) continue;
+        int ascan = -1;
+        std::from_chars(point.data() + scan + 6, point.data() + point.size(), ascan);
+        if (ascan >= 0 && ascan < ascans && (marked.empty() || ascan > marked.back())) marked.push_back(ascan);
+    }
+    return marked;
 }
 
 /// The number in <name>...</name>.
@@ -83,28 +128,28 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions& 
     recording.size = {header.samples, CheckedCount(input, ascans, "A-scans"), header.channels};
     recording.bits = header.bits;
     recording.deltaT = header.range * kNanosecond / header.samples;
-    recording.channels = ChannelNames(*file, header.channels);
+    recording.channels = ChannelNames(*file, header);
     if (data % layout.ascanStep != 0)
         recording.notes.push_back(input.string() + " ends within a position, which is left out");
-    if (header.position < 0 && -header.position < header.range)
-        recording.timeZero = static_cast<int>(std::lround(-double{header.position} / header.range * header.samples));
+    recording.timeZero = header.TimeZero(header.position);
+    TakeChannelHeaders(*file, header, recording);
     if (header.permittivity >= 1 && header.permittivity <= 100) recording.permittivity = double{header.permittivity};
+    std::vector<std::pair<int, double>> way;
     if (const fs::path xml = Partner(input, ".dzx"); !xml.empty()) {
         const std::string text = ReadText(xml);
         if (const auto spacing = XmlNumber(text, "unitsPerScan"))
             recording.deltaX = *spacing, recording.knowsDeltaX = true;
         if (const auto dielectric = XmlNumber(text, "dielectric"); dielectric && !recording.permittivity)
             recording.permittivity = *dielectric;
+        if (header.metresPerMark > 0 && std::isfinite(header.metresPerMark))
+            for (const int ascan : MarkedAscans(text, recording.size.ascans))
+                way.emplace_back(ascan, static_cast<double>(way.size()) * header.metresPerMark);
     }
     if (header.ascansPerMetre > 0 && std::isfinite(header.ascansPerMetre))
         recording.deltaX = 1 / double{header.ascansPerMetre}, recording.knowsDeltaX = true;
-    for (int c = 1; c < header.channels && kHeader * (c + 1) <= file->Size(); ++c)
-        if (const float range = file->F32(kHeader * c + 26); range > 0 && range != header.range)
-            recording.notes.push_back(input.string() + ": channel " + std::to_string(c + 1) +
-                                      " tells a time window of " + Number(range) + " ns; that of the first, " +
-                                      Number(header.range) + " ns, is taken for all");
     if (const fs::path track = Partner(input, ".dzg"); !track.empty())
         TakePositions(recording, track, GgaPositions(ReadText(track), AscanOfLine));
+    TakeWay(recording, way, "marks");
     int marks = 0;
     if (header.bits != 8 && !options.keepMarks) {
         marks = CountMarks(*file, layout, header.samples, recording.size.ascans);

@@ -3,12 +3,14 @@
 #include <hdf5.h>
 #include <hdf5_hl.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
 #include <utility>
 
 #include "Formats/Formats.h"
+#include "Formats/Sensible.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
 
@@ -19,7 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr double kNanosecond = 1e-9;
-constexpr const char *kBlock = "amplitude", *kPositions = "positions", *kReceivers = "rxs";
+constexpr const char *kBlock = "amplitude", *kPositions = "positions", *kReceivers = "rxs", *kValid = "valid_traces",
+                     *kTimeZeros = "time_zero_sample_per_line";
 constexpr std::array<const char*, 3> kDimensions{"line", "trace", "sample"};
 
 /// An object of the library, closed with its owner; below 0 if there is none.
@@ -67,14 +70,23 @@ std::vector<hsize_t> Shape(hid_t dataset) {
     return shape;
 }
 
+/// Whether numbers are of a usual kind: the library's conversion of others, of a damaged file, writes anywhere.
+bool IsUsual(hid_t type) {
+    for (const hid_t usual :
+         {H5T_IEEE_F32LE, H5T_IEEE_F32BE, H5T_IEEE_F64LE, H5T_IEEE_F64BE, H5T_STD_I8LE,  H5T_STD_I8BE,  H5T_STD_U8LE,
+          H5T_STD_U8BE,   H5T_STD_I16LE,  H5T_STD_I16BE,  H5T_STD_U16LE,  H5T_STD_U16BE, H5T_STD_I32LE, H5T_STD_I32BE,
+          H5T_STD_U32LE,  H5T_STD_U32BE,  H5T_STD_I64LE,  H5T_STD_I64BE,  H5T_STD_U64LE, H5T_STD_U64BE})
+        if (H5Tequal(type, usual) > 0) return true;
+    return false;
+}
+
 /// The numbers of an attribute; none if there are none of that name.
 std::vector<double> Numbers(hid_t of, const char* name) {
     if (H5Aexists(of, name) <= 0) return {};
     const Handle attribute(H5Aopen(of, name, H5P_DEFAULT), H5Aclose);
     const Handle type(H5Aget_type(attribute), H5Tclose), space(H5Aget_space(attribute), H5Sclose);
     const hssize_t count = H5Sget_simple_extent_npoints(space);
-    const H5T_class_t kind = H5Tget_class(type);
-    if (count < 1 || count > 64 || (kind != H5T_FLOAT && kind != H5T_INTEGER)) return {};
+    if (count < 1 || count > 64 || !IsUsual(type)) return {};
     std::vector<double> numbers(static_cast<std::size_t>(count));
     return H5Aread(attribute, H5T_NATIVE_DOUBLE, numbers.data()) < 0 ? std::vector<double>() : numbers;
 }
@@ -98,11 +110,15 @@ std::string Text(hid_t of, const char* name) {
 /// Refuses sizes that the file can't hold, however well it is compressed.
 void RequireJustified(const fs::path& file, hid_t dataset, const std::vector<hsize_t>& shape) {
     constexpr double kDensest = 1100; // of deflate
-    double count = 1;
-    for (const hsize_t size : shape) count *= static_cast<double>(size);
-    if (count > kDensest * static_cast<double>(H5Dget_storage_size(dataset)))
-        throw FormatError(file.string() + " tells " + Number(count, 12) + " samples, which its " +
-                          std::to_string(H5Dget_storage_size(dataset)) + " bytes for them can't hold");
+    const Handle properties(H5Dget_create_plist(dataset), H5Pclose), type(H5Dget_type(dataset), H5Tclose);
+    if (!IsUsual(type)) throw FormatError(file.string() + " holds samples that aren't numbers of a usual kind");
+    const bool packed = H5Pget_nfilters(properties) > 0;
+    const hsize_t stored = std::min<hsize_t>(H5Dget_storage_size(dataset), fs::file_size(file));
+    double bytes = static_cast<double>(H5Tget_size(type));
+    for (const hsize_t size : shape) bytes *= static_cast<double>(size);
+    if (bytes > (packed ? kDensest : 1) * static_cast<double>(stored))
+        throw FormatError(file.string() + " tells " + Number(bytes, 12) + " bytes of samples, and " +
+                          std::to_string(stored) + " of it are theirs");
 }
 
 /// Reads a box of a dataset as floats.
@@ -120,7 +136,7 @@ void ReadBox(const fs::path& file, hid_t dataset, const std::vector<hsize_t>& fr
 class BlockSource final : public RecordingSource {
 public:
     BlockSource(Recording recording, Handle of, Handle set)
-        : RecordingSource(std::move(recording)), file(std::move(of)), dataset(std::move(set)) {}
+        : RecordingSource(Sensible(std::move(recording))), file(std::move(of)), dataset(std::move(set)) {}
 
     void Read(int firstBscan, int bscans, float* out) override {
         const Quiet quiet;
@@ -136,7 +152,7 @@ private:
 class ModelSource final : public RecordingSource {
 public:
     ModelSource(Recording recording, Handle of, std::vector<Handle> receivers)
-        : RecordingSource(std::move(recording)), file(std::move(of)), datasets(std::move(receivers)) {}
+        : RecordingSource(Sensible(std::move(recording))), file(std::move(of)), datasets(std::move(receivers)) {}
 
     void Read(int firstBscan, int bscans, float* out) override {
         const Quiet quiet;
@@ -218,6 +234,30 @@ void TakePositions(hid_t file, Recording& recording) {
     recording.coordinates = Text(table, "coordinates");
 }
 
+/// A table of whole numbers, a row for each B-scan; empty if there is none of that shape.
+std::vector<int> RowsOfLines(hid_t file, const char* name, const Recording& recording, hsize_t columns) {
+    const Handle table = Dataset(file, name);
+    const std::vector<hsize_t> shape = table.Has() ? Shape(table) : std::vector<hsize_t>();
+    const auto lines = static_cast<hsize_t>(recording.size.bscans);
+    if (shape != (columns == 1 ? std::vector<hsize_t>{lines} : std::vector<hsize_t>{lines, columns})) return {};
+    RequireJustified(recording.file, table, shape);
+    std::vector<int> numbers(static_cast<std::size_t>(lines * columns));
+    return H5Dread(table, H5T_NATIVE_INT, H5S_ALL, H5S_ALL, H5P_DEFAULT, numbers.data()) < 0 ? std::vector<int>()
+                                                                                             : numbers;
+}
+
+/// Valid ranges and times zero of the lines.
+void TakeLines(hid_t file, Recording& recording) {
+    const std::vector<int> valid = RowsOfLines(file, kValid, recording, 2);
+    for (std::size_t i = 0; i < valid.size(); i += 2) {
+        const int first = std::clamp(valid[i], 0, recording.size.ascans);
+        recording.validRanges.push_back({first, std::clamp(valid[i + 1], 0, recording.size.ascans - first)});
+    }
+    recording.timeZeros = RowsOfLines(file, kTimeZeros, recording, 1);
+    for (const int sample : recording.timeZeros)
+        if (sample < 0 || sample >= recording.size.samples) return recording.timeZeros.clear();
+}
+
 std::unique_ptr<RecordingSource> OpenBlock(Recording recording, Handle file) {
     Handle dataset = Dataset(file, kBlock);
     const std::vector<hsize_t> shape = Shape(dataset);
@@ -239,6 +279,12 @@ std::unique_ptr<RecordingSource> OpenBlock(Recording recording, Handle file) {
         sample.size() == 1 && sample[0] >= 0 && sample[0] < recording.size.samples)
         recording.timeZero = static_cast<int>(sample[0]);
     if (const auto bits = Positive(dataset, "bits"); bits && *bits <= 64) recording.bits = static_cast<int>(*bits);
+    if (const auto start = Numbers(dataset, "start_time"); start.size() == 1 && std::isfinite(start[0]))
+        recording.startTime = start[0];
+    if (const auto start = Numbers(dataset, "start_x"); start.size() == 1 && std::isfinite(start[0]))
+        recording.startX = start[0];
+    recording.oneAntennaPair = Positive(dataset, "one_antenna_pair").has_value();
+    TakeLines(file, recording);
     TakePositions(file, recording);
     for (std::size_t i = 0;; ++i) {
         const std::string channel = Text(dataset, ("channel_" + std::to_string(i)).c_str());
@@ -304,6 +350,12 @@ public:
         return block;
     }
 
+    /// A table of whole numbers, a row for each line.
+    void Lines(const char* name, const std::vector<int>& numbers, int lines) const {
+        const hsize_t shape[] = {hsize_t(lines), numbers.size() / static_cast<std::size_t>(lines)};
+        Require(H5LTmake_dataset_int(file, name, shape[1] > 1 ? 2 : 1, shape, numbers.data()));
+    }
+
     void Positions(const Recording& recording) const {
         std::vector<double> rows;
         for (const Position& p : recording.positions)
@@ -352,6 +404,14 @@ void Write(Recording& recording, const fs::path& to) {
         if (recording.bits) writer.Number(block, "bits", *recording.bits);
         for (std::size_t i = 0; i < recording.channels.size(); ++i)
             writer.Words(block, ("channel_" + std::to_string(i)).c_str(), recording.channels[i]);
+        if (recording.FirstTime() != 0) writer.Number(block, "start_time", recording.FirstTime());
+        if (recording.startX != 0) writer.Number(block, "start_x", recording.startX);
+        if (recording.oneAntennaPair) writer.Number(block, "one_antenna_pair", 1);
+        std::vector<int> valid;
+        for (const BscanInfo& range : recording.validRanges)
+            valid.insert(valid.end(), {range.firstValidIdx, range.validLen});
+        if (!valid.empty()) writer.Lines(kValid, valid, size.bscans);
+        if (!recording.timeZeros.empty()) writer.Lines(kTimeZeros, recording.timeZeros, size.bscans);
         if (!recording.positions.empty()) writer.Positions(recording);
         writer.Require(H5Fflush(writer.File(), H5F_SCOPE_GLOBAL));
     }

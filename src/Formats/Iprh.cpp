@@ -3,6 +3,7 @@
 
 #include "Formats/ChannelFile.h"
 #include "Formats/Formats.h"
+#include "Formats/Sensible.h"
 #include "Recording/private/Text.h"
 
 namespace TZM {
@@ -13,7 +14,9 @@ namespace fs = std::filesystem;
 
 std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&) {
     const fs::path header = RequiredPartner(input, ".iprh");
-    const int bits = TextHeader(header, ':').Number("DATA VERSION").value_or(16) == 32 ? 32 : 16;
+    const double bits = TextHeader(header, ':').Number("DATA VERSION").value_or(16);
+    if (bits != 16 && bits != 32)
+        throw FormatError(header.string() + ": DATA VERSION is " + Number(bits) + "; 16 or 32 is expected");
     ChannelFile channel(RequiredPartner(input, ".iprb"), header, bits == 32 ? Word::I32 : Word::I16);
     const TextHeader& text = channel.header;
     const int samples = text.Count("SAMPLES", 1, 1 << 20);
@@ -23,8 +26,7 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     recording.deltaT = text.RequiredPositive("TIMEWINDOW") * kNanosecond / samples;
     channel.TakeSpacing("DISTANCE INTERVAL");
     channel.TakeSpacing("USER DISTANCE INTERVAL");
-    if (const auto zero = text.Number("ZERO LEVEL"); zero && *zero > 0 && *zero < samples)
-        recording.timeZero = static_cast<int>(std::lround(*zero));
+    if (const auto zero = text.Positive("ZERO LEVEL")) recording.timeZero = SampleAt(*zero, samples);
     if (const auto speed = text.Positive("SOIL VELOCITY"); speed && *speed <= kLight)
         recording.permittivity = std::pow(kLight / *speed, 2);
     if (const auto frequency = text.Positive("FREQUENCY")) recording.channels = {Number(*frequency) + " MHz"};

@@ -1,6 +1,7 @@
 // NAME.ogpr: a line "ogpr", a checksum, a size, a JSON object that describes the blocks of the file, and the blocks:
 // for each slice the A-scans of all channels, and where they were recorded.
 #include <cmath>
+#include <sstream>
 #include <vector>
 
 #include "Formats/Formats.h"
@@ -13,8 +14,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The JSON object of the file's head, brace by brace: what the line ahead of it says of its size isn't needed.
-Json::Value Description(const ByteReader& file) {
+/// Notes the size that the line ahead of a JSON object tells, if neither as a hexadecimal nor as a decimal number the
+/// object has room in it.
+void CheckSize(const std::string& ahead, std::size_t bytes, std::vector<std::string>& notes) {
+    std::istringstream lines(ahead);
+    std::string word;
+    for (int i = 0; i < 3; ++i) word.clear(), lines >> word;
+    for (const int base : {16, 10})
+        if (std::strtoull(word.c_str(), nullptr, base) >= bytes) return;
+    notes.push_back("\"" + OneLine(word.substr(0, 32)) + "\" is told as the size of the JSON object, which has " +
+                    std::to_string(bytes) + " bytes; the object is taken");
+}
+
+/// The JSON object of the file's head, brace by brace.
+Json::Value Description(const ByteReader& file, std::vector<std::string>& notes) {
     constexpr std::int64_t kMost = 1 << 24;
     std::string text(static_cast<std::size_t>(std::min(file.Size(), kMost)), '\0');
     file.Read(0, static_cast<std::int64_t>(text.size()), text.data());
@@ -32,6 +45,7 @@ Json::Value Description(const ByteReader& file) {
         } else if (text[i] == '{') {
             ++depth;
         } else if (text[i] == '}' && --depth == 0) {
+            CheckSize(text.substr(0, begin), i + 1 - begin, notes);
             return ParseJson(text.substr(begin, i + 1 - begin), file.File().string());
         }
     }
@@ -51,7 +65,8 @@ public:
         throw Wrong(key, "a whole number from 1 on");
     }
     double Positive(const char* key) const {
-        if (object[key].isNumeric() && object[key].asDouble() > 0) return object[key].asDouble();
+        if (object[key].isNumeric() && object[key].asDouble() > 0 && std::isfinite(object[key].asDouble()))
+            return object[key].asDouble();
         throw Wrong(key, "a number above 0");
     }
     std::int64_t Place(const char* key) const {
@@ -102,14 +117,17 @@ void TakeLocations(const ByteReader& file, const Members& block, Recording& reco
                      [](const Position& p, const Position& q) { return p.bscan < q.bscan; });
     const Json::Value& srs = block["srs"];
     if (srs.isObject() && srs["value"].isConvertibleTo(Json::stringValue))
-        recording.coordinates = "EPSG:" + OneLine(srs["value"].asString());
+        recording.coordinates = OneLine(srs["value"].asString());
+    if (!recording.coordinates.empty() && recording.coordinates.find(':') == std::string::npos)
+        recording.coordinates.insert(0, "EPSG:");
 }
 
 std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&) {
     auto file = std::make_unique<ByteReader>(input);
-    const Json::Value root = Description(*file);
-    const Members main(input, root["mainDescriptor"], "mainDescriptor");
     Recording recording;
+    const Json::Value root = Description(*file, recording.notes);
+    if (!root.isObject()) throw FormatError(input.string() + " holds no JSON object at its head");
+    const Members main(input, root["mainDescriptor"], "mainDescriptor");
     recording.format = "ogpr";
     recording.file = input;
     recording.size = {main.Count("samplesCount"), main.Count("slicesCount"), main.Count("channelsCount")};
@@ -129,9 +147,9 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     if (!type.empty() && type != "float" && type != "int" && type != "int16")
         throw volume->Wrong("valueType", "\"float\", \"int\" or \"int16\"");
     layout.channelStep = std::int64_t{SizeOf(layout.word)} * recording.size.samples;
-    layout.ascanStep = layout.channelStep * recording.size.bscans;
     std::int64_t bytes = 0;
-    if (__builtin_mul_overflow(layout.ascanStep, std::int64_t{recording.size.ascans}, &bytes))
+    if (__builtin_mul_overflow(layout.channelStep, std::int64_t{recording.size.bscans}, &layout.ascanStep) ||
+        __builtin_mul_overflow(layout.ascanStep, std::int64_t{recording.size.ascans}, &bytes))
         throw FormatError(input.string() + ": a block of " + recording.size.Text() + " is beyond any file");
     layout.begin = BlockBegin(*file, *volume, bytes);
     if (layout.word == Word::I16) recording.bits = 16;
@@ -144,6 +162,11 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     if (const Json::Value& speed = radar["propagationVelocity_mPerSec"];
         speed.isNumeric() && speed.asDouble() > 0 && speed.asDouble() <= kLight)
         recording.permittivity = std::pow(kLight / speed.asDouble(), 2);
+    for (const char* key : {"frequency_MHz", "fequency_MHz"})
+        if (const Json::Value& frequency = (*volume)["radar"][key];
+            recording.channels.empty() && frequency.isNumeric() && frequency.asDouble() > 0)
+            for (int c = 0; c < recording.size.bscans; ++c)
+                recording.channels.push_back(Number(frequency.asDouble()) + " MHz " + std::to_string(c + 1));
     if (locations) TakeLocations(*file, *locations, recording);
     return std::make_unique<WordSource>(std::move(recording), std::move(file), layout);
 }

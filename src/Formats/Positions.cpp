@@ -6,6 +6,8 @@
 #include <optional>
 #include <sstream>
 
+#include "Recording/Track.h"
+
 namespace TZM {
 
 namespace {
@@ -84,6 +86,15 @@ std::vector<Position> CorPositions(const std::string& text) {
                              NumberOf(f[7]).value_or(0)});
     });
     return positions;
+}
+
+void TakeWay(Recording& recording, const std::vector<std::pair<int, double>>& way, const char* source) {
+    if (way.size() < 2 || recording.knowsDeltaX || !recording.positions.empty()) return;
+    for (int z = 0; z < recording.size.bscans; ++z)
+        for (const auto& [ascan, metres] : way) recording.positions.push_back({z, ascan, metres, 0, 0});
+    recording.coordinates = kAlongTheLine;
+    recording.notes.push_back(recording.file.string() + " was recorded over time, and " + source +
+                              " tell where A-scans lie; --delta-x makes their distance even");
 }
 
 void TakePositions(Recording& recording, const std::filesystem::path& file, std::vector<Position> positions) {

@@ -16,6 +16,9 @@ std::vector<Position> GgaPositions(const std::string& text, int (*ascanOf)(const
 /// between tabs or commas; lines of another form are passed over. Degrees, "EPSG:4326".
 std::vector<Position> CorPositions(const std::string& text);
 
+/// Takes metres along the line where nothing tells places and distances: from A-scan to metres. With a note.
+void TakeWay(Recording& recording, const std::vector<std::pair<int, double>>& way, const char* source);
+
 /// Takes the positions of a file beside a recording, if there is one; notes those that are beyond the A-scans.
 void TakePositions(Recording& recording, const std::filesystem::path& file, std::vector<Position> positions);
 

@@ -17,6 +17,12 @@ namespace {
 
 constexpr const char* kDegrees = "EPSG:4326";
 
+/// Refusal if positions tell no places in a map.
+void RequirePlaces(const Recording& recording) {
+    if (recording.coordinates == kAlongTheLine)
+        throw Refusal("positions of " + recording.file.string() + " tell the way along the line, no places in a map");
+}
+
 Json::Value Place(const Position& position) {
     Json::Value place(Json::arrayValue);
     for (const double number : {position.east, position.north, position.height}) place.append(number);
@@ -65,6 +71,7 @@ std::vector<Position> PositionsInMetres(const Recording& recording, std::string&
 }
 
 Placement PlacementOf(const Recording& recording) {
+    RequirePlaces(recording);
     Recording metres = recording.About();
     metres.positions = PositionsInMetres(recording, metres.coordinates);
     std::map<int, std::vector<Position>> tracks;
@@ -88,6 +95,7 @@ Placement PlacementOf(const Recording& recording) {
 }
 
 Json::Value TrackGeoJson(const Recording& recording) {
+    RequirePlaces(recording);
     const std::vector<Position> positions =
         InDegrees(recording) ? recording.positions : Project(recording.positions, recording.coordinates, kDegrees);
     std::map<int, std::vector<Position>> tracks;

@@ -1,12 +1,14 @@
 // NAME.sgy: 3600 bytes of header, then the A-scans, each behind 240 bytes of its own.
 #include <segyio/segy.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <sstream>
 
 #include "Formats/ByteReader.h"
 #include "Formats/Formats.h"
+#include "Formats/Sensible.h"
 #include "Recording/Track.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
@@ -19,7 +21,8 @@ namespace fs = std::filesystem;
 
 constexpr double kPicosecond = 1e-12, kArcSeconds = 3600;
 constexpr int kMostSamples = 65535, kTextLine = 80, kDegreeScale = 1000, kMetreScale = 100;
-constexpr const char* kLocal = "LOCAL"; ///< coordinates along and across the lines, of a recording without positions
+constexpr const char* kGrid = "GRID"; ///< coordinates along and across the lines, of a recording without positions
+constexpr int kDead = 2;              ///< of the A-scans' kinds: it holds no data
 
 struct Closer {
     void operator()(segy_file* file) const { segy_close(file); }
@@ -70,7 +73,7 @@ struct Headers {
 class SegySource final : public RecordingSource {
 public:
     SegySource(Recording recording, File opened, const Headers& of, std::vector<std::int64_t> beginsOfLines)
-        : RecordingSource(std::move(recording)), file(std::move(opened)), headers(of),
+        : RecordingSource(Sensible(std::move(recording))), file(std::move(opened)), headers(of),
           begins(std::move(beginsOfLines)) {
         segy_set_format(file.get(), headers.format | (headers.bigEndian ? SEGY_MSB : SEGY_LSB));
     }
@@ -116,16 +119,41 @@ private:
     std::vector<char> words;
 };
 
+/// The header of one A-scan, read at once.
+class AscanHeader {
+public:
+    AscanHeader(const ByteReader& file, const Headers& headers, std::int64_t ascan)
+        : begin(headers.begin + ascan * headers.step), bigEndian(headers.bigEndian) {
+        file.Read(begin, sizeof bytes, bytes);
+    }
+
+    std::int32_t I32(int at) const {
+        const std::uint32_t pairs[] = {Pair(at), Pair(at + 2)};
+        return static_cast<std::int32_t>(pairs[!bigEndian] << 16 | pairs[bigEndian]);
+    }
+    std::int16_t I16(int at) const { return static_cast<std::int16_t>(Pair(at)); }
+    std::uint16_t U16(int at) const { return static_cast<std::uint16_t>(Pair(at)); }
+
+    const std::int64_t begin;
+
+private:
+    std::uint32_t Pair(int at) const { return std::uint32_t{bytes[at + !bigEndian]} << 8 | bytes[at + bigEndian]; }
+
+    const bool bigEndian;
+    unsigned char bytes[SEGY_TRACE_HEADER_SIZE];
+};
+
 /// Where B-scans begin: where the number of the line changes. A number that changes with every A-scan is no line's.
 std::vector<std::int64_t> Lines(const ByteReader& file, const Headers& headers) {
     std::vector<std::int64_t> begins{0};
     std::int32_t line = 0;
     for (std::int64_t a = 0; a < headers.ascans; ++a) {
-        const std::int64_t at = headers.begin + a * headers.step;
-        if (const auto told = file.U16(at + 114); told != 0 && told != headers.samples)
-            throw FormatError(told.place + ": A-scan " + std::to_string(a) + " has " + std::to_string(told.value) +
-                              " samples; " + std::to_string(headers.samples) + ", as the others, are expected");
-        const std::int32_t number = file.I32(at + 188);
+        const AscanHeader ascan(file, headers, a);
+        if (const int told = ascan.U16(114); told != 0 && told != headers.samples)
+            throw FormatError(file.File().string() + ", byte " + std::to_string(ascan.begin + 114) + ": A-scan " +
+                              std::to_string(a) + " has " + std::to_string(told) + " samples; " +
+                              std::to_string(headers.samples) + ", as the others, are expected");
+        const std::int32_t number = ascan.I32(188);
         if (a > 0 && number != line) begins.push_back(a);
         line = number;
     }
@@ -139,24 +167,45 @@ void TakePlaces(const ByteReader& file, const Headers& headers, const std::vecto
                 Recording& recording) {
     for (std::size_t z = 0; z + 1 < begins.size(); ++z)
         for (std::int64_t a = begins[z]; a < begins[z + 1]; ++a) {
-            const std::int64_t at = headers.begin + a * headers.step;
-            const double told = file.I16(at + 70), scale = told < 0 ? -1 / told : told > 0 ? told : 1;
+            const AscanHeader ascan(file, headers, a);
+            const double told = ascan.I16(70), scale = told < 0 ? -1 / told : told > 0 ? told : 1;
             const auto middle = [&](int offset) {
-                const double source = file.I32(at + offset), receiver = file.I32(at + offset + 8);
+                const double source = ascan.I32(offset), receiver = ascan.I32(offset + 8);
                 return source == 0 ? receiver : receiver == 0 ? source : (source + receiver) / 2;
             };
             double x = middle(72), y = middle(76);
-            if (x == 0 && y == 0) x = file.I32(at + 180), y = file.I32(at + 184);
+            if (x == 0 && y == 0) x = ascan.I32(180), y = ascan.I32(184);
             if (x == 0 && y == 0) continue;
-            const int unit = file.I16(at + 88);
+            const int unit = ascan.I16(88);
             const double degrees = unit == 2 ? scale / kArcSeconds : scale;
             if (unit == 2 || unit == 3) recording.coordinates = "EPSG:4326";
-            const double heightScale =
-                file.I16(at + 68) < 0 ? -1. / file.I16(at + 68) : std::max<double>(1, file.I16(at + 68));
+            const double heightScale = ascan.I16(68) < 0 ? -1. / ascan.I16(68) : std::max<double>(1, ascan.I16(68));
             recording.positions.push_back({static_cast<int>(z), static_cast<int>(a - begins[z]), x * degrees,
-                                           y * degrees, file.I32(at + 40) * heightScale});
+                                           y * degrees, ascan.I32(40) * heightScale});
         }
     if (const auto own = headers.own.find("COORDINATES"); own != headers.own.end()) recording.coordinates = own->second;
+}
+
+/// What A-scans of this program's own files tell: which of them hold data, and the time zero of their line.
+void TakeLines(const ByteReader& file, const Headers& headers, const std::vector<std::int64_t>& begins,
+               Recording& recording) {
+    for (std::size_t z = 0; z + 1 < begins.size(); ++z) {
+        BscanInfo valid{0, 0};
+        for (std::int64_t a = begins[z]; a < begins[z + 1]; ++a) {
+            const AscanHeader ascan(file, headers, a);
+            if (a == begins[z])
+                if (const auto sample = SampleAt(ascan.I32(232) - 1, headers.samples))
+                    recording.timeZeros.push_back(*sample);
+            if (ascan.I16(28) == kDead) continue;
+            if (valid.validLen == 0) valid.firstValidIdx = static_cast<int>(a - begins[z]);
+            valid.validLen = static_cast<int>(a - begins[z]) - valid.firstValidIdx + 1;
+        }
+        recording.validRanges.push_back(valid);
+    }
+    if (static_cast<int>(recording.timeZeros.size()) != recording.size.bscans) recording.timeZeros.clear();
+    if (std::all_of(recording.validRanges.begin(), recording.validRanges.end(),
+                    [&](const BscanInfo& range) { return range.validLen == recording.size.ascans; }))
+        recording.validRanges.clear();
 }
 
 std::optional<double> OwnNumber(const Headers& headers, const std::string& name) {
@@ -185,13 +234,17 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions& 
         throw FormatError(input.string() + " has " + std::to_string(bscans) + " lines of up to " +
                           std::to_string(longest) + " A-scans, and only " + std::to_string(headers.ascans) +
                           " A-scans: the numbers of lines at byte " + "188 of the A-scans can't be meant");
-    if (longest * bscans != headers.ascans)
+    if (headers.own.count("ASCANS"))
+        TakeLines(bytes, headers, begins, recording);
+    else if (longest * bscans != headers.ascans)
         for (std::size_t z = 0; z + 1 < begins.size(); ++z)
             recording.validRanges.push_back({0, static_cast<int>(begins[z + 1] - begins[z])});
     if ((bytes.Size() - headers.begin) % headers.step != 0)
         recording.notes.push_back(input.string() + " ends within an A-scan, which is left out");
     if (headers.format == 3) recording.bits = 16;
     if (headers.format == 8) recording.bits = 8;
+    if (const auto bits = OwnNumber(headers, "BITS"); bits && *bits <= 64) recording.bits = static_cast<int>(*bits);
+    recording.oneAntennaPair = headers.own.count("ONE_ANTENNA_PAIR") > 0;
 
     if (const auto exact = OwnNumber(headers, "DELTA_T")) {
         recording.deltaT = *exact;
@@ -202,7 +255,7 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions& 
             recording.notes.push_back("the interval of the samples, " + std::to_string(interval) +
                                       ", is taken as picoseconds; --interval-unit tells another unit");
     }
-    if (const auto own = headers.own.find("COORDINATES"); own == headers.own.end() || own->second != kLocal)
+    if (const auto own = headers.own.find("COORDINATES"); own == headers.own.end() || own->second != kGrid)
         TakePlaces(bytes, headers, begins, recording);
     if (const auto exact = OwnNumber(headers, "DELTA_X")) {
         recording.deltaX = *exact, recording.knowsDeltaX = true;
@@ -239,7 +292,9 @@ std::string TextOf(const Recording& recording) {
     if (recording.permittivity) add("PERMITTIVITY", Number(*recording.permittivity, 17));
     if (recording.antennaOffset) add("ANTENNA_OFFSET", Number(*recording.antennaOffset, 17));
     if (!recording.channels.empty()) add("CHANNELS", Joined(recording.channels));
-    add("COORDINATES", recording.positions.empty() ? kLocal : recording.coordinates);
+    if (recording.bits) add("BITS", std::to_string(*recording.bits));
+    if (recording.oneAntennaPair) add("ONE_ANTENNA_PAIR", "yes");
+    add("COORDINATES", recording.positions.empty() ? kGrid : recording.coordinates);
     std::string text;
     for (int i = 0; i < 40; ++i) {
         std::string line = (i < 9 ? "C " : "C") + std::to_string(i + 1) + ' ';
@@ -305,11 +360,16 @@ void Write(Recording& recording, const fs::path& to) {
     int ascan = 0;
     for (int z = 0; z < size.bscans; ++z) {
         const std::vector<Position> track = Places(recording, z);
+        const BscanInfo valid = recording.validRanges.empty() ? BscanInfo{0, size.ascans}
+                                                              : recording.validRanges[static_cast<std::size_t>(z)];
+        const int timeZero = recording.timeZeros.empty() ? -1 : recording.timeZeros[static_cast<std::size_t>(z)];
         for (int a = 0; a < size.ascans; ++a, ++ascan) {
+            const bool live = a >= valid.firstValidIdx && a - valid.firstValidIdx < valid.validLen;
             char header[SEGY_TRACE_HEADER_SIZE] = {};
             for (const auto& [field, value] : {std::pair<int, int>{SEGY_TR_SEQ_LINE, a + 1},
                                                {SEGY_TR_SEQ_FILE, ascan + 1},
-                                               {SEGY_TR_TRACE_ID, 1},
+                                               {SEGY_TR_TRACE_ID, live ? 1 : kDead},
+                                               {SEGY_TR_UNASSIGNED1, timeZero + 1},
                                                {SEGY_TR_SAMPLE_COUNT, size.samples},
                                                {SEGY_TR_SAMPLE_INTER, interval},
                                                {SEGY_TR_INLINE, z + 1},

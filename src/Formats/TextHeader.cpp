@@ -29,6 +29,8 @@ TextHeader::TextHeader(const fs::path& path, char separator) : file(path) {
     if (bytes.Size() > kMost) throw FormatError(file.string() + " is too large for a header of text");
     std::string text(static_cast<std::size_t>(bytes.Size()), '\0');
     bytes.Read(0, bytes.Size(), text.data());
+    text = Utf8(text);
+    if (text.rfind("\xef\xbb\xbf", 0) == 0) text.erase(0, 3); // the mark that some editors put ahead of UTF-8
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find_first_of("\r\n", begin), text.size());
         const std::string line = text.substr(begin, end - begin);
@@ -44,8 +46,10 @@ std::optional<std::string> TextHeader::Text(const std::string& name) const {
 }
 
 std::optional<double> TextHeader::Number(const std::string& name) const {
-    const auto text = Text(name);
+    auto text = Text(name);
     if (!text) return std::nullopt;
+    const auto comma = text->find(','), behind = text->find_first_of("0123456789", comma);
+    if (comma != std::string::npos && behind == comma + 1) (*text)[comma] = '.';
     double value = 0;
     const char* begin = text->data() + (text->front() == '+');
     const auto [end, error] = std::from_chars(begin, text->data() + text->size(), value);
@@ -77,9 +81,14 @@ double TextHeader::RequiredPositive(const std::string& name) const {
     return *value;
 }
 
+bool HasExtension(const fs::path& file, const std::string& extension) {
+    return Upper(file.extension().string()) == Upper(extension);
+}
+
 fs::path Partner(const fs::path& file, const std::string& extension) {
     const std::string wanted = Upper(file.stem().string() + extension);
     std::error_code error;
+    if (HasExtension(file, extension) && fs::is_regular_file(file, error)) return file;
     for (const std::string& same : {extension, Upper(extension)})
         if (const fs::path beside = fs::path(file).replace_extension(same); fs::is_regular_file(beside, error))
             return beside;

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "Formats/Sensible.h"
+
 namespace TZM {
 
 namespace {
@@ -32,7 +34,9 @@ void Widen(Word word, const char* bytes, int count, float* out) {
 int SizeOf(Word word) { return word == Word::U8 ? 1 : word == Word::U16 || word == Word::I16 ? 2 : 4; }
 
 WordSource::WordSource(Recording recording, std::unique_ptr<ByteReader> opened, const WordLayout& place, int markWords)
-    : RecordingSource(std::move(recording)), reader(std::move(opened)), layout(place), marks(markWords) {}
+    : RecordingSource(Sensible(std::move(recording))), reader(std::move(opened)), layout(place), marks(markWords) {
+    reader->Close();
+}
 
 void WordSource::Read(int firstBscan, int bscans, float* out) {
     const int samples = about.size.samples, ascans = about.size.ascans;

@@ -1,8 +1,11 @@
 #include "Recording/Format.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
+#include <future>
 #include <limits>
 
 #include "Recording/Refusal.h"
@@ -96,16 +99,20 @@ std::unique_ptr<RecordingSource> OpenRecording(const fs::path& input, const Read
     } catch (const Refusal& refusal) { // of a file beside it, of its JSON
         throw FormatError(refusal.what());
     }
-    if (contradicted)
-        source->Note(input.string() + " isn't " + named->files + " by its content; it is read as " + format->files);
+    if (format != named)
+        source->Note(input.string() + " isn't " + (named ? named->files + " by its content" : "of a known extension") +
+                     "; it is read as " + format->files);
     return source;
 }
 
 Recording ReadRecording(RecordingSource& source) {
     Recording recording = source.About();
     recording.data = AllocateSamples(recording.size.Count());
+    // The sum takes longer than the samples.
+    std::future<std::string> checksum = std::async(
+        omp_get_max_threads() > 1 ? std::launch::async : std::launch::deferred, [&] { return source.Checksum(); });
     source.Read(0, recording.size.bscans, recording.data.get());
-    recording.checksum = source.Checksum();
+    recording.checksum = checksum.get();
     source.RequireChecksum(recording.checksum);
     return recording;
 }

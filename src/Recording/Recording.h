@@ -58,6 +58,7 @@ struct TZM_EXPORT Recording {
     double startTime = 0;                ///< s, of the first sample that was recorded, for the origin of an image
     int firstSample = 0;                 ///< samples that were recorded ahead of the first one here
     double startX = 0;                   ///< m, of the first A-scan
+    bool backwards = false;              ///< the file tells that its last A-scan lies ahead of the first one
     std::optional<double> lineSpacing;   ///< m between B-scans, where it is known and one for all
     std::optional<int> timeZero;         ///< sample at which a wave of no path length arrives, where it is known
     std::vector<int> timeZeros;          ///< the same of each B-scan, where they are known one by one; else empty

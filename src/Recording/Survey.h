@@ -18,9 +18,10 @@ namespace TZM {
 /// or one pattern with * and ?; or one survey document:
 ///
 ///     {"files": ["LINE1.DT1", {"file": "LINE2.DT1", "reverse": true, "first": 10, "count": 400}],
-///      "line_spacing": 0.25, "channel_names": ["400 MHz"]}
+///      "channels": [1], "line_spacing": 0.25, "delta_x": 0.05, "channel_names": ["400 MHz"]}
 ///
-/// Files are named relative to the document; "first" and "count" cut A-scans out of a file, ahead of turning it.
+/// Files are named relative to the document; "first" and "count" cut A-scans out of a file, ahead of turning it. A list
+/// of files in place of one holds the channels of one lane, "channels" the numbers, from 1 on, of those that are taken.
 /// FormatError for what OpenRecording refuses, for an empty folder, and for files that don't fit together: another
 /// number of samples or channels, another interval; both names and values are told. With ReadOptions::resample the
 /// intervals are made to fit, and shorter A-scans are filled up with zeros; with ReadOptions::deltaX A-scans are

@@ -10,6 +10,9 @@ namespace TZM {
 /// two that are nearest. Empty with fewer than two A-scans whose position is known.
 TZM_EXPORT std::vector<Position> TrackOf(const Recording& recording, int bscan);
 
+/// The coordinates of positions that tell metres along the line alone, as eastings: no places in a map.
+inline constexpr const char* kAlongTheLine = "LOCAL";
+
 /// Whether positions are in degrees of longitude and latitude, not in metres.
 TZM_EXPORT bool InDegrees(const Recording& recording);
 

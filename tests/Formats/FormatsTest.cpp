@@ -1,17 +1,14 @@
 #include "Formats/Formats.h"
 
 #include <cmath>
-#include <cstdint>
-#include <cstring>
+#include <fstream>
 #include <limits>
 
 #include <gtest/gtest.h>
-#if TZM_WITH_HDF5
-#include <hdf5.h>
-#include <hdf5_hl.h>
-#endif
 
+#include "Formats/LargestAllocation.h"
 #include "Formats/Projection.h"
+#include "Formats/Writers.h"
 #include "Recording/Refusal.h"
 #include "Recording/Survey.h"
 #include "Recording/private/Text.h"
@@ -22,150 +19,12 @@ namespace {
 
 [[maybe_unused]] const bool registered = (RegisterInstrumentFormats(), true);
 
-/// Bytes of a file that is being written, little-endian.
-struct Bytes : std::string {
-    explicit Bytes(std::size_t size = 0) : std::string(size, '\0') {}
-    template <class T>
-    Bytes& Put(std::size_t at, T value) {
-        if (size() < at + sizeof(T)) resize(at + sizeof(T));
-        std::memcpy(data() + at, &value, sizeof(T));
-        return *this;
-    }
-    template <class T>
-    void Add(T value) {
-        Put(size(), value);
-    }
-};
-
-/// A whole number that tells where a sample stands, within the range of the width.
-int Value(int bits, int sample, int ascan, int channel) {
-    const int value = sample * 31 + ascan * 7 + channel * 1009;
-    return bits == 8 ? value % 256 - 128 : bits == 16 ? value % 65536 - 32768 : value * 1000 - 50000000;
-}
-
-void AddWord(Bytes& file, int bits, bool isUnsigned, int value) {
-    if (bits == 8) file.Add(static_cast<std::uint8_t>(value + 128));
-    if (bits == 16)
-        isUnsigned ? file.Add(static_cast<std::uint16_t>(value + 32768)) : file.Add(static_cast<std::int16_t>(value));
-    if (bits == 32) file.Add(static_cast<std::int32_t>(value));
-}
-
 void ExpectValues(const Recording& recording, int bits) {
     for (int c = 0; c < recording.size.bscans; ++c)
         for (int a = 0; a < recording.size.ascans; ++a)
             for (int s = 0; s < recording.size.samples; ++s)
                 ASSERT_EQ(recording.Bscan(c)[a * recording.size.samples + s], static_cast<float>(Value(bits, s, a, c)))
                     << s << " " << a << " " << c;
-}
-
-Bytes Dzt(int samples, int ascans, int channels, int bits, int blocks = 0) {
-    Bytes file(static_cast<std::size_t>(1024 * (blocks > 0 ? blocks : channels)));
-    file.Put<std::uint16_t>(0, 0x00ff).Put<std::uint16_t>(2, static_cast<std::uint16_t>(blocks > 0 ? blocks : 1024));
-    file.Put<std::uint16_t>(4, samples).Put<std::uint16_t>(6, bits).Put<std::uint16_t>(52, channels);
-    file.Put(14, 50.f).Put(22, -2.f).Put(26, 20.f).Put(54, 6.25f);
-    for (int c = 0; c < channels && 1024 * c < int(file.size()); ++c)
-        std::memcpy(file.data() + 1024 * c + 98, c == 1 ? "3200" : "400MHz", c == 1 ? 4 : 6);
-    for (int a = 0; a < ascans; ++a)
-        for (int c = 0; c < channels; ++c)
-            for (int s = 0; s < samples; ++s) AddWord(file, bits, bits != 32, Value(bits, s, a, c));
-    return file;
-}
-
-const std::string kHd =
-    "0\r\n  Header\r\nNUMBER OF TRACES   = 6\r\nNumber of pts/trc  =  20 \r\nTIMEZERO AT POINT = 3.4\r\n"
-    "TOTAL TIME WINDOW=16\r\nSTARTING POSITION = 1\r\nSTEP SIZE USED = 0.5\r\nPOSITION UNITS = ft\r\n"
-    "NOMINAL FREQUENCY = 50.000000\r\nANTENNA SEPARATION = 2.0\r\nCOMMENT \xe4\xf6 = \xfc\r\n";
-
-Bytes Dt1(int samples, int ascans, int bytes, int bytesTold) {
-    Bytes file;
-    for (int a = 0; a < ascans; ++a) {
-        const std::size_t begin = file.size();
-        file.resize(begin + 128);
-        file.Put(begin, float(a + 1)).Put(begin + 20, float(bytesTold));
-        for (int s = 0; s < samples; ++s)
-            bytes == 2 ? file.Add(static_cast<std::int16_t>(Value(16, s, a, 0))) : file.Add(float(Value(16, s, a, 0)));
-    }
-    return file;
-}
-
-Bytes Words(int samples, int ascans, int bits) {
-    Bytes file;
-    for (int a = 0; a < ascans; ++a)
-        for (int s = 0; s < samples; ++s) AddWord(file, bits, false, Value(bits, s, a, 0));
-    return file;
-}
-
-Bytes Ogpr(int samples, int slices, int channels, const std::string& type, bool hexadecimal) {
-    const std::size_t volume = 2048, word = type == "float" || type.empty() ? 4 : 2;
-    const std::size_t bytes = word * std::size_t(samples) * slices * channels;
-    const std::string json =
-        R"({"version": {"major": 1, "minor": 0}, "mainDescriptor": {"samplesCount": )" + std::to_string(samples) +
-        R"(, "channelsCount": )" + std::to_string(channels) + R"(, "slicesCount": )" + std::to_string(slices) +
-        R"(, "metadata": {"swathName": "a } \" {"}}, "dataBlockDescriptors": [{"type": "Radar Volume", "byteOffset": 2048,
-        "byteSize": )" +
-        std::to_string(bytes) + (type.empty() ? "" : R"(, "valueType": ")" + type + "\"") +
-        R"(, "radar": {"samplingStep_m": 0.04, "samplingTime_ns": 0.125, "propagationVelocity_mPerSec": 1e8,
-        "fequency_MHz": 600}}, {"type": "Sample Geolocations", "byteOffset": )" +
-        std::to_string(volume + bytes) + R"(, "byteSize": )" + std::to_string(slices * channels * 4 * 8) +
-        R"(, "srs": {"type": "EPSG", "value": 32632}}]})";
-    char size[16];
-    std::snprintf(size, sizeof size, hexadecimal ? "%08zx" : "%zu", json.size());
-    Bytes file;
-    file += "ogpr\n0123456789abcdef0123456789abcdef\n" + std::string(size) + "\n" + json;
-    file.resize(volume, ' ');
-    for (int a = 0; a < slices; ++a)
-        for (int c = 0; c < channels; ++c)
-            for (int s = 0; s < samples; ++s)
-                word == 4 ? file.Add(float(Value(16, s, a, c)))
-                          : file.Add(static_cast<std::int16_t>(Value(16, s, a, c)));
-    for (int a = 0; a < slices; ++a)
-        for (int c = 0; c < channels; ++c)
-            for (const double number : {500000. + a, 5000000. + c, 120., 7.}) file.Add(number);
-    return file;
-}
-
-/// The 32 bits of a number in base 16: sign, exponent from 64 on, fraction of 24 bits.
-std::uint32_t Ibm(double value) {
-    if (value == 0) return 0;
-    int exponent = 64;
-    double fraction = std::abs(value);
-    for (; fraction >= 1; fraction /= 16) ++exponent;
-    for (; fraction < 1. / 16; fraction *= 16) --exponent;
-    return (value < 0 ? 0x80000000u : 0u) | static_cast<std::uint32_t>(exponent) << 24 |
-           static_cast<std::uint32_t>(fraction * 0x1000000);
-}
-
-/// Lines of unequal length: 4, 3, ... A-scans. \param format of the samples
-Bytes Segy(int samples, int lines, int format, bool bigEndian) {
-    Bytes file(3600);
-    file[0] = 'C';
-    const auto put = [&](std::size_t at, auto value) {
-        char* bytes = reinterpret_cast<char*>(&value);
-        if (bigEndian) std::reverse(bytes, bytes + sizeof value);
-        file.Put(at, value);
-    };
-    put(3216, std::uint16_t{40000});
-    put(3220, std::uint16_t(samples));
-    put(3224, std::uint16_t(format));
-    for (int z = 0; z < lines; ++z)
-        for (int a = 0; a < 4 - z; ++a) {
-            const std::size_t at = file.size();
-            file.resize(at + 240);
-            put(at + 70, std::int16_t{-100});
-            put(at + 72, std::int32_t{500000 + 50 * a});
-            put(at + 76, std::int32_t{100 * (z + 1)});
-            put(at + 114, std::uint16_t(samples));
-            put(at + 188, std::int32_t{7 + z});
-            for (int s = 0; s < samples; ++s) {
-                const int value = Value(format == 8 ? 8 : 16, s, a, z);
-                if (format == 1) put(file.size(), Ibm(value));
-                if (format == 2) put(file.size(), std::int32_t{value});
-                if (format == 3) put(file.size(), std::int16_t(value));
-                if (format == 5) put(file.size(), float(value));
-                if (format == 8) put(file.size(), std::int8_t(value));
-            }
-        }
-    return file;
 }
 
 /// A recording in which everything is told, with positions.
@@ -182,6 +41,10 @@ Recording Told() {
     recording.permittivity = 6.54321;
     recording.antennaOffset = 0.06;
     recording.channels = {"low", "high"};
+    recording.timeZeros = {3, 4, 0, 19};
+    recording.validRanges = {{0, 6}, {1, 4}, {0, 0}, {2, 4}};
+    recording.bits = 24;
+    recording.oneAntennaPair = true;
     recording.coordinates = "EPSG:4326";
     for (int a = 0; a < 6; ++a) recording.positions.push_back({0, a, -11.5 + a * 1e-5, 47.5 - a * 1e-5, 432.25});
     return recording;
@@ -255,6 +118,21 @@ TEST(DztFormat, ReplacesMarksAndReadsWhatLiesBesideIt) {
     EXPECT_EQ(ReadRecording(folder / "line.dzt", keep).data[40 * 10], -32768.f + 10);
 }
 
+TEST(DztFormat, TakesWhatTheHeadersOfFurtherChannelsTell) {
+    const TemporaryFolder folder;
+    Bytes file = Dzt(40, 3, 3, 16);
+    file.Put(1024 + 22, -5.f).Put(2048 + 22, -19.9f).Put(2048 + 26, 30.f);
+    const Recording recording = ReadRecording(folder.Write("line.dzt", file));
+    EXPECT_EQ(recording.timeZeros, (std::vector<int>{4, 10, 39}));
+    EXPECT_NE(recording.notes.at(0).find("channel 3 tells a time window of 30 ns"), std::string::npos);
+    folder.Write("line.dzg", "$GSSIS,99999999999,1\n$GPGGA,1,4730.0,N,01130.0,E,1,9,1,4,M\n"
+                             "$GSSIS,1,1\n$GPGGA,1,9930.0,N,01130.0,E,1,9,1,4,M\n");
+    const Recording lost = ReadRecording(folder / "line.dzt");
+    EXPECT_TRUE(lost.positions.empty());
+    EXPECT_NE(Joined(lost.notes).find("1 positions of " + (folder / "line.dzt").string() + " lie nowhere on earth"),
+              std::string::npos);
+}
+
 TEST(Dt1Format, LetsTheFilesSizeDecide) {
     const TemporaryFolder folder;
     folder.Write("LINE.HD", kHd);
@@ -315,9 +193,19 @@ TEST(ChannelFiles, AreReadByTheirHeaders) {
         EXPECT_DOUBLE_EQ(*iprb.permittivity, 9);
         EXPECT_NE(iprb.notes.at(0).find("tells 7 A-scans; the size of b.iprb makes them 5"), std::string::npos);
     }
-    folder.Write("c.rad", "SAMPLES:16\nFREQUENCY:2000\nDISTANCE INTERVAL:0\n");
+    folder.Write("c.rad",
+                 "\xef\xbb\xbfSAMPLES:16\rFREQUENCY:2000\rDISTANCE INTERVAL:0\rANTENNAS:gesch\xfctzt\rTIMEWINDOW:16");
     folder.Write("c.RD3", Words(16, 2, 16));
-    EXPECT_FALSE(ReadRecording(folder / "c.RD3").knowsDeltaX);
+    const Recording odd = ReadRecording(folder / "c.RD3"); // a mark ahead of UTF-8, Latin-1 behind it, old line ends
+    EXPECT_FALSE(odd.knowsDeltaX);
+    EXPECT_EQ(odd.channels.at(0), "gesch\xc3\xbctzt");
+    EXPECT_NE(odd.notes.at(0).find("tells a TIMEWINDOW of 16 ns; SAMPLES and FREQUENCY make it 8"), std::string::npos);
+    folder.Write("c.rad", "SAMPLES:16\nFREQUENCY:2000,5\nANTENNA SEPARATION:1e300\n");
+    EXPECT_DOUBLE_EQ(ReadRecording(folder / "c.RD3").deltaT, 1 / 2000.5e6);
+    EXPECT_NE(Joined(ReadRecording(folder / "c.RD3").notes).find("a distance of antennas of 1e+300, which is passed"),
+              std::string::npos);
+    folder.Write("c.rad", "SAMPLES:16\nFREQUENCY:1e-300\n");
+    EXPECT_NE(RefusalOf(folder / "c.RD3").find("s between samples; a number above 0 is expected"), std::string::npos);
 }
 
 TEST(OgprFormat, GivesAllChannelsAndTheirPlaces) {
@@ -379,25 +267,7 @@ TEST(SegyFormat, ReadsNumbersOfEveryKindInBothOrdersOfBytes) {
 TEST(Hdf5Format, ReadsReceiversOfAModelAsChannels) {
     const TemporaryFolder folder;
     const auto model = [&](const std::string& name, int rank, int receivers, double dt) {
-        const hid_t file = H5Fcreate((folder / name).c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-        const double cell[] = {0.002, 0.002, 0.002};
-        const int steps[] = {10, 0, 0};
-        H5LTset_attribute_double(file, "/", "dt", &dt, 1);
-        H5LTset_attribute_double(file, "/", "dx_dy_dz", cell, 3);
-        H5LTset_attribute_int(file, "/", "rxsteps", steps, 3);
-        H5Gclose(H5Gcreate2(file, "rxs", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
-        for (int rx = 1; rx <= receivers; ++rx) {
-            const std::string group = "rxs/rx" + std::to_string(rx);
-            H5Gclose(H5Gcreate2(file, group.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
-            std::vector<double> values;
-            const int ascans = rank == 2 ? 5 : 1;
-            for (int s = 0; s < 30; ++s)
-                for (int a = 0; a < ascans; ++a) values.push_back(Value(16, s, a, rx - 1));
-            const hsize_t shape[] = {30, hsize_t(ascans)};
-            for (const char* component : {"Ez", "Hx"})
-                H5LTmake_dataset_double(file, (group + "/" + component).c_str(), rank, shape, values.data());
-        }
-        H5Fclose(file);
+        WriteModel(folder / name, rank, receivers, dt);
         return folder / name;
     };
     for (const int rank : {1, 2})
@@ -437,6 +307,14 @@ TEST(Formats, GiveBackWhatTheyWrote) {
         EXPECT_EQ(out.deltaX, in.deltaX);
         EXPECT_EQ(out.lineSpacing, in.lineSpacing);
         EXPECT_EQ(out.timeZero, in.timeZero);
+        EXPECT_EQ(out.timeZeros, in.timeZeros);
+        EXPECT_EQ(out.bits, in.bits);
+        EXPECT_TRUE(out.oneAntennaPair);
+        ASSERT_EQ(out.validRanges.size(), 4u);
+        for (std::size_t z = 0; z < 4; ++z) {
+            EXPECT_EQ(out.validRanges[z].validLen, in.validRanges[z].validLen) << format.name << z;
+            EXPECT_TRUE(z == 2 || out.validRanges[z].firstValidIdx == in.validRanges[z].firstValidIdx);
+        }
         EXPECT_EQ(out.permittivity, in.permittivity);
         EXPECT_EQ(out.antennaOffset, in.antennaOffset);
         EXPECT_EQ(out.channels, in.channels);
@@ -453,44 +331,147 @@ TEST(Formats, AreRecognisedByContentUnderAnotherName) {
     const TemporaryFolder folder;
     folder.Write("line.bin", Dzt(40, 3, 1, 16));
     folder.Write("swath.dzt", Ogpr(30, 2, 1, "float", true));
+    folder.Write("walk.hd", kHd);
+    Bytes walk = Dt1(20, 6, 2, 2);
+    for (std::size_t a = 0; a < 6; ++a) walk.Put(168 * a + 8, 20.f);
+    folder.Write("walk.bin", walk);
+    const Recording renamed = ReadRecording(folder / "walk.bin");
+    EXPECT_EQ(renamed.format, "dt1");
+    EXPECT_NE(renamed.notes.at(0).find("isn't of a known extension; it is read as NAME.DT1"), std::string::npos);
+    EXPECT_NE(RefusalOf(folder / "walk.hd").find("there is no"), std::string::npos);
     ExpectValues(ReadRecording(folder / "line.bin"), 16);
     const Recording swath = ReadRecording(folder / "swath.dzt");
     EXPECT_EQ(swath.format, "ogpr");
     EXPECT_NE(swath.notes.at(0).find("isn't NAME.DZT by its content; it is read as NAME.ogpr"), std::string::npos);
 }
 
-TEST(Formats, RefuseAFileThatIsCutAnywhereInOneLine) {
-    const TemporaryFolder folder;
+/// A file of each kind, with those beside it.
+struct Kind {
+    std::filesystem::path file;
+    Bytes whole;
+    std::size_t header;   ///< bytes whose loss is a refusal
+    std::size_t position; ///< bytes of an A-scan of all channels behind them; 0: every loss is a refusal
+};
+
+std::vector<Kind> Kinds(const TemporaryFolder& folder) {
+    std::vector<Kind> kinds;
+    const auto add = [&](const char* name, const Bytes& whole, std::size_t header, std::size_t position) {
+        kinds.push_back({folder.Write(name, whole), whole, header, position});
+    };
     folder.Write("l.hd", kHd);
     folder.Write("r.rad", "SAMPLES:16\nFREQUENCY:2000\n");
     folder.Write("i.iprh", "SAMPLES:16\nTIMEWINDOW:8\n");
-    const struct {
-        const char* name;
-        Bytes whole;
-        std::size_t header;   ///< bytes that are all needed
-        std::size_t position; ///< bytes of the first position behind it
-    } cases[] = {
-        {"d.dzt", Dzt(40, 11, 2, 16), 2048, 160},
-        {"l.dt1", Dt1(20, 6, 2, 2), 0, 168},
-        {"r.rd3", Words(16, 5, 16), 0, 32},
-        {"i.iprb", Words(16, 5, 16), 0, 32},
+    folder.Write("f.json", R"({"samples": 4, "ascans": 5, "bscans": 2, "delta_t": 1e-10, "delta_x": 0.1})");
+    add("d.dzt", Dzt(40, 110, 2, 16), 2048, 160);
+    add("l.dt1", Dt1(20, 60, 2, 2), 0, 168);
+    add("r.rd3", Words(16, 50, 16), 0, 32);
+    add("i.iprb", Words(16, 50, 16), 0, 32);
+    add("o.ogpr", Ogpr(30, 20, 2, "float", true), 2048, 0);
+    add("f.f32", Bytes(160), 160, 0);
 #if TZM_WITH_SEGYIO
-        {"s.sgy", Segy(20, 3, 3, true), 3600, 280},
+    add("s.sgy", Segy(20, 1, 3, true), 3600, 280);
 #endif
-        {"o.ogpr", Ogpr(30, 2, 2, "float", true), 2048, 480 + 128}
+#if TZM_WITH_HDF5
+    WriteModel(folder / "m.h5", 2, 2, 2e-12);
+    Bytes model;
+    model += ReadText(folder / "m.h5");
+    add("m.h5", model, 2048, 0);
+#endif
+    return kinds;
+}
+
+/// Headers of text and what else lies beside the files of Kinds(), in full.
+std::vector<Kind> Besides(const TemporaryFolder& folder) {
+    std::vector<Kind> besides;
+    const auto add = [&](const char* of, const char* extension, const std::string& text) {
+        Bytes whole;
+        whole += text;
+        folder.Write(std::filesystem::path(of).replace_extension(extension), whole);
+        besides.push_back({folder / of, whole, 0, 0});
+        besides.back().file.replace_extension(extension);
     };
-    for (const auto& c : cases) {
-        const auto file = folder.Write(c.name, c.whole);
+    const std::string gga = "$GPGGA,120000,4730.0000,N,01130.0000,E,1,9,1.0,432.1,M,,,,*00\r\n",
+                      cor = "1\t2020-01-01\t10:00:00\t47.5\tN\t11.5\tE\t500.0\tM\t4\n";
+    add("l.dt1", ".hd", kHd);
+    add("l.dt1", ".gps", "Trace #2 at position 0.5\n" + gga + "Trace #3\n" + gga);
+    add("r.rd3", ".rad", "SAMPLES:16\nFREQUENCY:2000\nDISTANCE INTERVAL:0.05\nTIMEWINDOW:8\n");
+    add("r.rd3", ".cor", cor + "3" + cor.substr(1));
+    add("i.iprb", ".iprh", "SAMPLES: 16\nTIMEWINDOW: 8\nDATA VERSION: 16\nZERO LEVEL: 2\nSOIL VELOCITY: 100\n");
+    add("d.dzt", ".dzg", "$GSSIS,3,1\r\n" + gga + "$GSSIS,4,1\r\n" + gga);
+    add("d.dzt", ".dzx", "<DZX><unitsPerScan>0.025</unitsPerScan><dielectric>8.5</dielectric></DZX>");
+    add("f.f32", ".json", R"({"samples": 4, "ascans": 5, "bscans": 2, "delta_t": 1e-10, "delta_x": 0.1, "bits": 16})");
+    return besides;
+}
+
+/// The file that is read when one of those beside it is changed.
+std::filesystem::path ReadFor(const std::filesystem::path& beside, const std::vector<Kind>& kinds) {
+    for (const Kind& kind : kinds)
+        if (kind.file.stem() == beside.stem()) return kind.file;
+    return {};
+}
+
+TEST(Formats, RefuseAFileThatIsCutAnywhereInOneLine) {
+    const TemporaryFolder folder;
+    const std::vector<Kind> kinds = Kinds(folder);
+    for (const Kind& kind : kinds) {
+        ASSERT_EQ(RefusalOf(kind.file), "none") << kind.file;
         const auto cut = [&](std::size_t length) { // shorter each time
-            std::filesystem::resize_file(file, length);
-            return RefusalOf(file);
+            std::filesystem::resize_file(kind.file, length);
+            return RefusalOf(kind.file);
         };
-        EXPECT_EQ(RefusalOf(file), "none") << c.name;
-        for (std::size_t i = 100; i-- > 0;) // whole A-scans are taken, with a note
-            if (c.whole.size() * i / 100 >= c.header + c.position) cut(c.whole.size() * i / 100);
-        for (std::size_t length = c.header + c.position; length-- > 0;)
-            ASSERT_NE(cut(length), "none") << c.name << length;
+        for (std::size_t i = 100; i-- > 0;) {
+            const std::size_t length = kind.whole.size() * i / 100;
+            if (length < kind.header + kind.position) break;
+            const std::string refusal = cut(length);
+            ASSERT_EQ(refusal == "none", kind.position > 0) << kind.file << length << refusal;
+            if (kind.position == 0) continue;
+            const std::size_t whole = (length - kind.header) / kind.position;
+            ASSERT_EQ(std::size_t(OpenRecording(kind.file)->About().size.ascans), whole);
+        }
+        for (std::size_t length = std::min(kind.header + kind.position, kind.whole.size()); length-- > 0;)
+            ASSERT_NE(cut(length), "none") << kind.file << length;
+        folder.Write(kind.file.filename(), kind.whole);
     }
+    for (const Kind& beside : Besides(folder))
+        for (std::size_t length = beside.whole.size(); length-- > 0;) {
+            std::filesystem::resize_file(beside.file, length);
+            RefusalOf(ReadFor(beside.file, kinds)); // what is left may be a header, too
+            if (length == 0) folder.Write(beside.file.filename(), beside.whole);
+        }
+}
+
+TEST(Formats, AskForNoMoreMemoryThanAFileJustifiesWhateverItsHeaderSays) {
+    const TemporaryFolder folder;
+    std::vector<Kind> kinds = Kinds(folder);
+    const std::vector<Kind> besides = Besides(folder);
+    for (const bool data : {true, false})
+        for (const Kind& kind : data ? kinds : besides) {
+            const auto read = data ? kind.file : ReadFor(kind.file, kinds);
+            std::fstream file(kind.file, std::ios::in | std::ios::out | std::ios::binary);
+            const std::size_t header = data ? kind.header : kind.whole.size();
+            const std::size_t begin = kind.header == 3600 ? 3200 : 0, // behind the text
+                end = std::min<std::size_t>(header + 240, kind.whole.size());
+            for (std::size_t at = begin; at < end; ++at) {
+                const auto around = kind.whole.substr(at > 8 ? at - 8 : 0, 17);
+                if (at % 1024 > 128 && around.find_first_not_of(around[0]) == std::string::npos) continue; // padding
+                for (const char value : {'\x7f', '\xff', '9'}) {
+                    file.seekp(std::streamoff(at)).put(value).flush();
+                    LargestAllocation() = 0;
+                    std::int64_t block = 0;
+                    try {
+                        const auto source = OpenRecording(read);
+                        block = source->About().size.Count() * 4;
+                        if (block <= 64 << 20) ReadRecording(*source);
+                    } catch (const FormatError&) {
+                    }
+                    // 8 bits become 32, short lines are filled up to four times their A-scans; pieces of a MiB
+                    const std::size_t justified = 16 * std::filesystem::file_size(read) + (3 << 20);
+                    ASSERT_LE(std::size_t(block), justified) << kind.file << at;
+                    ASSERT_LE(LargestAllocation().load(), justified) << kind.file << at;
+                    file.seekp(std::streamoff(at)).put(kind.whole[at]).flush();
+                }
+            }
+        }
 }
 
 TEST(Formats, RefuseAbsurdHeaders) {
@@ -581,6 +562,42 @@ TEST(Survey, TakesLinesAsLanesFillsThemUpAndTurnsWhatWasRunBackwards) {
     EXPECT_EQ(recording.channels, (std::vector<std::string>{"one"}));
 }
 
+TEST(Survey, TakesARecordingOnceAndWhatItsFilesTell) {
+    const TemporaryFolder folder;
+    const auto line = [&](const std::string& name, const std::string& from, const std::string& to) {
+        std::string hd = kHd;
+        folder.Write(name + ".HD", hd.replace(hd.find("STARTING POSITION = 1"), 21,
+                                              "STARTING POSITION = " + from + "\r\nFINAL POSITION = " + to));
+        folder.Write(name + ".DT1", Dt1(20, 6, 2, 2));
+    };
+    line("LINE1", "0", "2.5");
+    line("LINE2", "2.5", "0");
+    folder.Write("recipe.json", "{}");
+    Recording recording = ReadRecording(*OpenSurvey({folder / "LINE*"}));
+    ASSERT_TRUE((recording.size == Dimensions{20, 6, 2})) << recording.size.Text();
+    EXPECT_EQ(recording.Bscan(1)[0], float(Value(16, 0, 5, 0))); // the header says so
+    EXPECT_EQ(ReadRecording(*OpenSurvey({folder.path})).checksum, recording.checksum);
+    EXPECT_EQ(OpenSurvey({folder / "LINE2.HD", folder / "LINE2.DT1", folder / "LINE2.DT1"})->About().size.bscans, 1);
+
+    recording.validRanges = {{0, 6}, {1, 3}};
+    recording.timeZeros = {3, 5};
+    recording.timeZero = 4;
+    WriteRecording(recording, folder / "both.f32");
+    folder.Write("survey.json", R"({"files": [{"file": "both.f32", "reverse": true, "first": 2}, "both.f32"]})");
+    const Recording twice = ReadRecording(*OpenSurvey({folder / "survey.json"}));
+    ASSERT_EQ(twice.validRanges.size(), 4u);
+    EXPECT_EQ(twice.validRanges[1].firstValidIdx, 2); // of four A-scans the last two, turned
+    EXPECT_EQ(twice.validRanges[1].validLen, 2);
+    EXPECT_EQ(twice.validRanges[3].firstValidIdx, 1);
+    EXPECT_EQ(twice.timeZeros, (std::vector<int>{3, 5, 3, 5}));
+    try {
+        OpenSurvey({folder / "LINE1.DT1", folder / "both.f32"});
+        ADD_FAILURE();
+    } catch (const FormatError& refusal) {
+        EXPECT_NE(std::string(refusal.what()).find("both.f32 is of the form raw, and"), std::string::npos);
+    }
+}
+
 TEST(Survey, TakesTheFilesOfAnArrayAsChannels) {
     const TemporaryFolder folder;
     for (const char* line : {"a", "b"})
@@ -618,7 +635,20 @@ TEST(Survey, TakesTheFilesOfAnArrayAsChannels) {
     EXPECT_NE(refusal({folder.path / "no*.rd3"}).find("no file is named like"), std::string::npos);
     const TemporaryFolder empty;
     EXPECT_NE(refusal({empty.path}).find("holds no recording of a known form"), std::string::npos);
-    for (const char* text : {R"({"files": []})", R"({"files": [3]})", R"({"files": ["d.rd3"], "crop": 1})",
+    // Channels that a document puts together, of which some are taken.
+    recording =
+        ReadRecording(*OpenSurvey({folder.Write("pick.json", R"({"files": [["a_A001.rd3", "a_A003.rd3", "a_A002.rd3"],
+        ["b_A001.rd3", "b_A002.rd3", {"file": "b_A003.rd3", "reverse": true}]], "channels": [3, 1], "delta_x": 0.1,
+        "channel_names": ["c", "a"]})")}));
+    ASSERT_TRUE((recording.size == Dimensions{16, 5, 4})) << recording.size.Text();
+    EXPECT_EQ(recording.Bscan(2)[0], float(Value(16, 0, 2, 0))); // of three A-scans the last one
+    EXPECT_EQ(recording.Bscan(3)[0], float(Value(16, 0, 0, 0)));
+    EXPECT_EQ(recording.validRanges.at(2).validLen, 3);
+    EXPECT_EQ(recording.channels, (std::vector<std::string>{"c", "a"}));
+    EXPECT_DOUBLE_EQ(recording.deltaX, 0.1);
+    for (const char* text : {R"({"files": []})", R"({"files": [3]})", R"({"files": ["d.rd3"], "channels": [2]})",
+                             R"({"files": ["d.rd3"], "channels": [0]})", R"({"files": [[]]})",
+                             R"({"files": ["d.rd3"], "delta_x": 1e-50})", R"({"files": ["d.rd3"], "crop": 1})",
                              R"({"files": [{"file": "d.rd3", "first": 9}]})", R"({"files": ["none.rd3"]})"})
         EXPECT_NE(refusal({folder.Write("survey.json", text)}), "none") << text;
 }

@@ -26,6 +26,44 @@ std::string OneLine(const std::string& text) {
     return line;
 }
 
+namespace {
+
+/// Bytes of the UTF-8 sequence that begins at `at`: 1 to 4, or 0 if none does.
+std::size_t SequenceAt(const std::string& text, std::size_t at) {
+    const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+    const unsigned lead = byte(at);
+    if (lead < 0x80) return 1;
+    const std::size_t length = lead >= 0xc2 && lead < 0xe0   ? 2
+                               : (lead & 0xf0) == 0xe0       ? 3
+                               : lead >= 0xf0 && lead < 0xf5 ? 4
+                                                             : 0;
+    for (std::size_t i = 1; i < length; ++i)
+        if ((byte(at + i) & 0xc0) != 0x80) return 0;
+    const unsigned second = byte(at + 1); // neither longer than needed, nor a surrogate, nor beyond the last character
+    if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second >= 0xa0) || (lead == 0xf0 && second < 0x90) ||
+        (lead == 0xf4 && second >= 0x90))
+        return 0;
+    return length;
+}
+
+} // namespace
+
+std::string Utf8(const std::string& text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = SequenceAt(text, at);
+        if (length > 0) {
+            result.append(text, at, length);
+        } else {
+            const auto byte = static_cast<unsigned char>(text[at]);
+            result += static_cast<char>(0xc0 | byte >> 6);
+            result += static_cast<char>(0x80 | (byte & 0x3f));
+        }
+        at += std::max<std::size_t>(length, 1);
+    }
+    return result;
+}
+
 std::string Number(double value, int digits) {
     char text[32];
     std::snprintf(text, sizeof text, "%.*g", digits, value);
@@ -121,7 +159,7 @@ std::string JsonText(const Json::Value& value) {
     builder["indentation"] = "  ";
     builder["precision"] = 15;
     builder["emitUTF8"] = true;
-    return Json::writeString(builder, value) + "\n";
+    return Utf8(Json::writeString(builder, value)) + "\n"; // names of files may be of any bytes
 }
 
 double Shortest(float value) {

@@ -14,6 +14,9 @@ namespace TZM {
 /// `text` on one line: line ends and the blanks around them become a single blank.
 TZM_EXPORT std::string OneLine(const std::string& text);
 
+/// `text` as UTF-8: bytes that aren't are taken as Latin-1.
+TZM_EXPORT std::string Utf8(const std::string& text);
+
 /// `value` with `digits` significant digits, without trailing zeros.
 TZM_EXPORT std::string Number(double value, int digits = 4);
 
@@ -40,7 +43,7 @@ TZM_EXPORT void WriteBytes(const std::filesystem::path& file, const void* bytes,
 /// something behind the value.
 TZM_EXPORT Json::Value ParseJson(const std::string& text, const std::string& name);
 
-/// Indented JSON text with 15 significant digits, which keep every 32-bit float.
+/// Indented JSON text in UTF-8 with 15 significant digits, which keep every 32-bit float.
 TZM_EXPORT std::string JsonText(const Json::Value& value);
 
 /// The shortest decimal number that reads back as `value`: 0.1 for 0.1f, not 0.100000001.
