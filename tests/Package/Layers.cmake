@@ -1,10 +1,10 @@
 # A folder of SOURCE/src depends only on those that stand ahead of it here; Recording knows no algorithm, Imaging no chain; and
 # nothing but Imaging includes a header of VTK. The library CORE needs none of VTK's.
 cmake_minimum_required(VERSION 3.25)
-set(layers Array Framework Algorithms Recording Chain Formats Imaging)
+set(layers Array Framework Algorithms Recording Chain Focus Formats Imaging)
 set(forbidden_Recording Algorithms)
-set(forbidden_Formats Algorithms Chain)
-set(forbidden_Imaging Chain Formats)
+set(forbidden_Formats Algorithms Chain Focus)
+set(forbidden_Imaging Chain Focus Formats)
 set(faults)
 set(files_seen 0)
 set(known)

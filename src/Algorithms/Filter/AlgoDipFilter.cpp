@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "Algorithms/Migration/HalfSpectrum.h"
+#include "Algorithms/Migration/TransformSize.h"
 #include "Array/Simd/Dispatch.h"
 #include "Framework/CalcError.h"
 #include "Framework/private/BlockStreams.h"
@@ -59,16 +60,6 @@ void Require(const AlgoParamDipFilter& params) {
         throw Exception::CalcError(-8, "TZM::Exception::valueSmallerZero");
     if (params.fastest > 0.f && params.slowest > params.fastest)
         throw Exception::CalcError(-12, "TZM::Exception::valueToBig");
-}
-
-/// An even length from n on, at most an eighth longer, of a fast transform.
-std::int64_t FastLength(std::int64_t n) {
-    std::int64_t step = 2;
-    while (64 * step <= n) step *= 2;
-    std::int64_t best = (n + step - 1) / step * step;
-    for (std::int64_t length = best; length <= n + n / 8; length += step)
-        if (IPP::FftPlan::Cost(length) < IPP::FftPlan::Cost(best)) best = length;
-    return best;
 }
 
 /// The sizes of a transform.

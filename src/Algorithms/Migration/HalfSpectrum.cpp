@@ -104,6 +104,32 @@ void HalfSpectrum::InverseRealPart(int lastBin, const IPP::Array2D<float>& bscan
     }
 }
 
+// What has no negative wavenumbers is an analytic signal. One group of A-scans fills a transform.
+void HalfSpectrum::InverseEnergy(int lastBin, const IPP::Array2D<float>& bscan) {
+    if (lastBin < 1) {
+        std::fill_n(bscan.data, static_cast<std::size_t>(bscan.size), 0.f);
+        return;
+    }
+    TransformRows(lastBin, true);
+    const auto& fft = IPP::Simd::ActiveFft();
+    const Index block = 2 * lanes, columnBytes = Index{re.dim0} * sizeof(float);
+    const float scale = static_cast<float>(1 / (static_cast<double>(nx) * nt));
+    for (int x = 0; x < ascans; x += lanes) {
+        const int rows = std::min(lanes, ascans - x);
+        std::fill_n(pair.data, block, 0.f);
+        fft.loadRows(&re.At(0, x), columnBytes, rows, lastBin, pair.data + block, block);
+        fft.loadRows(&im.At(0, x), columnBytes, rows, lastBin, pair.data + block + lanes, block);
+        const IPP::LaneTarget image{pair.data, pair.data + lanes, block};
+        alongSamples->Inverse({pair.data, pair.data + lanes, block, lastBin + 1}, image, work.data, scale);
+        for (Index i = 0; i < samples; ++i) {
+            float* const element = pair.data + i * block;
+            for (int lane = 0; lane < lanes; ++lane)
+                element[lane] = element[lane] * element[lane] + element[lanes + lane] * element[lanes + lane];
+        }
+        fft.storeRows(pair.data, block, rows, samples, &bscan.At(0, x), Index{bscan.dim0} * sizeof(float));
+    }
+}
+
 // Neighbouring vertical wavenumbers ride in the lanes, so that the transforms along the A-scans need no transpose.
 void HalfSpectrum::TransformRows(int lastBin, bool inverse) {
     for (int j = 0; j < lastBin; j += lanes) {

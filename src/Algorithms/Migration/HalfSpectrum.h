@@ -28,6 +28,10 @@ public:
     /// nt).
     void InverseRealPart(int lastBin, const IPP::Array2D<float>& bscan);
 
+    /// The energy of the inverse transform of the wavenumbers 1 .. lastBin: the squared envelope of the A-scans that
+    /// InverseRealPart gives, times four.
+    void InverseEnergy(int lastBin, const IPP::Array2D<float>& bscan);
+
     float* ColumnRe(int h) const { return &re.At(0, h); }
     float* ColumnIm(int h) const { return &im.At(0, h); }
 
