@@ -4,8 +4,14 @@
 #include <vector>
 
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoGazdagMigration.h"
+#include "Algorithms/Migration/AlgoKirchhoffMigration.h"
+#include "Algorithms/Migration/DiffractionStack.h"
+#include "Algorithms/Migration/PhaseShift.h"
+#include "Algorithms/Migration/StoltTables.h"
 #include "Algorithms/Migration/TaperWindow.h"
 #include "Algorithms/Migration/TransformSize.h"
+#include "support/FreshStatics.h"
 #include "support/Near.h"
 #include "support/Scenes.h"
 
@@ -55,4 +61,64 @@ TEST(MigrationParams, TimeZeroShortensTheBlockAndMakesItValidThroughout) {
     ImageProps props(100, 8, 2);
     props.bscanInfo[1] = {3, 2};
     EXPECT_EQ(Flat(migration.GetAdjustedImageDimensions(props)), (std::vector<int>{88, 8, 2, 0, 8, 0, 8}));
+}
+
+namespace {
+
+/// How often the tables of a migration are made while its object works on one block after the other, whose images are
+/// those of fresh objects. \param perChange how many it has
+template <class Migration, class Tables>
+void ExpectTablesKept(int perChange, Migration migration = Migration()) {
+    const FreshStatics statics;
+    const Block five = NoiseBlock(100, 20, 5, 1000), ten = NoiseBlock(100, 20, 10, 1000), wide = NoiseBlock(100, 40, 5),
+                deep = NoiseBlock(150, 20, 5);
+    const auto made = [&](Migration& object, const Block& in) {
+        const int before = KeptTables<Tables>::Made();
+        const Block image = Executed(object, in);
+        const int now = KeptTables<Tables>::Made();
+        Migration fresh;
+        fresh.Setup(object.GetParams());
+        EXPECT_EQ(image.data, Executed(fresh, in).data) << typeid(Migration).name();
+        return now - before;
+    };
+    EXPECT_EQ(made(migration, five), perChange);
+    EXPECT_EQ(made(migration, five), 0);
+    EXPECT_EQ(made(migration, ten), 0) << "B-scans share them";
+    Migration copy(migration);
+    EXPECT_EQ(made(copy, ten), 0) << "copies share them";
+    EXPECT_EQ(made(copy, deep), perChange);
+    EXPECT_EQ(made(migration, five), 0) << "and part from each other";
+    migration.GetParams().permittivity = 9.5f;
+    EXPECT_EQ(made(migration, five), perChange);
+    migration.GetParams().timeZero = 7;
+    made(migration, five);
+    EXPECT_EQ(made(migration, five), 0);
+    EXPECT_EQ(made(migration, wide), perChange);
+    AlgoBase::GetGlobalSettings().delta_x *= 1.001f;
+    EXPECT_EQ(made(migration, wide), perChange);
+}
+
+} // namespace
+
+TEST(KeptTables, SurviveFromBlockToBlockWhileNothingChanges) {
+    ExpectTablesKept<AlgoFkMigration, StoltTables>(1);
+    ExpectTablesKept<AlgoGazdagMigration, PhaseShift>(1);
+    AlgoGazdagMigration fft;
+    fft.GetParams().useFFT = true;
+    ExpectTablesKept<AlgoGazdagMigration, PhaseShift>(1, fft);
+    ExpectTablesKept<AlgoKirchhoffMigration, DiffractionStack>(2);
+
+    // Valid ranges differ from chunk to chunk: terms for the widest serve the others within an aperture, else not.
+    for (const auto& [document, times] : {std::pair("{'KirchhoffMigration': {'ApertureMaxWidth': 8}}", 2),
+                                          std::pair("{'KirchhoffMigration': {'ApertureAngle': 0.0}}", 4)}) {
+        const FreshStatics statics(document);
+        AlgoKirchhoffMigration kirchhoff;
+        Block in = NoiseBlock(100, 40, 5, 1000);
+        const int before = KeptTables<DiffractionStack>::Made();
+        Executed(kirchhoff, in);
+        for (BscanInfo& range : in.props.bscanInfo) range = {3, 20};
+        const Block image = Executed(kirchhoff, in);
+        EXPECT_EQ(KeptTables<DiffractionStack>::Made() - before, times);
+        EXPECT_EQ(image.data, Executed(AlgoKirchhoffMigration(), in).data);
+    }
 }

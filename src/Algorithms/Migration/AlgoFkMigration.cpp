@@ -107,7 +107,8 @@ void AlgoFkMigration::Execute(const float* in, const ImageProps& inProps, float*
         const BlockView &src = blocks.src, &dst = blocks.dst;
         const StoltSettings settings = Settings(*internalAlgoParams, globalSettings, permittivity, inProps);
         IPP::Require(settings.nt >= dst.dim0, "Index exceeds IPP::Array2D bounds");
-        const StoltTables tables(settings);
+        const auto shared = stoltTables.For(settings);
+        const StoltTables& tables = *shared;
         struct Work {
             HalfSpectrum spectrum;
             std::vector<float> column;

@@ -101,8 +101,10 @@ void AlgoGazdagMigration::Execute(const float* in, const ImageProps& inProps, fl
             IPP::Array<float> window(taper.data(), ascans);
             TaperWindow{std::min(ascans / 10, 20), 0, 1.0f}.Apply(window);
         }
-        const PhaseShift shift({samples, ascans, samples, globalSettings.delta_t, 2.f * globalSettings.delta_x, false},
-                               velocity);
+        const auto shared = phaseShift.For(
+            PhaseShiftSettings{samples, ascans, samples, globalSettings.delta_t, 2.f * globalSettings.delta_x, false},
+            velocity);
+        const PhaseShift& shift = *shared;
         ParallelFor(
             blocks.dst.dim2, [&] { return PhaseShift::Work(shift); },
             [&](int b, PhaseShift::Work& work) {
@@ -133,8 +135,10 @@ void AlgoGazdagMigration::ExecuteFFT(const float* in, const ImageProps& inProps,
         IPP::Array<float> velocity(rows);
         BuildRmsVelocityVector(velocity, globalSettings.delta_t, kRampDepth, static_cast<float>(1.2 * double(speed)),
                                static_cast<float>(0.95 * double(speed)));
-        const PhaseShift shift({rows, columns, samples, globalSettings.delta_t, 2.f * globalSettings.delta_x, true},
-                               velocity);
+        const auto shared = phaseShift.For(
+            PhaseShiftSettings{rows, columns, samples, globalSettings.delta_t, 2.f * globalSettings.delta_x, true},
+            velocity);
+        const PhaseShift& shift = *shared;
         ParallelFor(
             blocks.dst.dim2, [&] { return PhaseShift::Work(shift); },
             [&](int b, PhaseShift::Work& work) {

@@ -6,8 +6,11 @@
 #include "Array/Array2D.h"
 #include "Framework/Algo.h"
 #include "Framework/JsonKeyInfo.h"
+#include "Framework/KeptTables.h"
 
 namespace TZM {
+
+class PhaseShift;
 
 struct TZM_EXPORT AlgoParamGazdagMigration : AlgoParamMigrationBase {
     static const bool defaultUseFFT;   ///< false
@@ -31,6 +34,9 @@ struct TZM_EXPORT AlgoParamGazdagMigration : AlgoParamMigrationBase {
 ///
 /// With useFFT sizes are powers of two, a few A-scans beyond one being cropped on both sides and left 0, and the row
 /// and the column of zero frequency are left out, so that every depth has a mean of 0 over the width of the transform.
+///
+/// The object keeps the phases, up to 256 MiB, for the next Execute of the same sizes, sampling and parameters: 48 bytes
+/// for each element of half the spectrum that propagates, 4 MiB at most for 512 x 300.
 ///
 /// Output: samples - timeZero by A-scans by B-scans; every A-scan is migrated, valid or not. CalcError -10 if the
 /// permittivity isn't above 0; 99 "Index exceeds IPP::Array3D bounds" if timeZero lies outside the A-scan or a
@@ -61,6 +67,9 @@ protected:
     /// \param deltaX2 twice the distance of the A-scans. CalcError -10 if permittivity isn't above 0.
     void BuildCfactorTable(IPP::Array2D<IPP::Ipp32fc>& table, IPP::Array<float>& velocity, int rows, int columns,
                            float permittivity, float deltaX2, float deltaT) const;
+
+private:
+    KeptTables<PhaseShift> phaseShift;
 };
 
 } // namespace TZM

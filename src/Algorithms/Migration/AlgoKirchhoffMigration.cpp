@@ -134,20 +134,27 @@ void AlgoKirchhoffMigration::Execute(const float* in, const ImageProps& inProps,
         const float angle = internal.apertureAngle;
         const float tanAperture =
             angle > 0.f && angle < 90.f ? static_cast<float>(std::tan(double(angle) * 3.14159 / 180.)) : 0.f;
-        const auto stackFor = [&](float offset) {
-            return DiffractionStack({src.dim0, timeZero, widest, globalSettings.delta_t, globalSettings.delta_x, offset,
-                                     tanAperture, internal.apertureBaseWidth, internal.apertureMaxWidth},
-                                    speed);
+        const auto settingsFor = [&](float offset) {
+            return DiffractionSettings{src.dim0,
+                                       timeZero,
+                                       widest,
+                                       globalSettings.delta_t,
+                                       globalSettings.delta_x,
+                                       offset,
+                                       tanAperture,
+                                       internal.apertureBaseWidth,
+                                       internal.apertureMaxWidth};
         };
-        const DiffractionStack mono = stackFor(internal.antennaOffsetMono), bi = stackFor(internal.antennaOffsetBi);
+        const auto mono = monoStack.For(settingsFor(internal.antennaOffsetMono), speed),
+                   bi = biStack.For(settingsFor(internal.antennaOffsetBi), speed);
         ParallelFor(
-            dst.dim2, [&] { return IPP::Array<float>(std::max(mono.WorkSize(widest), bi.WorkSize(widest))); },
+            dst.dim2, [&] { return IPP::Array<float>(std::max(mono->WorkSize(widest), bi->WorkSize(widest))); },
             [&](int i, IPP::Array<float>& work) {
                 const BscanInfo valid = ValidRange(inProps, i);
                 if (valid.validLen == 0) return;
                 const IPP::Array2D<float> record(src.Row(valid.firstValidIdx, i).data, src.dim0, valid.validLen),
                     image(dst.Row(valid.firstValidIdx, i).data, dst.dim0, valid.validLen);
-                (IsBistatic(i, channels) ? bi : mono).Sum(record, image, work);
+                (IsBistatic(i, channels) ? *bi : *mono).Sum(record, image, work);
             });
     });
 }

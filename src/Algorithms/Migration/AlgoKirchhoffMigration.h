@@ -7,8 +7,11 @@
 #include "Framework/Algo.h"
 #include "Framework/AlgoJsonParamsBase.h"
 #include "Framework/JsonKeyInfo.h"
+#include "Framework/KeptTables.h"
 
 namespace TZM {
+
+class DiffractionStack;
 
 struct TZM_EXPORT AlgoParamKirchhoffMigration : AlgoParamMigrationBase {
     using AlgoParamMigrationBase::AlgoParamMigrationBase;
@@ -25,6 +28,9 @@ struct TZM_EXPORT AlgoParamKirchhoffMigration : AlgoParamMigrationBase {
 ///     idx = floor(Tc / delta_t + 1.5),   W = sqrt(S delta_t / Tc) t / Tc,
 /// for d from 1 - n to n - 2 over n valid A-scans, within the aperture: |d| up to s delta_t v tan(angle) / (2 delta_x),
 /// at least "ApertureBaseWidth" and, unless that is 0, at most "ApertureMaxWidth". The sum isn't divided by its terms.
+///
+/// The object keeps the terms of both kinds of channels, up to 256 MiB each, for the next Execute of the same sizes,
+/// sampling and parameters: 12 bytes per term, at most 400 KiB for 512 samples within the default aperture.
 ///
 /// Output: samples - timeZero by A-scans by B-scans, 0 outside the valid A-scans. CalcError -10 if the permittivity
 /// isn't above 0, -9 if delta_t or delta_x isn't, -8 for a timeZero below 0; 99 "IPP::Exception::ippsZero_32f" if the
@@ -71,6 +77,7 @@ protected:
 
 private:
     mutable OwnedParams<InternalAlgoParams> internalAlgoParams;
+    KeptTables<DiffractionStack> monoStack, biStack;
 };
 
 } // namespace TZM

@@ -5,21 +5,36 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <tuple>
 
 #include "Array/Simd/Dispatch.h"
 #include "Framework/private/BscanLayout.h"
 
 namespace TZM {
 
-DiffractionStack::DiffractionStack(const DiffractionSettings& settings, const IPP::Array<float>& speed)
-    : samples(settings.samples), firstSample(settings.firstSample) {
+bool DiffractionStack::Serves(const DiffractionSettings& wanted, const IPP::Array<float>& wantedSpeed) const {
+    const auto others = [](const DiffractionSettings& s) { // than the number of A-scans
+        return std::tie(s.samples, s.firstSample, s.deltaT, s.deltaX, s.offset, s.tanAperture, s.baseWidth, s.maxWidth);
+    };
+    return others(settings) == others(wanted) &&
+           (settings.ascans == wanted.ascans || (settings.ascans > wanted.ascans && reach < wanted.ascans)) &&
+           std::equal(speed.begin(), speed.end(), wantedSpeed.data, wantedSpeed.data + wantedSpeed.size);
+}
+
+std::size_t DiffractionStack::Bytes() const {
+    return starts.capacity() * sizeof(std::size_t) + (distances.capacity() + sources.capacity()) * sizeof(int) +
+           (weights.capacity() + speed.capacity()) * sizeof(float);
+}
+
+DiffractionStack::DiffractionStack(const DiffractionSettings& wanted, const IPP::Array<float>& halfSpeed)
+    : settings(wanted), speed(halfSpeed.data, halfSpeed.data + halfSpeed.size), samples(settings.samples), firstSample(settings.firstSample) {
     const double dt = settings.deltaT, dx = settings.deltaX, a = settings.offset;
     const int farthest = settings.ascans - 1;
     // A distance is finished with the first sample whose curve leaves the record.
     std::vector<char> finished(static_cast<std::size_t>(std::max(2 * farthest, 0)));
     starts.push_back(0);
     for (int s = firstSample; s < samples; ++s) {
-        const double v = speed[s], t = s * dt;
+        const double v = speed[std::size_t(s)], t = s * dt;
         double width = farthest;
         if (settings.tanAperture > 0.f) {
             width = std::max(std::trunc(t * v * settings.tanAperture / (2. * dx)), double(settings.baseWidth));

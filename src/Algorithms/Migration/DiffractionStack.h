@@ -26,6 +26,10 @@ public:
     /// counts.
     DiffractionStack(const DiffractionSettings& settings, const IPP::Array<float>& speed);
 
+    /// Terms for more A-scans serve fewer, unless they reach farther than those.
+    bool Serves(const DiffractionSettings& wanted, const IPP::Array<float>& wantedSpeed) const;
+    std::size_t Bytes() const;
+
     /// Floats of work memory for B-scans of up to so many A-scans.
     int WorkSize(int ascans) const;
 
@@ -35,6 +39,8 @@ public:
 private:
     struct Layout;
 
+    DiffractionSettings settings;
+    std::vector<float> speed;
     int samples, firstSample;
     int reach = 0;                   ///< largest distance of a term
     std::vector<std::size_t> starts; ///< of the terms of each image sample, and behind the last

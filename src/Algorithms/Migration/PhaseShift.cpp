@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 
 #include "Array/Primitives/Checked.h"
 #include "Array/Simd/Dispatch.h"
@@ -90,8 +91,28 @@ double PhaseOf(double omega, double wavenumber, double speed, double deltaT) {
     return square > 0. && square < HUGE_VAL ? std::copysign(std::sqrt(square) * deltaT, omega) : 0.;
 }
 
-PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>& speed)
-    : settings(wanted), half(settings.columns / 2 + 1), gridSize(GridSize(settings.imageSamples)),
+bool PhaseShiftSettings::operator==(const PhaseShiftSettings& o) const {
+    const auto all = [](const PhaseShiftSettings& s) {
+        return std::tie(s.rows, s.columns, s.imageSamples, s.deltaT, s.doubleDeltaX, s.withoutMean);
+    };
+    return all(*this) == all(o);
+}
+
+bool PhaseShift::Serves(const PhaseShiftSettings& wanted, const IPP::Array<float>& wantedSpeed) const {
+    return settings == wanted &&
+           std::equal(speed.begin(), speed.end(), wantedSpeed.data, wantedSpeed.data + wantedSpeed.size);
+}
+
+std::size_t PhaseShift::Bytes() const {
+    std::size_t bytes = (speed.capacity() + correction.capacity()) * sizeof(float) + table.capacity() * sizeof(Column);
+    for (const Column& c : table)
+        bytes += (c.rows.capacity() + c.starts.capacity()) * sizeof(int) + c.weights.capacity() * sizeof(float) +
+                 c.turns.capacity() * sizeof(IPP::Ipp32fc);
+    return bytes;
+}
+
+PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>& ofRows)
+    : settings(wanted), speed(ofRows.data, ofRows.data + ofRows.size), half(settings.columns / 2 + 1), gridSize(GridSize(settings.imageSamples)),
       table(static_cast<std::size_t>(half)), alongScan(IPP::FftPlan::Get(settings.columns)),
       alongAscan(IPP::FftPlan::Get(settings.rows)), alongGrid(IPP::FftPlan::Get(gridSize)) {
     const int rows = settings.rows, samples = settings.imageSamples, middle = Middle(samples);
@@ -102,7 +123,7 @@ PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>
     for (int x = settings.withoutMean ? 1 : 0; x < half; ++x) {
         Column& column = table[static_cast<std::size_t>(x)];
         for (int i = 0; i < rows; ++i) {
-            const double phase = PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[i]}, deltaT);
+            const double phase = PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[std::size_t(i)]}, deltaT);
             if (phase == 0.) continue;
             const double edge = phase / (2. * kPi) * gridSize - kSpreadWidth / 2., first = std::ceil(edge);
             column.rows.push_back(i);

@@ -16,6 +16,8 @@ struct PhaseShiftSettings {
     float deltaT;       ///< s
     float doubleDeltaX; ///< m, twice the distance of the A-scans, since the speed isn't halved
     bool withoutMean;   ///< leave out the wavenumber 0
+
+    bool operator==(const PhaseShiftSettings& other) const;
 };
 
 /// 2 pi as a float holds it.
@@ -44,6 +46,9 @@ class PhaseShift {
 public:
     /// \param speed m/s, of each row of the spectrum: of a frequency, not of a depth
     PhaseShift(const PhaseShiftSettings& settings, const IPP::Array<float>& speed);
+
+    bool Serves(const PhaseShiftSettings& wanted, const IPP::Array<float>& wantedSpeed) const;
+    std::size_t Bytes() const;
 
     /// Work memory of one thread.
     class Work;
@@ -74,6 +79,7 @@ private:
     void RequireRange(int x, int count, Work& work) const;
 
     PhaseShiftSettings settings;
+    std::vector<float> speed;
     int half; ///< columns that are summed
     int gridSize;
     std::vector<Column> table;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 #include "Algorithms/Migration/TaperWindow.h"
 #include "Array/Simd/Dispatch.h"
@@ -76,7 +77,15 @@ std::vector<float> DipMask(const StoltSettings& s, double columnBin, int lastPas
 
 } // namespace
 
-StoltTables::StoltTables(const StoltSettings& s) : nx(s.nx), nyquist(s.nt / 2) {
+bool StoltSettings::operator==(const StoltSettings& o) const {
+    const auto all = [](const StoltSettings& s) {
+        return std::tie(s.nx, s.nt, s.deltaT, s.deltaX, s.permittivity, s.useFrequencyMask, s.useDipMask, s.dipMax,
+                        s.dipWidth, s.harlan, s.maxMigFreqRel, s.harlanThreshold);
+    };
+    return all(*this) == all(o);
+}
+
+StoltTables::StoltTables(const StoltSettings& s) : settings(s), nx(s.nx), nyquist(s.nt / 2) {
     const FrequencyBand band(s);
     const std::vector<float> frequencyMask = FrequencyMask(s, band);
     const double halfSpeed = kSpeedOfLight / std::sqrt(static_cast<double>(s.permittivity)) * 0.5;
@@ -87,8 +96,13 @@ StoltTables::StoltTables(const StoltSettings& s) : nx(s.nx), nyquist(s.nt / 2) {
         const double columnBin = halfSpeed * kx / df;
         std::vector<float> pass = DipMask(s, columnBin, band.last);
         for (std::size_t j = 0; j < pass.size(); ++j) pass[j] *= frequencyMask[j];
-        AddColumn(s, columnBin, pass);
+        AddColumn(columnBin, pass);
     }
+}
+
+std::size_t StoltTables::Bytes() const {
+    return columns.capacity() * sizeof(Column) + bins.capacity() * sizeof(int) +
+           (taps.capacity() + factorRe.capacity() + factorIm.capacity()) * sizeof(float);
 }
 
 // The most reads there can be, so that the arrays don't move while they grow; what isn't used is never touched.
@@ -99,7 +113,7 @@ void StoltTables::Reserve(std::size_t reads) {
     factorIm.reserve(reads);
 }
 
-void StoltTables::AddColumn(const StoltSettings& s, double columnBin, const std::vector<float>& pass) {
+void StoltTables::AddColumn(double columnBin, const std::vector<float>& pass) {
     const auto position = [columnBin](int j) { return std::sqrt(static_cast<double>(j) * j + columnBin * columnBin); };
     Column column;
     column.offset = bins.size();
@@ -111,14 +125,14 @@ void StoltTables::AddColumn(const StoltSettings& s, double columnBin, const std:
     for (int j = column.first; j < end; ++j) {
         const double r = position(j);
         const int bin = std::min(nyquist, static_cast<int>(std::floor(r + 0.00005)));
-        AddRead(s, bin, static_cast<float>(std::abs(r - bin)), pass[j]);
+        AddRead(bin, static_cast<float>(std::abs(r - bin)), pass[j]);
         lastRecordBin = std::max(lastRecordBin, std::min(nyquist, bin + kTaps - 1 - kTapsBelow));
     }
     if (column.count > 0) lastImageBin = std::max(lastImageBin, end - 1);
     columns.push_back(column);
 }
 
-void StoltTables::AddRead(const StoltSettings& s, int bin, float fraction, float pass) {
+void StoltTables::AddRead(int bin, float fraction, float pass) {
     bins.push_back(bin - 1); // where the first tap's bin i0 - 4 stands in the copy of MapColumn
     taps.resize(taps.size() + kTapStride, 0.f);
     float* tap = taps.data() + taps.size() - kTapStride;
@@ -126,10 +140,10 @@ void StoltTables::AddRead(const StoltSettings& s, int bin, float fraction, float
     float im = 0.f;
     if (pass == 0.f) {
         re = 0.f;
-    } else if (!s.harlan) {
+    } else if (!settings.harlan) {
         tap[kTapsBelow] = pass * (1.f - fraction);
         tap[kTapsBelow + 1] = pass * fraction;
-    } else if (fraction <= s.harlanThreshold) {
+    } else if (fraction <= settings.harlanThreshold) {
         tap[kTapsBelow] = 1.f;
     } else {
         // n runs -4 .. 5: ten terms, one more above the bin than below it (Harlan's windowed sinc, for the mapping of

@@ -21,6 +21,8 @@ struct StoltSettings {
     bool harlan = true;           ///< windowed-sinc read between the bins, else the linear one
     float maxMigFreqRel = 0.6f;   ///< frequency up to which all passes, as a fraction of Nyquist
     float harlanThreshold = 0.1f; ///< distance to a bin, in bins, up to which the bin itself is read
+
+    bool operator==(const StoltSettings& other) const;
 };
 
 /// The Stolt mapping as one weighted read per element of the image's spectrum, made once for all B-scans.
@@ -45,6 +47,9 @@ public:
 
     explicit StoltTables(const StoltSettings& settings);
 
+    bool Serves(const StoltSettings& wanted) const { return settings == wanted; }
+    std::size_t Bytes() const;
+
     /// The column of wavenumber index h, 0 .. nx - 1.
     const Column& At(int h) const { return columns[h <= nx / 2 ? h : nx - h]; }
 
@@ -57,9 +62,10 @@ public:
 
 private:
     void Reserve(std::size_t reads);
-    void AddColumn(const StoltSettings& settings, double columnBin, const std::vector<float>& pass);
-    void AddRead(const StoltSettings& settings, int bin, float fraction, float pass);
+    void AddColumn(double columnBin, const std::vector<float>& pass);
+    void AddRead(int bin, float fraction, float pass);
 
+    StoltSettings settings;
     int nx;
     int nyquist;
     int lastImageBin = 0;
