@@ -288,11 +288,23 @@ bool TooLarge(const Recording& recording, const JobOptions& options) {
                                          recording.size.Count() > std::numeric_limits<std::int32_t>::max());
 }
 
-/// Runs a chain on a recording that memory doesn't hold, from file to file.
+/// Bytes of the blocks of a run in chunks, unless the user tells them.
+constexpr std::int64_t kChunkMemory = std::int64_t{1} << 29;
+
+/// Whether a recording goes in chunks that memory would hold whole: few blocks that serve again and again are faster
+/// than new memory, and reading, work and writing overlap.
+bool GainsByChunks(const Chain& chain, const Recording& recording, const JobOptions& options) {
+    const bool large = recording.size.Count() * std::int64_t{sizeof(float)} > kChunkMemory / 2;
+    return large && options.memory == 0 && recording.size.bscans > 5 &&
+           std::all_of(chain.steps.begin(), chain.steps.end(), [](const Step& step) { return step.WorksInParts(); });
+}
+
+/// Runs a chain from file to file.
 RunResult RunInChunks(const Chain& chain, RecordingSource& source, const fs::path& image, const JobOptions& options,
                       Stages& stages, Progress& progress) {
     StreamOptions run;
     run.memory = MemoryLimit(options);
+    if (options.memory == 0) run.memory = std::min(run.memory, kChunkMemory);
     run.threads = options.threads;
     run.scratch = image.parent_path();
     Show(run, stages);
@@ -300,14 +312,18 @@ RunResult RunInChunks(const Chain& chain, RecordingSource& source, const fs::pat
         progress.Share(share);
         return true;
     };
-    std::vector<std::string> notes;
-    run.done = [&](std::size_t, const StepReport& report) {
-        notes.insert(notes.end(), report.notes.begin(), report.notes.end());
+    std::vector<std::string> lines;
+    run.done = [&](std::size_t i, const StepReport& report) {
+        char line[256];
+        std::snprintf(line, sizeof line, "      %-18s %-34s %8.2f s", chain.steps[i].Info().name.c_str(),
+                      (report.input.Text() + " to " + report.output.Text()).c_str(), report.seconds);
+        lines.push_back(line);
+        lines.insert(lines.end(), report.notes.begin(), report.notes.end());
     };
     RunResult result;
     progress.Do("chain", source.About().size.Text() + " in chunks",
                 [&] { result = chain.Stream(source, *OpenSink(image), run); });
-    for (const std::string& note : notes) progress.Note(note);
+    for (const std::string& line : lines) progress.Note(line);
     return result;
 }
 
@@ -336,12 +352,12 @@ void Work(const JobOptions& options, const Input& input) {
     };
     Chain chain;
     std::vector<std::string> warnings;
-    bool chunks = false; // memory doesn't hold the block
+    bool chunks = false;
     const auto prepare = [&] {
         chain = ChosenChain(options, recording);
         warnings = Prepare(chain, recording, options);
         const auto samples = static_cast<double>(recording.size.Count());
-        chunks = input.source && TooLarge(recording, options);
+        chunks = input.source && (TooLarge(recording, options) || GainsByChunks(chain, recording, options));
         if (input.source && !chunks) progress.Plan(input.task, samples * kReadCost);
         double cost = 0;
         for (const Step& step : chain.steps) {

@@ -25,8 +25,13 @@ namespace {
 std::mutex openMutex;
 std::set<fs::path> openFolders; // temporary folders that exist
 
+/// Takes the folder away from those who still write into it, then removes it.
 void Remove(const fs::path& folder) {
     std::error_code ignored;
+    fs::path gone = folder;
+    gone += ".gone";
+    fs::rename(folder, gone, ignored);
+    fs::remove_all(gone, ignored);
     fs::remove_all(folder, ignored);
 }
 
@@ -119,12 +124,16 @@ void OutputFolder::CleanUpOnSignals() {
     static sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    std::signal(SIGXFSZ, SIG_IGN);                 // a file that may not grow is a full disk
     pthread_sigmask(SIG_BLOCK, &signals, nullptr); // threads started later inherit it
     std::thread([] {
         int signal = 0;
         sigwait(&signals, &signal);
         const std::lock_guard lock(openMutex);
         for (const fs::path& folder : openFolders) Remove(folder);
+        const std::string line = std::string(isatty(STDERR_FILENO) ? "\r\033[K" : "") +
+                                 (signal == SIGINT ? "tzmchain: interrupted\n" : "tzmchain: ended by a signal\n");
+        (void)!write(STDERR_FILENO, line.data(), line.size()); // to whoever may be there
         _exit(128 + signal);
     }).detach();
 }

@@ -25,8 +25,10 @@ std::string Duration(double seconds) {
 } // namespace
 
 Estimate EstimateRest(double doneCost, double doneSeconds, double cost, double elapsed, double planned, double share) {
-    if (!(planned > 0) || !(doneCost > 0)) return {0, -1};
-    const double secondsPerCost = doneSeconds / doneCost;
+    // A task that tells its share counts as far as that goes: it may be all that there is.
+    const double toldCost = doneCost + share * cost;
+    if (!(planned > 0) || !(toldCost > 0)) return {0, -1};
+    const double secondsPerCost = (doneSeconds + (share > 0 ? elapsed : 0)) / toldCost;
     // A task that takes longer than thought never counts as done, and its rest isn't below a twentieth of it.
     const double byTime = secondsPerCost > 0 ? elapsed / secondsPerCost : 0;
     const double spent = std::min(std::max(byTime, share * cost), 0.95 * cost);

@@ -1,5 +1,6 @@
 #include "Views.h"
 
+#include "Framework/private/ParallelFor.h"
 #include "Recording/private/Text.h"
 
 #include <algorithm>
@@ -146,16 +147,17 @@ std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std:
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style) {
     std::vector<std::string> files;
-    for (std::size_t i = 0; i < choice.indices.size(); ++i) {
+    for (const std::string& name : choice.names) files.push_back(FileName(name));
+    ParallelFor(static_cast<int>(choice.indices.size()), [&](int index) {
+        const auto i = static_cast<std::size_t>(index);
         std::string title = stages.front().bscans.file.stem().string();
         if (!choice.names[i].empty())
             title += ", " + choice.names[i] + " (B-scan " + std::to_string(choice.indices[i] + 1) + " of " +
                      std::to_string(choice.lineCount) + ")";
         std::vector<Panel> panels;
-        for (const Stage& stage : stages) panels.push_back(StagePanel(stage, static_cast<int>(i)));
-        files.push_back(FileName(choice.names[i]));
-        DrawPicture(folder / files.back(), title, panels, 1, style);
-    }
+        for (const Stage& stage : stages) panels.push_back(StagePanel(stage, index));
+        DrawPicture(folder / files[i], title, panels, 1, style);
+    });
     return files;
 }
 
@@ -189,15 +191,18 @@ DepthSlabs::DepthSlabs(const Recording& image) : about(image.About()) {
 }
 
 void DepthSlabs::Take(int firstBscan, const Recording& part) {
-    const std::int64_t first = std::int64_t{firstBscan} * part.size.ascans,
-                       count = std::int64_t{part.size.ascans} * part.size.bscans;
-    const float* ascan = part.data.get();
-    for (std::int64_t a = 0; a < count; ++a, ascan += part.size.samples)
-        for (std::size_t i = 0; i < slices.size(); ++i) {
-            float sum = 0;
-            for (int s = slices[i].begin; s < slices[i].end; ++s) sum += std::abs(ascan[s]);
-            slabs[i][static_cast<std::size_t>(first + a)] = sum / static_cast<float>(slices[i].end - slices[i].begin);
-        }
+    ParallelFor(part.size.bscans, [&](int z) {
+        const float* ascan = part.Bscan(z);
+        const std::int64_t first = (std::int64_t{firstBscan} + z) * part.size.ascans;
+        for (int a = 0; a < part.size.ascans; ++a, ascan += part.size.samples)
+            for (std::size_t i = 0; i < slices.size(); ++i) {
+                const int begin = slices[i].begin, end = slices[i].end;
+                float sum = 0;
+#pragma omp simd reduction(+ : sum)
+                for (int s = begin; s < end; ++s) sum += std::abs(ascan[s]);
+                slabs[i][static_cast<std::size_t>(first + a)] = sum / static_cast<float>(end - begin);
+            }
+    });
 }
 
 std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, const Style& style) const {

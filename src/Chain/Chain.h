@@ -46,6 +46,8 @@ public:
 
     /// What it must see of a block at once, with its parameters.
     Coupling CouplingNow() const { return info->coupling(*algorithm); }
+    /// Whether it can work on a block part by part, with what it has found in all of them and their places.
+    bool WorksInParts() const;
 
     std::set<std::string> given; ///< parameters that somebody set
 
@@ -87,12 +89,20 @@ struct TZM_EXPORT GivenNumbers {
     std::optional<double> antennaOffset; ///< m
 };
 
+/// How far a run is, all its steps together.
+struct TZM_EXPORT RunProgress {
+    double share = 0;        ///< of the work, 0 to 1
+    double secondsLeft = -1; ///< as the work has gone until now; below 0 while that doesn't tell
+};
+
 /// How a chain is run.
 struct TZM_EXPORT RunOptions {
     int threads = 0; ///< 0: as many as the OpenMP runtime takes
     /// Called ahead of a step (fraction 0), within it, and behind it (1), from the thread that called Run: false ends
     /// the run. Within a step the fraction is that of the loop over the B-scans that is under way, and never falls.
     std::function<bool(std::size_t step, double fraction)> progress;
+    /// Called behind each call of `progress`, and from the same thread, with what it means for the whole run.
+    std::function<void(const RunProgress&)> overall;
     /// Called with the block that a step will get, and with the image as the one behind the last step: all of it, or,
     /// in a streamed run, its parts one behind the other.
     std::function<void(std::size_t step, const Recording& part, int firstBscan, int blockBscans)> observe;
@@ -173,8 +183,8 @@ public:
     /// run is told with the number of the step behind which it is done; RunOptions::done is called for all steps at the
     /// end.
     ///
-    /// Fails like Run; ChainError as well for a step that must see the whole block: a normalisation of B-scans with a
-    /// calibration in a recording of seven channels. The sink of a run that failed or was cancelled holds no image.
+    /// Fails like Run; ChainError as well, ahead of the work, for a step that must see the whole block where memory
+    /// doesn't hold it. The sink of a run that failed or was cancelled holds no image.
     RunResult Stream(RecordingSource& source, RecordingSink& sink, const StreamOptions& options = {}) const;
 
     /// The chain as a document's list, with the parameters as they are.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <tuple>
 
 #include "Chain/Chain.h"
 #include "Chain/private/StepRun.h"
@@ -75,15 +76,18 @@ Recording RunStep(const Step& step, Recording block, StepReport& report) {
 RunResult Chain::Run(Recording recording, const RunOptions& options) const {
     const Setting setting(recording, options.threads);
     RunResult result;
+    double planned = 0, before = 0; // rough costs
+    for (const Step& step : steps) planned += step.Info().cost;
+    const RunClock clock(options, planned);
     Recording block = std::move(recording);
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const Step& step = steps[i];
         if (options.observe) options.observe(i, block, 0, block.size.bscans);
         double told = -1;
         const auto tell = [&](double share) {
-            if (!options.progress || share <= told) return true;
+            if (share <= told) return true;
             told = share;
-            return options.progress(i, share);
+            return clock.Tell(i, share, before + share * step.Info().cost);
         };
         const LoopWatch watch(tell);
         if (!tell(0)) throw Exception::Cancelled();
@@ -92,13 +96,13 @@ RunResult Chain::Run(Recording recording, const RunOptions& options) const {
         block = RunStep(step, std::move(block), report);
         report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
         if (!tell(1)) throw Exception::Cancelled();
+        before += step.Info().cost;
         if (options.done) options.done(i, report);
         result.steps.push_back(std::move(report));
     }
     RequireFinite(block, "the image");
     if (options.observe) options.observe(steps.size(), block, 0, block.size.bscans);
-    const auto [low, high] = std::minmax_element(block.data.get(), block.data.get() + block.size.Count());
-    result.lowest = *low, result.highest = *high;
+    std::tie(result.lowest, result.highest) = RangeOf(block);
     result.image = std::move(block);
     return result;
 }

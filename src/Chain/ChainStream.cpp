@@ -4,7 +4,8 @@
 #include <cmath>
 #include <future>
 #include <limits>
-#include <numeric>
+#include <optional>
+#include <system_error>
 
 #include "Chain/Chain.h"
 #include "Chain/private/StepRun.h"
@@ -78,7 +79,7 @@ Recording View(const Recording& part, int begin, int end) {
     return view;
 }
 
-/// Work that may go on beside the caller's, one task at a time.
+/// Work that may go on beside the caller's, one task at a time; where no thread can be had, when it is waited for.
 class Beside {
 public:
     explicit Beside(bool threads) : policy(threads ? std::launch::async : std::launch::deferred) {}
@@ -88,7 +89,11 @@ public:
     template <class Function>
     void Start(Function function) {
         Wait();
-        task = std::async(policy, std::move(function));
+        try {
+            task = std::async(policy, function);
+        } catch (const std::system_error&) {
+            task = std::async(std::launch::deferred, std::move(function));
+        }
     }
     /// What the task threw passes through.
     void Wait() {
@@ -117,8 +122,15 @@ public:
     }
 
     RunResult Run() {
+        for (std::size_t i = 0; i < steps.size(); ++i) { // ahead of the work of hours
+            abouts[i + 1] = Outcome(steps[i], abouts[i]);
+            if (!steps[i].WorksInParts() && ChunksOf({i, i + 1, false, false}).size() > 1)
+                throw ChainError(steps[i].Info().name + " must see the whole block: give it more memory",
+                                 steps[i].Info().name);
+        }
         const std::vector<Pass> passes = Plan();
         for (const Pass& pass : passes) planned += CostOf(pass);
+        clock.emplace(options, planned);
         result.lowest = std::numeric_limits<float>::infinity(), result.highest = -result.lowest;
         for (const Pass& pass : passes) {
             Go(pass);
@@ -162,6 +174,16 @@ private:
         return beside;
     }
 
+    std::vector<Chunk> ChunksOf(const Pass& pass) const {
+        const int bscans = abouts[pass.begin].size.bscans;
+        std::int64_t largest = 1; // samples of a B-scan
+        for (std::size_t i = pass.begin; i <= pass.end; ++i)
+            largest = std::max(largest, abouts[i].size.Count() / bscans);
+        std::int64_t most = options.memory / kBlocks / (largest * std::int64_t{sizeof(float)});
+        most = std::min(most, std::int64_t{std::numeric_limits<int>::max()} / largest);
+        return Cut(bscans, most, MarginOf(pass));
+    }
+
     /// Whether the block ahead of a step may stand where the image will: the steps from there on change neither sizes
     /// nor places, and see no lines beside a chunk. What is known of the image is settled then.
     bool KeepsItsShape(std::size_t from) {
@@ -185,11 +207,7 @@ private:
             if (findings[i]) Conclude(steps[i], abouts[i], findings[i], abouts[i + 1], report);
         }
         const Recording &in = abouts[pass.begin], &out = abouts[pass.end];
-        const std::int64_t largest = std::max(in.size.Count(), out.size.Count()) / in.size.bscans;
-        std::int64_t most = options.memory / kBlocks / (largest * std::int64_t{sizeof(float)});
-        most = std::min(most, std::int64_t{std::numeric_limits<int>::max()} / largest);
-        const std::vector<Chunk> chunks = Cut(in.size.bscans, most, MarginOf(pass));
-        RequirePlaces(pass, chunks.size() > 1);
+        const std::vector<Chunk> chunks = ChunksOf(pass);
 
         const bool last = pass.end == steps.size(), toSink = last || (pass.keeps && KeepsItsShape(pass.end));
         std::optional<BscanFile> kept;
@@ -261,10 +279,10 @@ private:
             double before = kReadCost, told = -1;
             for (std::size_t k = pass.begin; k < i; ++k) before += steps[k].Info().cost;
             const auto tell = [&](double share) {
-                if (!options.progress || share <= told) return true;
+                if (share <= told) return true;
                 told = share;
                 const double work = (before + share * steps[i].Info().cost) * chunkPart + CostOf(pass) * chunkShare;
-                return options.progress(i, std::min(1., (workDone + work) / planned));
+                return clock->Tell(i, std::min(1., (workDone + work) / planned), workDone + work);
             };
             const LoopWatch watch(tell);
             if (!tell(0)) throw Exception::Cancelled();
@@ -286,25 +304,14 @@ private:
     /// Takes the range of a part of the image, and shows it.
     void Finish(const Recording& made, const Chunk& chunk) {
         RequireFiniteIn(made, chunk.begin, "the image");
-        const auto [low, high] = std::minmax_element(made.data.get(), made.data.get() + made.size.Count());
-        result.lowest = std::min(result.lowest, *low), result.highest = std::max(result.highest, *high);
+        const auto [low, high] = RangeOf(made);
+        result.lowest = std::min(result.lowest, low), result.highest = std::max(result.highest, high);
         if (options.observe) options.observe(steps.size(), made, chunk.begin, abouts.back().size.bscans);
     }
 
     static void RequireFiniteIn(const Recording& part, int firstBscan, const std::string& name) {
         if (FirstNotFinite(part) >= 0)
             RequireFinite(part, firstBscan > 0 ? name + ", from B-scan " + std::to_string(firstBscan) + " on," : name);
-    }
-
-    /// Pairs of antennas follow each other by five in a calibration: chunks of lanes of seven would begin anywhere.
-    void RequirePlaces(const Pass& pass, bool several) const {
-        if (!several || LaneOf(abouts[0].size.bscans) != 7 || AlgoBase::GetCalibrationString().empty()) return;
-        for (std::size_t i = pass.begin; i < pass.end; ++i)
-            if (const Json::Value ignores = steps[i].Get("IgnoreCalibration"); ignores.isBool() && !ignores.asBool())
-                throw ChainError(steps[i].Info().name +
-                                     " must see the whole block of seven channels with a calibration: "
-                                     "give it more memory",
-                                 steps[i].Info().name);
     }
 
     const std::vector<Step>& steps;
@@ -317,6 +324,7 @@ private:
     std::optional<BscanFile> scratch;
     bool inSink = false;
     RunResult result;
+    std::optional<RunClock> clock;
     double planned = 0, workDone = 0, chunkShare = 0, chunkPart = 1;
 };
 

@@ -5,8 +5,9 @@
 #include <algorithm>
 
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
-#include "Algorithms/Reduction/AlgoBorderClearing.h"
+#include "Array/Simd/Dispatch.h"
 #include "Framework/private/JsonDocument.h"
+#include "Framework/private/ParallelFor.h"
 #include "Recording/private/Text.h"
 
 namespace TZM {
@@ -50,6 +51,36 @@ Setting::~Setting() {
     omp_set_num_threads(threadsBefore);
 }
 
+bool Step::WorksInParts() const {
+    const Coupling coupling = CouplingNow();
+    return coupling.scope != Coupling::Block || coupling.throughFindings ||
+           dynamic_cast<const CountsBscans*>(algorithm.get());
+}
+
+RunClock::RunClock(const RunOptions& ofRun, double cost) : options(ofRun), planned(cost) {}
+
+bool RunClock::Tell(std::size_t step, double share, double done) const {
+    const bool goesOn = !options.progress || options.progress(step, share);
+    if (options.overall) {
+        constexpr double kEnough = 0.01; // of the work, to go by
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        const double part = planned > 0 ? std::min(done / planned, 1.) : 1.;
+        options.overall({part, part < kEnough ? -1. : seconds * (1 - part) / part});
+    }
+    return goesOn;
+}
+
+std::pair<float, float> RangeOf(const Recording& block) {
+    std::vector<std::pair<float, float>> ranges(static_cast<std::size_t>(block.size.bscans));
+    ParallelFor(block.size.bscans, [&](int z) {
+        auto& [low, high] = ranges[static_cast<std::size_t>(z)];
+        IPP::Simd::Active().minMax(block.Bscan(z), block.size.samples * block.size.ascans, &low, &high);
+    });
+    std::pair<float, float> all = ranges.front();
+    for (const auto& [low, high] : ranges) all = {std::min(all.first, low), std::max(all.second, high)};
+    return all;
+}
+
 ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size) {
     const std::string name = step.Info().name;
     const std::string code = " (code " + std::to_string(error.GetCode()) + ": " + error.GetMessage() + ")";
@@ -87,19 +118,6 @@ std::string NoteOf(const StepReport& report, bool found, const Recording& record
                left;
     return "note: time zero was found at " + samples + left +
            (recording.timeZero ? "; the recording says sample " + std::to_string(*recording.timeZero) : "");
-}
-
-/// Widths of the borders in a part of a block of `bscans` B-scans.
-BorderWidths BordersOfPart(BorderWidths widths, const BlockPart& part, int bscans) {
-    const auto block = static_cast<unsigned>(part.blockBscans), first = static_cast<unsigned>(part.firstBscan),
-               count = static_cast<unsigned>(bscans), behind = block - first - count;
-    if (widths.UpperY > block) return widths; // which is refused
-    const auto within = [count](unsigned width, unsigned off) {
-        return width > off ? std::min(width - off, count) : 0;
-    };
-    widths.LowerY = within(widths.LowerY, first);
-    widths.UpperY = within(widths.UpperY, behind);
-    return widths;
 }
 
 } // namespace
@@ -172,13 +190,11 @@ Recording Work(const Step& step, const Recording& in, const BlockPart& part, con
     ClearInvalid(out);
     const bool whole = in.size.bscans == part.blockBscans;
     const auto* couples = dynamic_cast<const CouplesBlock*>(&algorithm);
-    const auto* clearing = dynamic_cast<const AlgoBorderClearing*>(&algorithm);
+    const auto* counts = dynamic_cast<const CountsBscans*>(&algorithm);
     if (couples && (found || !whole)) {
         couples->Work(in.data.get(), inProps, part, found.value_or(BlockFindings()), out.data.get(), outProps);
-    } else if (clearing && !whole) {
-        AlgoBorderClearing ofPart(*clearing);
-        ofPart.GetParams().borders = BordersOfPart(clearing->GetParams().borders.value, part, in.size.bscans);
-        ofPart.Execute(in.data.get(), inProps, out.data.get(), outProps);
+    } else if (counts) {
+        counts->ExecutePart(in.data.get(), inProps, part, out.data.get(), outProps);
     } else {
         algorithm.Execute(in.data.get(), inProps, out.data.get(), outProps);
     }

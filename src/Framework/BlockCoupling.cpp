@@ -178,6 +178,7 @@ void BlockFindings::RequireAll(const Table& findingsTable, int blockBscans) cons
 }
 
 CouplesBlock::~CouplesBlock() = default;
+CountsBscans::~CountsBscans() = default;
 
 int CouplesBlock::UsableSamples(const BlockFindings& all, int samples) const {
     all.RequireAll(FindingsTable(), all.BlockBscans());

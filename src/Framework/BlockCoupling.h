@@ -125,4 +125,21 @@ protected:
     CouplesBlock& operator=(const CouplesBlock&) = default;
 };
 
+/// An algorithm that counts B-scans from the first one of the block: what it makes of a part depends on the place of
+/// the part, and on nothing else outside it.
+class TZM_EXPORT CountsBscans {
+public:
+    virtual ~CountsBscans();
+
+    /// Computes a part of what Execute gives for the block from the same part of the input. Fails like Execute, and
+    /// with std::invalid_argument for a part that isn't one of the block.
+    virtual void ExecutePart(const float* in, const ImageProps& partProps, const BlockPart& part, float* out,
+                             const ImageProps& outProps) const = 0;
+
+protected:
+    CountsBscans() = default;
+    CountsBscans(const CountsBscans&) = default;
+    CountsBscans& operator=(const CountsBscans&) = default;
+};
+
 } // namespace TZM

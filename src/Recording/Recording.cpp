@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <map>
 #include <mutex>
 #include <new>
 
+#include "Framework/private/ParallelFor.h"
 #include "Recording/Refusal.h"
 #include "Recording/private/SpareBlocks.h"
 #include "Recording/private/Text.h"
@@ -99,18 +101,29 @@ Recording Recording::About() const {
     return about;
 }
 
+namespace {
+
+/// Whether all are finite: x * 0 is NaN for one that isn't, and so is every sum with it.
+bool AllFinite(const float* x, std::int64_t count) {
+    float sum = 0;
+#pragma omp simd reduction(+ : sum)
+    for (std::int64_t i = 0; i < count; ++i) sum += x[i] * 0.0f;
+    return sum == 0;
+}
+
+} // namespace
+
 std::int64_t FirstNotFinite(const Recording& recording) {
-    const std::int64_t count = recording.size.Count();
-    const float* x = recording.data.get();
-    constexpr std::int64_t kPiece = 4096; // a piece's sum of x * 0 is NaN if one of its elements isn't finite
-    for (std::int64_t begin = 0; begin < count; begin += kPiece) {
-        const std::int64_t end = std::min(count, begin + kPiece);
-        float sum = 0;
-        for (std::int64_t i = begin; i < end; ++i) sum += x[i] * 0.0f;
-        for (std::int64_t i = begin; sum != 0 && i < end; ++i)
-            if (!std::isfinite(x[i])) return i;
-    }
-    return -1;
+    const std::int64_t bscan = std::int64_t{recording.size.samples} * recording.size.ascans;
+    std::atomic<int> first{recording.size.bscans}; // B-scan that holds one
+    ParallelFor(recording.size.bscans, [&](int z) {
+        if (z > first || AllFinite(recording.Bscan(z), bscan)) return;
+        for (int known = first; z < known && !first.compare_exchange_weak(known, z);) {
+        }
+    });
+    if (first == recording.size.bscans) return -1;
+    const float* const x = recording.Bscan(first);
+    return first * bscan + (std::find_if(x, x + bscan, [](float v) { return !std::isfinite(v); }) - x);
 }
 
 void RequireFinite(const Recording& recording, const std::string& name) {

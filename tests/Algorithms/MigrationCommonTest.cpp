@@ -108,7 +108,7 @@ TEST(KeptTables, SurviveFromBlockToBlockWhileNothingChanges) {
     ExpectTablesKept<AlgoGazdagMigration, PhaseShift>(1, fft);
     ExpectTablesKept<AlgoKirchhoffMigration, DiffractionStack>(2);
 
-    // Valid ranges differ from chunk to chunk: terms for the widest serve the others within an aperture, else not.
+    // Valid ranges differ from chunk to chunk: the terms within an aperture serve all of them.
     for (const auto& [document, times] : {std::pair("{'KirchhoffMigration': {'ApertureMaxWidth': 8}}", 2),
                                           std::pair("{'KirchhoffMigration': {'ApertureAngle': 0.0}}", 4)}) {
         const FreshStatics statics(document);

@@ -183,12 +183,14 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
 
 TEST(Command, AFullDiskEndsARunInOneLine) {
     const TemporaryFolder folder;
-    Recording recording = Small(5);
+    Recording recording = Small(10);
     WriteRecording(recording, folder / "block.f32");
-    for (const char* blocks : {"4", "20"}) { // of 512 bytes: too few for a picture, too few for the image
-        const std::string run = "bash -c 'trap \"\" XFSZ; ulimit -f " + std::string(blocks) +
-                                "; exec " TZMCHAIN_PROGRAM " run " + (folder / "block.f32").string() +
-                                " --quiet --out " + (folder / "out").string() + "' 2>&1";
+    for (const char* limits : {"4", "20", "4 --memory 1", "20 --memory 1"}) {
+        const std::string blocks = limits; // of 512 bytes: too few for a picture, too few for the image
+        const auto blank = blocks.find(' ');
+        const std::string run = "bash -c 'ulimit -f " + blocks.substr(0, blank) + "; exec " TZMCHAIN_PROGRAM " run " +
+                                (folder / "block.f32").string() + " --quiet --out " + (folder / "out").string() +
+                                (blank == std::string::npos ? "" : blocks.substr(blank)) + "' 2>&1";
         FILE* pipe = popen(run.c_str(), "r");
         std::string text;
         for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
@@ -198,6 +200,32 @@ TEST(Command, AFullDiskEndsARunInOneLine) {
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
         EXPECT_FALSE(fs::exists(folder / "out"));
     }
+}
+
+TEST(Command, ASignalEndsARunInTheMiddleOfAStep) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder / "out");
+    folder.Write("slow.json", R"({"chain": [{"algorithm": "GazdagMigration"}]})");
+    Recording recording = Small(5);
+    recording.size = {1024, 1024, 5};
+    recording.data = AllocateSamples(recording.size.Count());
+    std::fill_n(recording.data.get(), recording.size.Count(), 1.f);
+    WriteRecording(recording, folder / "block.f32");
+    const std::string at = folder.path.string() + "/";
+    for (const char* memory : {"", " --memory 1"})
+        for (const auto& [signal, code] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
+            // The hidden folder tells that the run has begun; its chain takes a second at least.
+            const std::string command = "bash -c '" TZMCHAIN_PROGRAM " run " + at + "block.f32 --chain " + at +
+                                        "slow.json --threads 1 --quiet --out " + at + "out" + memory +
+                                        " & while ! ls -A " + at + "out | grep -q tzmchain; do sleep 0.01; done; kill -" +
+                                        signal + " $!; wait $!; exit $?' 2>&1";
+            FILE* pipe = popen(command.c_str(), "r");
+            std::string text;
+            for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
+            EXPECT_EQ(WEXITSTATUS(pclose(pipe)), code) << text;
+            EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+            EXPECT_TRUE(Names(folder / "out").empty()) << "left behind";
+        }
 }
 
 TEST(Command, WarnsOfWhatNobodyKnowsAndKeepsItsOwnKeys) {

@@ -119,6 +119,7 @@ TEST(Scene, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
 
 TEST(Progress, ReckonsTheTimeLeftFromTheTasksThatAreDone) {
     EXPECT_LT(EstimateRest(0, 0, 10, 5, 100).secondsLeft, 0); // nothing to go by
+    EXPECT_DOUBLE_EQ(EstimateRest(0, 0, 90, 5, 100, 0.5).secondsLeft, 5 / 45. * 55); // a first task that tells
     const Estimate rest = EstimateRest(20, 2, 10, 0.5, 100);  // 0.1 s per unit: 5 of the task's 10 are done
     EXPECT_DOUBLE_EQ(rest.share, 0.25);
     EXPECT_DOUBLE_EQ(rest.secondsLeft, 7.5);

@@ -5,10 +5,12 @@
 #include <fstream>
 #include <functional>
 
+#include "Chain/Chain.h"
 #include "Faults/FailingAllocator.h"
 #include "support/AllAlgorithms.h"
 #include "support/Failure.h"
 #include "support/FreshStatics.h"
+#include "support/MemoryStreams.h"
 #include "support/Threads.h"
 
 namespace {
@@ -73,6 +75,38 @@ TEST(Faults, EveryAlgorithmSurvivesMemoryThatRunsOut) {
                 ASSERT_EQ(Executed(algorithm, in).data, expected[0]) << name;
             }
     }
+}
+
+TEST(Faults, AStreamedRunSurvivesMemoryThatRunsOut) {
+    const FreshStatics statics;
+    Recording recording;
+    recording.size = {512, 12, 15};
+    recording.data = AllocateSamples(recording.size.Count());
+    std::copy_n(ArrayScene(5, 15).data.data(), recording.size.Count(), recording.data.get());
+    Chain chain; // with findings, a scratch file between two passes, neighbours and tables
+    for (const char* name : {"TimeZeroDetection", "FkMigration", "NormalizationCscan", "HorizontalSumUp"})
+        chain.Add(name);
+    for (const int threads : {1, 2})
+        for (const bool onlyOne : {false, true}) {
+            StreamOptions options;
+            options.memory = 1;
+            options.threads = threads;
+            const auto run = [&] {
+                MemorySource source(recording);
+                MemorySink sink;
+                chain.Stream(source, sink, options);
+                if (!sink.ended) throw std::logic_error("no end");
+            };
+            run();
+            const long before = alive;
+            for (int k = 0;; k += threads == 1 ? 23 : 61) { // of a thousand and more
+                const std::string outcome = WithFailure(k, onlyOne, run);
+                EXPECT_TRUE(outcome == "bad_alloc" || outcome == "none") << k << ": " << outcome;
+                EXPECT_LE(alive, before + static_cast<long>(outcome.capacity() > 15)) << k << ": a leak";
+                if (!failed || HasFailure()) break;
+            }
+            ASSERT_FALSE(HasFailure()) << threads << " threads";
+        }
 }
 
 TEST(Faults, DocumentsAreRefusedWhenMemoryRunsOut) {

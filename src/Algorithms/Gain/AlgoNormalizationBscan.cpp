@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "Algorithms/Gain/Stretch.h"
+#include "Framework/private/BlockParts.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
 
@@ -83,8 +84,15 @@ std::vector<JsonKeyInfo> AlgoNormalizationBscan::DescribeKeys() const {
     return TZM::DescribeKeys(name, Sections(), AlgoNormalizationBscanDevice());
 }
 
-void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps, float* out,
+                                     const ImageProps& outProps) const {
+    ExecutePart(in, inProps, WholeBlock(inProps), out, outProps);
+}
+
+void AlgoNormalizationBscan::ExecutePart(const float* in, const ImageProps& inProps, const BlockPart& part, float* out,
+                                         const ImageProps&) const {
     RunExecute([&] {
+        RequirePart(part, inProps);
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
         const CalibrationFactors calibration(GetCalibrationString());
@@ -99,7 +107,7 @@ void AlgoNormalizationBscan::Execute(const float* in, const ImageProps& inProps,
             RefuseEmpty(src, calibrated ? "IPP::Exception::ippsCopy_32f" : "IPP::Exception::ippsMinMax_32f");
             const ValidAscans valid(src, dst, inProps, i);
             if (calibrated)
-                streams.Scale(valid.src, calibration.factors[pairs[i % 5]] / fullScale, valid.dst);
+                streams.Scale(valid.src, calibration.factors[pairs[(part.firstBscan + i) % 5]] / fullScale, valid.dst);
             else if (const Stretch stretch(valid.src, min, max); stretch.flat)
                 dst.Slice(i).Zero();
             else

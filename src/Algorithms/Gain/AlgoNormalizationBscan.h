@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Framework/Algo.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
@@ -33,6 +34,7 @@ struct TZM_EXPORT AlgoNormalizationBscanDevice {
 /// one value becomes 0 throughout. CalcError 99 for valid A-scans of 0 samples, "IPP::Exception::ippsCopy_32f" with a
 /// calibration and "IPP::Exception::ippsMinMax_32f" without one; a block without A-scans or B-scans does nothing.
 class TZM_EXPORT AlgoNormalizationBscan : public Algo<AlgoParamNormalizationBscan>,
+                                          public CountsBscans,
                                           protected AlgoNormalizationBscanDevice {
 public:
     static const float defaultMin;              ///< -1
@@ -41,6 +43,8 @@ public:
 
     explicit AlgoNormalizationBscan(const std::string& name = "NormalizationBscan");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
+    void ExecutePart(const float* in, const ImageProps& partProps, const BlockPart& part, float* out,
+                     const ImageProps& outProps) const override;
     void ParseParamsFromJsonConfig() override;
 
     /// The keys that ParseParamsFromJsonConfig reads, with their defaults.

@@ -35,8 +35,8 @@ struct TZM_EXPORT AlgoParamGazdagMigration : AlgoParamMigrationBase {
 /// With useFFT sizes are powers of two, a few A-scans beyond one being cropped on both sides and left 0, and the row
 /// and the column of zero frequency are left out, so that every depth has a mean of 0 over the width of the transform.
 ///
-/// The object keeps the phases, up to 256 MiB, for the next Execute of the same sizes, sampling and parameters: 48 bytes
-/// for each element of half the spectrum that propagates, 4 MiB at most for 512 x 300.
+/// The object keeps the phases, up to 256 MiB, for the next Execute of the same sizes, sampling and parameters: 48
+/// bytes for each element of half the spectrum that propagates, 4 MiB at most for 512 x 300.
 ///
 /// Output: samples - timeZero by A-scans by B-scans; every A-scan is migrated, valid or not. CalcError -10 if the
 /// permittivity isn't above 0; 99 "Index exceeds IPP::Array3D bounds" if timeZero lies outside the A-scan or a

@@ -134,16 +134,12 @@ void AlgoKirchhoffMigration::Execute(const float* in, const ImageProps& inProps,
         const float angle = internal.apertureAngle;
         const float tanAperture =
             angle > 0.f && angle < 90.f ? static_cast<float>(std::tan(double(angle) * 3.14159 / 180.)) : 0.f;
+        // Terms that an aperture bounds are the same for all valid ranges: one table for all chunks of a recording.
+        const bool bounded = tanAperture > 0.f && internal.apertureMaxWidth > 0;
         const auto settingsFor = [&](float offset) {
-            return DiffractionSettings{src.dim0,
-                                       timeZero,
-                                       widest,
-                                       globalSettings.delta_t,
-                                       globalSettings.delta_x,
-                                       offset,
-                                       tanAperture,
-                                       internal.apertureBaseWidth,
-                                       internal.apertureMaxWidth};
+            return DiffractionSettings{
+                src.dim0, timeZero,    bounded ? src.dim1 : widest, globalSettings.delta_t,   globalSettings.delta_x,
+                offset,   tanAperture, internal.apertureBaseWidth,  internal.apertureMaxWidth};
         };
         const auto mono = monoStack.For(settingsFor(internal.antennaOffsetMono), speed),
                    bi = biStack.For(settingsFor(internal.antennaOffsetBi), speed);

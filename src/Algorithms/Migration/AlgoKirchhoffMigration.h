@@ -67,7 +67,9 @@ public:
     std::vector<JsonKeyInfo> DescribeKeys() const;
 
 protected:
-    InternalAlgoParams* const& GetInternalAlgoParams() const { return internalAlgoParams.Get(); } ///< null before an Execute
+    InternalAlgoParams* const& GetInternalAlgoParams() const {
+        return internalAlgoParams.Get();
+    } ///< null before an Execute
     void RefreshInternalAlgoParams() const;
 
     /// RMS speed from the surface down to each sample, in metres per second: the layers from the first one on, each as

@@ -12,12 +12,16 @@
 
 namespace TZM {
 
-bool DiffractionStack::Serves(const DiffractionSettings& wanted, const IPP::Array<float>& wantedSpeed) const {
-    const auto others = [](const DiffractionSettings& s) { // than the number of A-scans
-        return std::tie(s.samples, s.firstSample, s.deltaT, s.deltaX, s.offset, s.tanAperture, s.baseWidth, s.maxWidth);
+bool DiffractionSettings::operator==(const DiffractionSettings& o) const {
+    const auto all = [](const DiffractionSettings& s) {
+        return std::tie(s.samples, s.firstSample, s.ascans, s.deltaT, s.deltaX, s.offset, s.tanAperture, s.baseWidth,
+                        s.maxWidth);
     };
-    return others(settings) == others(wanted) &&
-           (settings.ascans == wanted.ascans || (settings.ascans > wanted.ascans && reach < wanted.ascans)) &&
+    return all(*this) == all(o);
+}
+
+bool DiffractionStack::Serves(const DiffractionSettings& wanted, const IPP::Array<float>& wantedSpeed) const {
+    return settings == wanted &&
            std::equal(speed.begin(), speed.end(), wantedSpeed.data, wantedSpeed.data + wantedSpeed.size);
 }
 
@@ -27,7 +31,8 @@ std::size_t DiffractionStack::Bytes() const {
 }
 
 DiffractionStack::DiffractionStack(const DiffractionSettings& wanted, const IPP::Array<float>& halfSpeed)
-    : settings(wanted), speed(halfSpeed.data, halfSpeed.data + halfSpeed.size), samples(settings.samples), firstSample(settings.firstSample) {
+    : settings(wanted), speed(halfSpeed.data, halfSpeed.data + halfSpeed.size), samples(settings.samples),
+      firstSample(settings.firstSample) {
     const double dt = settings.deltaT, dx = settings.deltaX, a = settings.offset;
     const int farthest = settings.ascans - 1;
     // A distance is finished with the first sample whose curve leaves the record.

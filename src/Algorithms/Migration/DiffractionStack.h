@@ -17,6 +17,8 @@ struct DiffractionSettings {
     float tanAperture; ///< 0: no aperture
     int baseWidth;     ///< A-scans to each side
     int maxWidth;      ///< likewise; 0: no limit
+
+    bool operator==(const DiffractionSettings& other) const;
 };
 
 /// The terms of every sample of an image: which input sample at which distance counts with which weight.
@@ -26,7 +28,6 @@ public:
     /// counts.
     DiffractionStack(const DiffractionSettings& settings, const IPP::Array<float>& speed);
 
-    /// Terms for more A-scans serve fewer, unless they reach farther than those.
     bool Serves(const DiffractionSettings& wanted, const IPP::Array<float>& wantedSpeed) const;
     std::size_t Bytes() const;
 

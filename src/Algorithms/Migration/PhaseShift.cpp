@@ -112,9 +112,10 @@ std::size_t PhaseShift::Bytes() const {
 }
 
 PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>& ofRows)
-    : settings(wanted), speed(ofRows.data, ofRows.data + ofRows.size), half(settings.columns / 2 + 1), gridSize(GridSize(settings.imageSamples)),
-      table(static_cast<std::size_t>(half)), alongScan(IPP::FftPlan::Get(settings.columns)),
-      alongAscan(IPP::FftPlan::Get(settings.rows)), alongGrid(IPP::FftPlan::Get(gridSize)) {
+    : settings(wanted), speed(ofRows.data, ofRows.data + ofRows.size), half(settings.columns / 2 + 1),
+      gridSize(GridSize(settings.imageSamples)), table(static_cast<std::size_t>(half)),
+      alongScan(IPP::FftPlan::Get(settings.columns)), alongAscan(IPP::FftPlan::Get(settings.rows)),
+      alongGrid(IPP::FftPlan::Get(gridSize)) {
     const int rows = settings.rows, samples = settings.imageSamples, middle = Middle(samples);
     const double deltaT = double{settings.deltaT};
     static const KernelTable kernel;
@@ -123,7 +124,8 @@ PhaseShift::PhaseShift(const PhaseShiftSettings& wanted, const IPP::Array<float>
     for (int x = settings.withoutMean ? 1 : 0; x < half; ++x) {
         Column& column = table[static_cast<std::size_t>(x)];
         for (int i = 0; i < rows; ++i) {
-            const double phase = PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[std::size_t(i)]}, deltaT);
+            const double phase =
+                PhaseOf(omega[std::size_t(i)], k[std::size_t(x)], double{speed[std::size_t(i)]}, deltaT);
             if (phase == 0.) continue;
             const double edge = phase / (2. * kPi) * gridSize - kSpreadWidth / 2., first = std::ceil(edge);
             column.rows.push_back(i);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "Framework/private/BlockParts.h"
 #include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
@@ -58,11 +59,19 @@ ImageProps AlgoTimeZeroCrop::GetAdjustedImageDimensions(const ImageProps& props)
     return cropped;
 }
 
-void AlgoTimeZeroCrop::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+void AlgoTimeZeroCrop::Execute(const float* in, const ImageProps& inProps, float* out,
+                               const ImageProps& outProps) const {
+    ExecutePart(in, inProps, WholeBlock(inProps), out, outProps);
+}
+
+void AlgoTimeZeroCrop::ExecutePart(const float* in, const ImageProps& inProps, const BlockPart& part, float* out,
+                                   const ImageProps&) const {
     RunExecute([&] {
+        RequirePart(part, inProps);
         const std::vector<int>& list = params.timeZeros.value;
         const auto sampleOf = [&](int bscan) {
-            return list.empty() ? params.timeZero.value : list[static_cast<std::size_t>(bscan) % list.size()];
+            return list.empty() ? params.timeZero.value
+                                : list[static_cast<std::size_t>(part.firstBscan + bscan) % list.size()];
         };
         if ((list.empty() ? params.timeZero.value : *std::min_element(list.begin(), list.end())) < 0)
             throw Exception::CalcError(-8, "TZM::Exception::valueSmallerZero");

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Framework/Algo.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
@@ -21,12 +22,14 @@ struct TZM_EXPORT AlgoParamTimeZeroCrop : AlgoParamBase {
 /// Output: max(t) samples fewer per A-scan; the largest t of a list counts, whether or not a B-scan has it. Every
 /// A-scan is treated, valid or not. CalcError -8 if a t is below 0, 99 "IPP::Exception::ippsCopy_32f" if no sample is
 /// left or a dimension is 0.
-class TZM_EXPORT AlgoTimeZeroCrop : public Algo<AlgoParamTimeZeroCrop> {
+class TZM_EXPORT AlgoTimeZeroCrop : public Algo<AlgoParamTimeZeroCrop>, public CountsBscans {
 public:
     static const int defaultTimeZero; ///< 1
 
     explicit AlgoTimeZeroCrop(const std::string& name = "TimeZeroCrop");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
+    void ExecutePart(const float* in, const ImageProps& partProps, const BlockPart& part, float* out,
+                     const ImageProps& outProps) const override;
     ImageProps GetAdjustedImageDimensions(const ImageProps& props) const override;
     void ParseParamsFromJsonConfig() override;
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Array/Simd/Dispatch.h"
+#include "Framework/private/BlockParts.h"
 #include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
 #include "Framework/private/JsonKeys.h"
@@ -86,8 +87,15 @@ struct Side {
 
 } // namespace
 
-void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
+void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, float* out,
+                                 const ImageProps& outProps) const {
+    ExecutePart(in, inProps, WholeBlock(inProps), out, outProps);
+}
+
+void AlgoBorderClearing::ExecutePart(const float* in, const ImageProps& inProps, const BlockPart& part, float* out,
+                                     const ImageProps&) const {
     RunExecute([&] {
+        RequirePart(part, inProps);
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
         const BorderWidths widths = params.borders;
@@ -97,14 +105,14 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
 
         // The box is walked samples outermost, then A-scans, then B-scans, until an axis ends.
         Side z(widths.LowerZ, widths.UpperZ, src.dim0), x(widths.LowerX, widths.UpperX, src.dim1),
-            y(widths.LowerY, widths.UpperY, src.dim2);
+            y(widths.LowerY, widths.UpperY, part.blockBscans);
         const bool empty = z.Empty() || x.Empty() || y.Empty();
         const bool fails = !empty && (z.leaves || x.leaves || y.leaves);
         if (!empty && y.leaves) x.Stop();
         if (!empty && (y.leaves || x.leaves)) z.Stop();
         z.Limit(src.dim0);
         x.Limit(src.dim1);
-        y.Limit(src.dim2);
+        y.Limit(part.blockBscans);
         if (empty) x.end = x.begin;
 
         const int first = static_cast<int>(z.begin), count = static_cast<int>(z.end - z.begin);
@@ -120,7 +128,7 @@ void AlgoBorderClearing::Execute(const float* in, const ImageProps& inProps, flo
         ParallelFor(dst.dim2, [&](int i) {
             for (int j = 0; j < dst.dim1; ++j) {
                 float* const ascan = dst.Row(j, i).data;
-                if (count < 1 || !inside(y, i) || !inside(x, j)) {
+                if (count < 1 || !inside(y, part.firstBscan + i) || !inside(x, j)) {
                     write(clear.data, ascan, dst.dim0);
                     continue;
                 }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Framework/Algo.h"
+#include "Framework/BlockCoupling.h"
 #include "Framework/JsonKeyInfo.h"
 
 namespace TZM {
@@ -35,12 +36,14 @@ struct TZM_EXPORT AlgoParamBorderClearing : AlgoParamBase {
 /// dimension is 0, "IPP::Exception::ippsCopy_32f" without borders and "IPP::Exception::ippsSet_32f" with some. A
 /// readable configuration document sets all values: what it doesn't hold becomes 0. A failure leaves
 /// ParseParamsFromJsonConfig as std::runtime_error.
-class TZM_EXPORT AlgoBorderClearing : public Algo<AlgoParamBorderClearing> {
+class TZM_EXPORT AlgoBorderClearing : public Algo<AlgoParamBorderClearing>, public CountsBscans {
 public:
     static const float defaultClearValue; ///< 0
 
     explicit AlgoBorderClearing(const std::string& name = "Clipper");
     void Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const override;
+    void ExecutePart(const float* in, const ImageProps& partProps, const BlockPart& part, float* out,
+                     const ImageProps& outProps) const override;
     void ParseParamsFromJsonConfig() override;
 
     /// The keys that ParseParamsFromJsonConfig reads, with their defaults.

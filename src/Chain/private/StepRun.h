@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "Chain/Chain.h"
 #include "Framework/BlockCoupling.h"
@@ -26,6 +28,23 @@ private:
     std::string configuration;
     const int threadsBefore;
 };
+
+/// Tells the caller how far a run is.
+class RunClock {
+public:
+    /// \param planned rough cost of the whole run
+    RunClock(const RunOptions& options, double planned);
+    /// Tells the progress of a step, and what of the run is done by then. False to end the run.
+    bool Tell(std::size_t step, double share, double done) const;
+
+private:
+    const RunOptions& options;
+    const double planned;
+    const std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+};
+
+/// The smallest and the largest sample of a block.
+std::pair<float, float> RangeOf(const Recording& block);
 
 /// The CalcError of a step as a user reads it.
 TZM_EXPORT ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
