@@ -185,39 +185,59 @@ std::vector<DepthSlice> DepthSlices(const Recording& image) {
 
 DepthSlabs::DepthSlabs(const Recording& image) : about(image.About()) {
     if (image.size.bscans < 2) return;
+    constexpr int kCells = 1024; // along each side: more than its picture has pixels
+    const auto parts = [](int count, int of) { return (count + of - 1) / of; };
     slices = DepthSlices(image);
-    slabs.resize(slices.size(), std::vector<float>(static_cast<std::size_t>(image.size.ascans) *
-                                                   static_cast<std::size_t>(image.size.bscans)));
+    along = parts(image.size.ascans, kCells), across = parts(image.size.bscans, kCells);
+    columns = parts(image.size.ascans, along), rows = parts(image.size.bscans, across);
+    slabs.resize(slices.size(), std::vector<float>(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)));
 }
 
 void DepthSlabs::Take(int firstBscan, const Recording& part) {
-    ParallelFor(part.size.bscans, [&](int z) {
-        const float* ascan = part.Bscan(z);
-        const std::int64_t first = (std::int64_t{firstBscan} + z) * part.size.ascans;
-        for (int a = 0; a < part.size.ascans; ++a, ascan += part.size.samples)
-            for (std::size_t i = 0; i < slices.size(); ++i) {
-                const int begin = slices[i].begin, end = slices[i].end;
-                float sum = 0;
+    if (slices.empty()) return;
+    const int endBscan = firstBscan + part.size.bscans, firstRow = firstBscan / across;
+    ParallelFor((endBscan - 1) / across + 1 - firstRow, [&](int r) { // B-scans of a cell in their order
+        const int row = firstRow + r;
+        for (int z = std::max(row * across, firstBscan); z < std::min((row + 1) * across, endBscan); ++z) {
+            const float* ascan = part.Bscan(z - firstBscan);
+            for (int a = 0; a < part.size.ascans; ++a, ascan += part.size.samples)
+                for (std::size_t i = 0; i < slices.size(); ++i) {
+                    const int begin = slices[i].begin, end = slices[i].end;
+                    float sum = 0;
 #pragma omp simd reduction(+ : sum)
-                for (int s = begin; s < end; ++s) sum += std::abs(ascan[s]);
-                slabs[i][static_cast<std::size_t>(first + a)] = sum / static_cast<float>(end - begin);
-            }
+                    for (int s = begin; s < end; ++s) sum += std::abs(ascan[s]);
+                    slabs[i][static_cast<std::size_t>(std::int64_t{row} * columns + a / along)] +=
+                        sum / static_cast<float>(end - begin);
+                }
+        }
     });
 }
 
 std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, const Style& style) const {
     if (slices.empty()) return {};
+    std::vector<std::vector<float>> means = slabs;
+    const auto held = [](int cell, int of, int count) { return std::min((cell + 1) * of, count) - cell * of; };
+    for (std::vector<float>& slab : means)
+        for (int row = 0; row < rows; ++row)
+            for (int column = 0; column < columns; ++column)
+                slab[static_cast<std::size_t>(std::int64_t{row} * columns + column)] /=
+                    static_cast<float>(held(row, across, about.size.bscans) * held(column, along, about.size.ascans));
+    const auto ofCells = [](Axis axis, int count) {
+        axis.origin += axis.step * (count - 1) / 2;
+        axis.step *= count;
+        return axis;
+    };
     std::vector<Panel> panels;
     for (std::size_t i = 0; i < slices.size(); ++i) {
         Panel panel;
         panel.title = slices[i].title;
-        panel.data = slabs[i].data();
-        panel.columns = about.size.ascans;
-        panel.rows = about.size.bscans;
-        panel.rowStep = about.size.ascans;
-        panel.across = ScanAxis(about);
+        panel.data = means[i].data();
+        panel.columns = columns;
+        panel.rows = rows;
+        panel.rowStep = columns;
+        panel.across = ofCells(ScanAxis(about), along);
         panel.equalScales = about.lineSpacing.has_value();
-        panel.down = LineAxis(about);
+        panel.down = ofCells(LineAxis(about), across);
         panels.push_back(panel);
     }
     DrawPicture(folder / "depth-slices.png", about.file.stem().string() + ": mean magnitude of slabs, from above",

@@ -86,7 +86,9 @@ public:
 private:
     TZM::Recording about;
     std::vector<DepthSlice> slices;
-    std::vector<std::vector<float>> slabs; ///< a row for each B-scan
+    int along = 1, across = 1;             ///< A-scans and B-scans of a cell
+    int columns = 0, rows = 0;             ///< cells, up to a thousand each way however long the survey is
+    std::vector<std::vector<float>> slabs; ///< sums over a cell, a row for the B-scans of a cell
 };
 
 } // namespace tzmchain
