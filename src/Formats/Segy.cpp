@@ -273,6 +273,8 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions& 
         for (std::string name; std::getline(list >> std::ws, name, ',');) recording.channels.push_back(name);
         if (recording.channels.empty() || bscans % static_cast<int>(recording.channels.size()) != 0)
             recording.channels.clear();
+    } else if (!headers.own.count("ASCANS")) {
+        recording.channels = {"channel 1"}; // lines, however many, are none of an array
     }
     return std::make_unique<SegySource>(std::move(recording), std::move(file), headers, begins);
 }

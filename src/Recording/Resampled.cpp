@@ -90,7 +90,8 @@ public:
             for (std::size_t i = 1; i < at.size(); ++i)
                 nearest = std::min(nearest, at[i] - at[i - 1]), farthest = std::max(farthest, at[i] - at[i - 1]);
             const double count = at.empty() ? 0 : std::floor(at.back() / deltaX * (1 + 1e-9)) + 1;
-            if (!(count * original.size.samples < 0x1p62))
+            constexpr double kMost = 1000; // for each one that is there: more comes from a lost satellite
+            if (!(count <= kMost * original.size.ascans))
                 throw FormatError(original.file.string() + " is " + Number(at.back()) +
                                   " m long, too much for A-scans " + Number(deltaX) + " m apart");
             range = {

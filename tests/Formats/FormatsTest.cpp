@@ -713,6 +713,35 @@ TEST(Spacing, IsMadeEvenAsPositionsTell) {
     EXPECT_TRUE(told->About().knowsDeltaX);
 }
 
+TEST(Spacing, IsToldByMarksAndByTheHeadersOfAscans) {
+    const TemporaryFolder folder;
+    ReadOptions options;
+    options.deltaX = 0.5;
+    folder.Write("walk.dzt", Dzt(40, 11, 2, 32).Put(14, 0.f).Put(18, 2.f));
+    folder.Write("walk.DZX", "<WayPt><scan>0</scan><mark>User</mark></WayPt><WayPt><scan>5</scan><mark></mark></WayPt>"
+                             "<WayPt><scan>2</scan><mark>User</mark></WayPt><WayPt><scan>99</scan><mark>User</mark>"
+                             "</WayPt><WayPt><scan>10</scan><mark>User</mark></WayPt>");
+    const auto walk = OpenSurvey({folder / "walk.dzt"}, options);
+    ASSERT_TRUE((walk->About().size == Dimensions{40, 9, 2})) << walk->About().size.Text();
+    Recording even = ReadRecording(*walk);
+    EXPECT_EQ(even.Bscan(1)[40 * 2], float(Value(32, 0, 1, 1))); // at 1 m
+    EXPECT_EQ(even.Bscan(1)[40 * 3], float(Value(32, 0, 1, 1)) / 2 + float(Value(32, 0, 2, 1)) / 2);
+    EXPECT_THROW(PlacementOf(even), Refusal);
+
+    std::string hd = kHd;
+    folder.Write("line.hd", hd.replace(hd.find("USED = 0.5"), 10, "USED = 0"));
+    Bytes line = Dt1(20, 6, 2, 2);
+    for (int a = 0; a < 6; ++a) line.Put(std::size_t(168 * a + 4), float(10 - a * a) / 0.3048f);
+    folder.Write("line.dt1", line);
+    options.deltaX = 5;
+    const auto falling = OpenSurvey({folder / "line.dt1"}, options);
+    EXPECT_EQ(falling->About().size.ascans, 6); // 25 m
+    options.deltaX = 1e-6;
+    EXPECT_THROW(OpenSurvey({folder / "line.dt1"}, options), FormatError);
+    EXPECT_FALSE(OpenSurvey({folder.Write("line.dt1", line.Put(168 * 3 + 4, 99.f))})->About().knowsDeltaX);
+    EXPECT_TRUE(OpenSurvey({folder / "line.dt1"})->About().positions.empty());
+}
+
 #if TZM_WITH_PROJ
 TEST(Projection, PlacesARecordingInTheMapAndBack) {
     EXPECT_EQ(UtmZone(11.5, 47.5), "EPSG:32632");
