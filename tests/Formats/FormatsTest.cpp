@@ -733,9 +733,9 @@ TEST(Spacing, IsToldByMarksAndByTheHeadersOfAscans) {
     Bytes line = Dt1(20, 6, 2, 2);
     for (int a = 0; a < 6; ++a) line.Put(std::size_t(168 * a + 4), float(10 - a * a) / 0.3048f);
     folder.Write("line.dt1", line);
-    options.deltaX = 5;
+    options.deltaX = 3;
     const auto falling = OpenSurvey({folder / "line.dt1"}, options);
-    EXPECT_EQ(falling->About().size.ascans, 6); // 25 m
+    EXPECT_EQ(falling->About().size.ascans, 9); // of 25 m
     options.deltaX = 1e-6;
     EXPECT_THROW(OpenSurvey({folder / "line.dt1"}, options), FormatError);
     EXPECT_FALSE(OpenSurvey({folder.Write("line.dt1", line.Put(168 * 3 + 4, 99.f))})->About().knowsDeltaX);
