@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <utility>
 
 #include "Focus/private/FocusCurve.h"
@@ -18,78 +17,14 @@ const char* WordOf(FocusVerdict verdict) {
 namespace {
 
 constexpr double kLeastContrast = 0.1, kAboveChance = 2; // of a peak that isn't chance
-constexpr double kNoContrast = 0.1, kOwnContrast = 0.25; // of a window: what noise has; what focuses by itself
+constexpr double kOwnContrast = 0.25;                    // of a window that focuses by itself
 constexpr double kSecondPeak = 0.3, kLeastSecond = 0.04; // share of the highest peak, and height, of a second one
 constexpr double kApart = 0.1;                           // share by which it differs at least
 constexpr double kModelError = 0.012;                    // share: antennas apart, unknown wavelets, attenuation
-constexpr int kResamplings = 400;
-
-void RequireInRange(const Recording& recording, const FocusOptions& o) {
-    if (!(o.from >= 1 && o.to > o.from && o.to <= 100))
-        throw Refusal("permittivities are searched from 1 to 100, and not from " + Number(o.from) + " to " +
-                      Number(o.to));
-    if (o.count < 8 || o.count > 1000)
-        throw Refusal("8 to 1000 permittivities are tried, and not " + std::to_string(o.count));
-    if (o.timeZero && !(*o.timeZero >= 0 && *o.timeZero < recording.size.samples))
-        throw Refusal("time zero " + Number(*o.timeZero) + " isn't one of the samples 0 to " +
-                      std::to_string(recording.size.samples - 1));
-}
-
-/// Small numbers that look random: SplitMix64 (Steele, Lea and Flood, OOPSLA 2014).
-class Dice {
-public:
-    int Below(int count) {
-        std::uint64_t z = state += 0x9e3779b97f4a7c15;
-        z = (z ^ z >> 30) * 0xbf58476d1ce4e5b9;
-        z = (z ^ z >> 27) * 0x94d049bb133111eb;
-        return static_cast<int>((z ^ z >> 31) % static_cast<std::uint64_t>(count));
-    }
-
-private:
-    std::uint64_t state = 1;
-};
-
-/// The points of a curve.
-struct Scale {
-    Scale(double lowest, double highest, int points)
-        : from(lowest), count(points), step(std::log(highest / lowest) / (points - 1)) {}
-    double At(double place) const { return from * std::exp(step * place); }
-    /// Points around a peak, within 35 %.
-    std::pair<int, int> Around(const CurvePeak& peak) const {
-        const int reach = std::max(3, static_cast<int>(0.35 / step));
-        return {std::max(0, peak.index - reach), std::min(count, peak.index + reach + 1)};
-    }
-    double from;
-    int count;
-    double step; ///< of the logarithm
-};
-
-std::vector<double> CurveOf(const FocusTable& table, int window, int count) {
-    std::vector<double> curve;
-    for (int p = 0; p < count; ++p) curve.push_back(table.At(p, 0, window).Focus());
-    return curve;
-}
-
-/// The shares of the windows times the square of what their own peaks, near the common one, stand out by.
-std::vector<double> FocusingWeights(const FocusTable& table, const std::vector<double>& shares, const CurvePeak& common,
-                                    const Scale& scale) {
-    const auto [from, to] = scale.Around(common);
-    std::vector<double> weights = shares;
-    double all = 0;
-    for (int w = 0; w < table.Windows(); ++w) {
-        const std::vector<double> own = CurveOf(table, w, scale.count);
-        const CurvePeak peak = HighestPeak(own, from, to);
-        const bool inside = peak.index > from && peak.index + 1 < to;
-        weights[w] *= inside ? std::pow(std::max(0., peak.height - LowerQuartile(own) - kNoContrast), 2) : 0;
-        all += weights[w];
-    }
-    if (!(all > 0)) return shares;
-    for (double& weight : weights) weight /= all;
-    return weights;
-}
 
 std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<LinePiece>& pieces,
-                                   const FocusTable& table, const std::vector<double>& weights, const Scale& scale) {
+                                   const FocusTable& table, const std::vector<double>& weights,
+                                   const FocusScale& scale) {
     std::vector<FocusWindow> all;
     for (std::size_t i = 0; i < scans.size(); ++i) {
         const FocusScan::Windows& cuts = scans[i]->Cuts();
@@ -102,7 +37,7 @@ std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<Li
                 const int w = static_cast<int>(all.size());
                 all.push_back({piece.bscan, piece.firstAscan + cuts.ascans[x], piece.firstAscan + cuts.ascans[x + 1],
                                sample(cuts.depths[d]), sample(cuts.depths[d + 1]), weights[w], std::nullopt});
-                const std::vector<double> own = CurveOf(table, w, scale.count);
+                const std::vector<double> own = table.Own(0, w);
                 const CurvePeak peak = HighestPeak(own, 0, scale.count);
                 if (peak.curvature < 0 && peak.height - LowerQuartile(own) > kOwnContrast)
                     all.back().permittivity = scale.At(peak.place);
@@ -156,7 +91,7 @@ double SpreadOfResampled(const FocusTable& table, const std::vector<double>& wei
         shares.emplace_back();
         for (int p = from; p < to; ++p) shares.back().push_back(weights[w] * table.At(p, 0, w).Focus());
     }
-    Dice dice;
+    WindowDice dice;
     double sum = 0, squares = 0;
     for (int i = 0; i < kResamplings; ++i) {
         std::vector<double> curve(static_cast<std::size_t>(to - from));
@@ -220,13 +155,13 @@ PermittivityFocus FindPermittivity(const Recording& recording, const FocusOption
     const std::vector<double> shares = table.Weights();
     const std::vector<double> curve = table.Curve(0, shares, &WindowSums::Focus),
                               back = played.Curve(0, played.Weights(), &WindowSums::Focus);
-    const Scale scale{options.from, options.to, options.count};
+    const FocusScale scale{options.from, options.to, options.count};
     const CurvePeak rough = HighestPeak(curve, 0, options.count);
     result.contrast = rough.height - LowerQuartile(curve);
     result.chance = Prominence(back);
     const bool focuses = result.contrast > kLeastContrast && result.contrast > kAboveChance * result.chance;
 
-    const std::vector<double> weights = focuses ? FocusingWeights(table, shares, rough, scale) : shares;
+    const std::vector<double> weights = focuses ? FocusingWeights(table, 0, shares, rough, scale) : shares;
     const std::vector<double> focus = table.Curve(0, weights, &WindowSums::Focus),
                               entropy = table.Curve(0, weights, &WindowSums::Entropy);
     for (std::size_t i = 0; i < grid.size(); ++i) result.curve.push_back({grid[i], focus[i], entropy[i]});

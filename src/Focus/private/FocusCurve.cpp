@@ -5,12 +5,15 @@
 
 #include "Framework/private/LoopWatch.h"
 #include "Framework/private/ParallelFor.h"
+#include "Recording/Refusal.h"
+#include "Recording/private/Text.h"
 
 namespace TZM {
 
 namespace {
 
 constexpr double kSpeedOfLight = 0.3; // m/ns
+constexpr double kNoContrast = 0.1;   // of the curve of a window that holds noise
 
 } // namespace
 
@@ -54,6 +57,12 @@ FocusTable::FocusTable(const FocusScans& scans, const std::vector<double>& permi
     }
 }
 
+std::vector<double> FocusTable::Own(int ahead, int window) const {
+    std::vector<double> curve;
+    for (int p = 0; p < trials; ++p) curve.push_back(At(p, ahead, window).Focus());
+    return curve;
+}
+
 std::vector<double> FocusTable::Weights() const {
     std::vector<double> weights(static_cast<std::size_t>(windows));
     double all = 0;
@@ -88,6 +97,34 @@ double LowerQuartile(std::vector<double> values) {
     const auto quarter = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 4);
     std::nth_element(values.begin(), quarter, values.end());
     return *quarter;
+}
+
+std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const std::vector<double>& shares,
+                                    const CurvePeak& common, const FocusScale& scale) {
+    const auto [from, to] = scale.Around(common);
+    std::vector<double> weights = shares;
+    double all = 0;
+    for (int w = 0; w < table.Windows(); ++w) {
+        const std::vector<double> own = table.Own(ahead, w);
+        const CurvePeak peak = HighestPeak(own, from, to);
+        const bool inside = peak.index > from && peak.index + 1 < to;
+        weights[w] *= inside ? std::pow(std::max(0., peak.height - LowerQuartile(own) - kNoContrast), 2) : 0;
+        all += weights[w];
+    }
+    if (!(all > 0)) return shares;
+    for (double& weight : weights) weight /= all;
+    return weights;
+}
+
+void RequireInRange(const Recording& recording, const FocusOptions& o) {
+    if (!(o.from >= 1 && o.to > o.from && o.to <= 100))
+        throw Refusal("permittivities are searched from 1 to 100, and not from " + Number(o.from) + " to " +
+                      Number(o.to));
+    if (o.count < 8 || o.count > 1000)
+        throw Refusal("8 to 1000 permittivities are tried, and not " + std::to_string(o.count));
+    if (o.timeZero && !(*o.timeZero >= 0 && *o.timeZero < recording.size.samples))
+        throw Refusal("time zero " + Number(*o.timeZero) + " isn't one of the samples 0 to " +
+                      std::to_string(recording.size.samples - 1));
 }
 
 } // namespace TZM

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
+#include <utility>
 #include <vector>
 
+#include "Focus/FindPermittivity.h"
 #include "Focus/private/FocusScan.h"
 
 namespace TZM {
@@ -32,6 +36,9 @@ public:
         return sums[static_cast<std::size_t>((permittivity * aheads + ahead) * windows + window)];
     }
 
+    /// The curve of one window.
+    std::vector<double> Own(int ahead, int window) const;
+
     /// Share of each window in the diffracted energy.
     std::vector<double> Weights() const;
 
@@ -56,5 +63,43 @@ CurvePeak HighestPeak(const std::vector<double>& curve, int begin, int end);
 
 /// What a curve's peaks stand out of: two peaks would lift a median.
 double LowerQuartile(std::vector<double> values);
+
+/// The points of a curve.
+struct FocusScale {
+    FocusScale(double lowest, double highest, int points)
+        : from(lowest), count(points), step(std::log(highest / lowest) / (points - 1)) {}
+    double At(double place) const { return from * std::exp(step * place); }
+    /// Points around a peak, within 35 %.
+    std::pair<int, int> Around(const CurvePeak& peak) const {
+        const int reach = std::max(3, static_cast<int>(0.35 / step));
+        return {std::max(0, peak.index - reach), std::min(count, peak.index + reach + 1)};
+    }
+    double from;
+    int count;
+    double step; ///< of the logarithm
+};
+
+/// The shares of the windows times the square of what their own peaks, near the common one, stand out by.
+std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const std::vector<double>& shares,
+                                    const CurvePeak& common, const FocusScale& scale);
+
+inline constexpr int kResamplings = 400;
+
+/// Small numbers that look random: SplitMix64 (Steele, Lea and Flood, OOPSLA 2014).
+class WindowDice {
+public:
+    int Below(int count) {
+        std::uint64_t z = state += 0x9e3779b97f4a7c15;
+        z = (z ^ z >> 30) * 0xbf58476d1ce4e5b9;
+        z = (z ^ z >> 27) * 0x94d049bb133111eb;
+        return static_cast<int>((z ^ z >> 31) % static_cast<std::uint64_t>(count));
+    }
+
+private:
+    std::uint64_t state = 1;
+};
+
+/// Refusal for options out of range.
+void RequireInRange(const Recording& recording, const FocusOptions& options);
 
 } // namespace TZM
