@@ -18,7 +18,9 @@
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoResample.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Preparation/AlgoTopography.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
 #include "Algorithms/Reduction/AlgoVerticalSumUp.h"
@@ -57,6 +59,9 @@ Chain Algorithms() {
         {"BgRemovalClassify", Removal(Type::Classify)},
         {"SlidingBackgroundMean", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, false))},
         {"SlidingBackgroundMedian", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, true))},
+        {"ResampleInTime", With<AlgoResample>(AlgoParamResample(true, 1, 0.07f, 0.f))},
+        {"ResampleAlongTheScan", With<AlgoResample>(AlgoParamResample(true, 1, 0.f, 0.007f))},
+        {"Topography", With<AlgoTopography>(AlgoParamTopography(true, 1, 1.f, {1.f, 1.05f, 1.02f}, 6.f))}, // no longer than the input
         {"EigenBackground", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 2, 0.f, false))},
         {"EigenBackgroundEnergy", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 0, 0.5f, false))},
         {"Deconvolution", std::make_shared<AlgoDeconvolution>()},

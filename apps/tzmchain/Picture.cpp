@@ -322,8 +322,8 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
     sheet.Text(panel.down.label, x - 70, y + size.height / 2.0, 14, 0.5, 0, true);
     const bool second = !panel.secondLabel.empty();
     if (second) {
-        for (const auto& [at, text] : Ticks(down, panel.secondFactor, size.height / 40)) {
-            if (text[0] == '-') continue; // nothing lies above the surface
+        for (const auto& [at, text] : Ticks(down, panel.secondFactor, size.height / 40, panel.secondOrigin)) {
+            if (at < down(0) - 0.5) continue; // nothing lies above the surface
             sheet.Line(right, y + at, right + 6, y + at);
             sheet.Text(text, right + 9, y + at, 13, 0, 0.5);
         }
@@ -348,11 +348,12 @@ std::string Palette(bool isSigned, Colours colours) {
 Scale::Scale(const Axis& axis, int count, double pixels)
     : low(axis.origin - axis.step / 2), length(count * axis.step), size(pixels) {}
 
-std::vector<Tick> Ticks(const Scale& scale, double factor, int parts) {
-    const double step = RoundStep(scale.length * factor, parts);
+std::vector<Tick> Ticks(const Scale& scale, double factor, int parts, double origin) {
+    const auto [low, high] = std::minmax({origin + scale.low * factor, origin + (scale.low + scale.length) * factor});
+    const double step = RoundStep(high - low, parts);
     std::vector<Tick> ticks;
-    for (double i = std::ceil(scale.low * factor / step); i * step <= (scale.low + scale.length) * factor; ++i)
-        ticks.push_back({scale(i * step / factor), Number(i * step == 0 ? 0.0 : i * step, 6)});
+    for (double i = std::ceil(low / step); i * step <= high; ++i)
+        ticks.push_back({scale((i * step - origin) / factor), Number(i * step == 0 ? 0.0 : i * step, 6)});
     return ticks;
 }
 

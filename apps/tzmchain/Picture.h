@@ -42,8 +42,8 @@ struct Tick {
     std::string text;
 };
 
-/// Ticks at round values, in at most `parts` parts; `factor` turns the axis's own unit into the one shown.
-std::vector<Tick> Ticks(const Scale& scale, double factor, int parts);
+/// Ticks at round values, in at most `parts` parts; what is shown is `origin` and the axis's own value times `factor`.
+std::vector<Tick> Ticks(const Scale& scale, double factor, int parts, double origin = 0);
 
 /// One map of a picture. Element (column, row) is data[column * columnStep + row * rowStep]; rows run downwards.
 struct Panel {
@@ -58,8 +58,8 @@ struct Panel {
     bool equalScales = false; ///< both axes have one unit and get one scale
     bool blend = true;        ///< columns wider than a pixel pass into each other
     bool zeroLine = false;    ///< marks the value 0 of the axis `down`
-    std::string secondLabel;  ///< of an axis on the right that shows `down` times `secondFactor`, none if empty
-    double secondFactor = 1;
+    std::string secondLabel;  ///< of an axis on the right, none if empty: secondOrigin + `down` * secondFactor
+    double secondFactor = 1, secondOrigin = 0;
 };
 
 /// Draws panels of one kind row by row, `panelsPerRow` in each, and writes them as PNG. Colours are clipped robustly:

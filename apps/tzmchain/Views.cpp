@@ -60,8 +60,10 @@ Panel BscanPanel(const Recording& recording, int bscan, const std::string& title
     panel.down = TimeAxis(recording);
     panel.zeroLine = recording.timeZero.has_value();
     if (recording.permittivity && recording.timeZero) {
-        panel.secondLabel = "depth (m) at permittivity " + Number(*recording.permittivity);
-        panel.secondFactor = DepthPerNanosecond(*recording.permittivity);
+        panel.secondLabel = (recording.datum ? "elevation (m)" : "depth (m)") + std::string(" at permittivity ") +
+                            Number(*recording.permittivity);
+        panel.secondFactor = DepthPerNanosecond(*recording.permittivity) * (recording.datum ? -1 : 1);
+        panel.secondOrigin = recording.datum.value_or(0);
     }
     return panel;
 }
@@ -176,7 +178,9 @@ std::vector<DepthSlice> DepthSlices(const Recording& image) {
         std::string title = Range(from, to) + " ns";
         if (image.permittivity && image.timeZero) {
             const double factor = DepthPerNanosecond(*image.permittivity);
-            title = Range(from * factor, to * factor) + " m (" + title + ")";
+            title = (image.datum ? "elevation " + Range(*image.datum - to * factor, *image.datum - from * factor)
+                                 : Range(from * factor, to * factor)) +
+                    " m (" + title + ")";
         }
         slices.push_back({begin(i), begin(i + 1), title});
     }

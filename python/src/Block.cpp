@@ -164,6 +164,8 @@ void ForEachField(Visitor&& visit) {
     visit("line_spacing", &Recording::lineSpacing, "float or None: m between B-scans");
     visit("time_zero", &Recording::timeZero, "int or None: sample at which a wave of no path length arrives");
     visit("time_zeros", &Recording::timeZeros, "list of int: the same of each B-scan; empty where it is one for all");
+    visit("datum", &Recording::datum,
+          "float or None: m, elevation of what arrives at time zero, where it is one for all");
     visit("permittivity", &Recording::permittivity, "float or None: relative, of the ground");
     visit("antenna_offset", &Recording::antennaOffset, "float or None: m from transmitter to receiver");
     visit("one_antenna_pair", &Recording::oneAntennaPair, "bool: all channels were recorded by the same antennas");

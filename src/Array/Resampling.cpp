@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <stdexcept>
 
@@ -33,8 +34,10 @@ int Resampling::OutputSamples(int samples, double ratio) {
     return static_cast<int>(count);
 }
 
-Resampling::Resampling(int samples, double ratio) {
-    const int count = OutputSamples(samples, ratio);
+Resampling::Resampling(int samples, double ratio) : Resampling(samples, ratio, 0, OutputSamples(samples, ratio)) {}
+
+Resampling::Resampling(int samples, double ratio, double start, int count) {
+    if (count < 1 || OutputSamples(samples, ratio) < 1) throw std::invalid_argument("there are no output samples");
     const double scale = std::min(1., 1 / ratio), reach = kCrossings / scale;
     const int wanted = static_cast<int>(std::min(std::ceil(2 * reach) + 1, double(samples)));
     taps = std::min(samples, (wanted + kLanes - 1) / kLanes * kLanes);
@@ -42,7 +45,7 @@ Resampling::Resampling(int samples, double ratio) {
     weights.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(taps));
     std::vector<double> row(static_cast<std::size_t>(taps));
     for (int j = 0; j < count; ++j) {
-        const double at = j * ratio;
+        const double at = start + j * ratio;
         const int first = static_cast<int>(std::ceil(at - reach)), last = static_cast<int>(std::floor(at + reach));
         const int begin = std::clamp(first, 0, samples - taps);
         begins[static_cast<std::size_t>(j)] = begin;
@@ -70,6 +73,24 @@ void Resampling::Apply(const float* in, float* out) const {
         for (; i < taps; ++i) lanes[i % kLanes] += weight[i] * from[i];
         out[j] = ((lanes[0] + lanes[4]) + (lanes[1] + lanes[5])) + ((lanes[2] + lanes[6]) + (lanes[3] + lanes[7]));
     }
+}
+
+void Resampling::ApplyToRows(const float* in, int length, float* out) const {
+    constexpr int kStrip = 256;
+    double sums[kStrip];
+    const float* weight = weights.data();
+    for (std::size_t j = 0; j < begins.size(); ++j, weight += taps, out += length)
+        for (int first = 0; first < length; first += kStrip) {
+            const int count = std::min(kStrip, length - first);
+            std::fill_n(sums, count, 0.);
+            for (int k = 0; k < taps; ++k) {
+                if (weight[k] == 0) continue;
+                const float* from = in + (std::ptrdiff_t{begins[j]} + k) * length + first;
+                const double factor = weight[k];
+                for (int i = 0; i < count; ++i) sums[i] += factor * from[i];
+            }
+            for (int i = 0; i < count; ++i) out[first + i] = static_cast<float>(sums[i]);
+        }
 }
 
 } // namespace TZM

@@ -24,8 +24,15 @@ public:
     static int OutputSamples(int samples, double ratio);
     int OutputSamples() const { return static_cast<int>(begins.size()); }
 
+    /// `count` output samples that begin at `start` old intervals behind the first input sample. Throws as above.
+    Resampling(int samples, double ratio, double start, int count);
+
     /// \param in samples of the input. \param out OutputSamples() samples, elsewhere.
     void Apply(const float* in, float* out) const;
+
+    /// The same of series whose elements are rows of `length` samples, added up in 64 bits. An element of weight 0,
+    /// such as one out of the reach of the window, isn't read.
+    void ApplyToRows(const float* in, int length, float* out) const;
 
 private:
     int taps;

@@ -15,6 +15,7 @@ std::string ParameterInfo::TypeText() const {
     case ValueType::Flag: return "true or false";
     case ValueType::Text: return "text";
     case ValueType::Integers: return "a list of whole numbers";
+    case ValueType::Numbers: return "a list of numbers";
     case ValueType::Widths: return "an object of widths, from 0 on: LowerX, UpperX, ... UpperZ";
     case ValueType::Word: break;
     }

@@ -11,6 +11,7 @@
 #include "Array/Export.h"
 #include "Framework/AlgoBase.h"
 #include "Framework/JsonKeyInfo.h"
+#include "Recording/Recording.h"
 
 namespace TZM {
 
@@ -22,7 +23,8 @@ enum class ValueType {
     Text,     ///< a string
     Word,     ///< one of some strings
     Integers, ///< a list of whole numbers
-    Widths    ///< an object of whole numbers from 0 on
+    Widths,   ///< an object of whole numbers from 0 on
+    Numbers   ///< a list of any numbers
 };
 
 /// A parameter of an algorithm, by name.
@@ -38,6 +40,8 @@ struct TZM_EXPORT ParameterInfo {
 
     std::function<Json::Value(const AlgoBase&)> get;        ///< of an object that the row has made
     std::function<bool(AlgoBase&, const Json::Value&)> set; ///< false, with nothing changed, for another type
+    /// What a recording tells of it, null if it doesn't; empty if no recording tells it.
+    std::function<Json::Value(const Recording&)> told;
 
     std::string TypeText() const; ///< what a value must be: "a whole number", "one of a, b"
 };
@@ -83,6 +87,9 @@ struct TZM_EXPORT AlgorithmInfo {
     int mostSamples = std::numeric_limits<int>::max(); ///< per A-scan that it takes
 
     std::function<std::unique_ptr<AlgoBase>()> make; ///< a new object with its defaults
+    /// What it makes of the sizes, intervals and places of a block, of which it gets all but the samples; empty if it
+    /// keeps them, but for samples that it drops ahead of time zero, and A-scans and B-scans that it counts otherwise.
+    std::function<void(const AlgoBase&, Recording&)> regrids;
     /// What it couples with the parameters that an object has; the configuration document counts, too.
     std::function<Coupling(const AlgoBase&)> coupling;
 

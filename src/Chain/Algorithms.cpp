@@ -21,12 +21,15 @@
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoResample.h"
 #include "Algorithms/Preparation/AlgoTimeZeroCrop.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Preparation/AlgoTopography.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
 #include "Algorithms/Reduction/AlgoVerticalSumUp.h"
 #include "Chain/AlgorithmInfo.h"
+#include "Chain/private/Regridding.h"
 #include "Chain/private/Row.h"
 
 namespace TZM {
@@ -78,6 +81,14 @@ std::vector<AlgorithmInfo> Rows() {
                 return Coupling{crop.GetParams().timeZeros.value.empty() ? Coupling::Ascan : Coupling::Block, 0, false};
             })
             .Page("time-zero-crop"),
+        Row<AlgoResample>("brings A-scans to another interval in time, lines to another spacing", 8, Coupling::Bscan)
+            .Parameter("deltaT", &AlgoParamResample::deltaT, "ns", kFromZero, "time between samples; 0: as it is")
+            .Parameter("deltaX", &AlgoParamResample::deltaX, "m", kFromZero, "distance between A-scans; 0: as it is")
+            .Regrids(RegridBehind)
+            .Couples([](const AlgoResample& resample) {
+                return Coupling{resample.GetParams().deltaX > 0.f ? Coupling::Bscan : Coupling::Ascan, 0, false};
+            })
+            .Page("resample"),
         Row<AlgoEnergyCorrection>("levels bistatic B-scans against the monostatic ones beside them", 4, Coupling::Lane)
             .TellsChannels()
             .Page("energy-correction"),
@@ -170,6 +181,16 @@ std::vector<AlgorithmInfo> Rows() {
             .TellsChannels()
             .UpToSamples(kLongestEnvelope)
             .Page("automatic-gain"),
+        Row<AlgoTopography>("moves A-scans by the elevation of the ground, so that depth becomes elevation", 3,
+                            Coupling::Block)
+            .Parameter("datum", &AlgoParamTopography::datum, "m", kAnyValue,
+                       "elevation at which time zero lies then; 0: the highest one")
+            .Parameter("elevations", &AlgoParamTopography::elevations, "m", kAnyValue,
+                       "of the ground: of each A-scan of the block, or fewer, evenly spread along every line")
+            .Told(ElevationsOf)
+            .Parameter("permittivity", &AlgoParamTopography::permittivity, "", kPermittivity, kGround)
+            .Regrids(RegridBehind)
+            .Page("topography"),
         Row<AlgoDepthGaining>("multiplies every A-scan by a gain in two straight lines", 3, Coupling::Ascan)
             .Parameter("Start", &AlgoParamDepthGaining::Start, "sample", kFromZero, "where the first line begins")
             .Parameter("Apex", &AlgoParamDepthGaining::Apex, "sample", {-1, kAny},

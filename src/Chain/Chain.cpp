@@ -1,6 +1,7 @@
 #include "Chain/Chain.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 #include <utility>
 
@@ -104,13 +105,19 @@ bool Holds(const Json::Value& document, const std::vector<Key>& keys) {
     });
 }
 
+/// What is known of a block behind a step that changes its grid.
+void Regrid(const Step& step, Recording& block) {
+    if (step.Info().regrids) step.Info().regrids(step.Algorithm(), block);
+}
+
 } // namespace
 
-void Chain::ReadConfiguration() {
+void Chain::ReadConfiguration(const Recording& recording) {
     Json::Value document;
     if (!ParseJsonDocument(AlgoBase::GetConfigString(), document)) return;
     bool moved = false;
-    for (Step& step : steps) {
+    for (std::size_t s = 0; s < steps.size(); ++s) {
+        Step& step = steps[s];
         const bool behind = std::exchange(moved, moved || step.Info().setsTimeZero);
         if (!Holds(document, step.Info().keys)) continue; // the clipper would take what isn't there for 0
         std::vector<Json::Value> before;
@@ -119,10 +126,17 @@ void Chain::ReadConfiguration() {
         for (std::size_t i = 0; i < before.size(); ++i) {
             const std::string& name = step.Info().parameters[i].name;
             if (step.Get(name) == before[i]) continue;
-            if (behind && name == "timeZero") // the document tells the recording's, which isn't here any more
+            if (behind && name == "timeZero") { // the document tells the recording's, which isn't here any more
                 step.Info().Find(name)->set(step.Algorithm(), before[i]);
-            else
-                step.given.insert(name);
+                continue;
+            }
+            if (name == "timeZero") {
+                Recording at = recording.About();
+                at.timeZero = step.Get(name).asInt();
+                for (std::size_t k = 0; k < s; ++k) Regrid(steps[k], at);
+                step.Info().Find(name)->set(step.Algorithm(), *at.timeZero);
+            }
+            step.given.insert(name);
         }
     }
 }
@@ -132,15 +146,21 @@ namespace {
 /// What the steps make of a number of the recording. Behind a step that moves time zero the samples are no more the
 /// recording's; a time zero that is detected is nobody's to give.
 struct Use {
-    Use(const Chain& chain, const std::string& parameter) {
+    Use(const Chain& chain, const std::string& parameter, const Recording& recording) {
+        Recording at = recording.About();
         for (const Step& step : chain.steps) {
             if (step.Info().findsTimeZero && parameter == "timeZero") break;
-            if (step.Info().Find(parameter)) value = step.Get(parameter), given = step.given.count(parameter) != 0;
+            if (step.Info().Find(parameter)) {
+                value = step.Get(parameter), given = step.given.count(parameter) != 0;
+                unit = parameter == "timeZero" ? at.deltaT / recording.deltaT : 1;
+            }
             if (step.Info().setsTimeZero && parameter == "timeZero") break;
+            Regrid(step, at);
         }
     }
     Json::Value value; ///< of the last step that has the parameter, since a migration decides on the depth; or null
     bool given = false;
+    double unit = 1; ///< in units of the recording: samples have another interval behind a step that changes it
 };
 
 Json::Value ListOf(const std::vector<int>& numbers) {
@@ -151,10 +171,16 @@ Json::Value ListOf(const std::vector<int>& numbers) {
 
 template <class T>
 void SettleNumber(const Chain& chain, const std::string& parameter, const std::string& words,
-                  const std::optional<T>& given, std::optional<T>& known, std::vector<AssumedNumber>& assumed) {
-    const Use use(chain, parameter);
-    if (use.given)
+                  const std::optional<T>& given, Recording& recording, std::optional<T> Recording::*member,
+                  std::vector<AssumedNumber>& assumed) {
+    const Use use(chain, parameter, recording);
+    std::optional<T>& known = recording.*member;
+    if (use.given && use.unit == 1)
         known = static_cast<T>(use.value.asDouble());
+    else if (use.given && !(known && std::lround(*known / use.unit) == use.value.asInt64()))
+        known = static_cast<T>(std::lround(use.value.asDouble() * use.unit));
+    else if (use.given)
+        return;
     else if (given)
         known = given;
     else if (!use.value.isNull() && !known)
@@ -165,30 +191,37 @@ void SettleNumber(const Chain& chain, const std::string& parameter, const std::s
 
 std::vector<AssumedNumber> Chain::Settle(Recording& recording, const GivenNumbers& numbers) {
     bool moved = false;
+    Recording at = recording.About(); // ahead of each step, as far as intervals and places go
+    if (numbers.timeZero) at.timeZero = numbers.timeZero;
     for (Step& step : steps) {
         const bool free = !step.given.count("timeZero");
         if (!step.Info().Find("timeZero")) {
         } else if (moved) {
             if (free) step.Set("timeZero", 0);
         } else if (numbers.timeZero) {
-            step.Set("timeZero", *numbers.timeZero);
-        } else if (recording.timeZero && free) {
-            step.Set("timeZero", *recording.timeZero);
-            if (step.Info().Find("timeZeros") && !step.given.count("timeZeros") && !recording.timeZeros.empty())
-                step.Set("timeZeros", ListOf(recording.timeZeros));
+            step.Set("timeZero", *at.timeZero);
+        } else if (at.timeZero && free) {
+            step.Set("timeZero", *at.timeZero);
+            if (step.Info().Find("timeZeros") && !step.given.count("timeZeros") && !at.timeZeros.empty())
+                step.Set("timeZeros", ListOf(at.timeZeros));
         }
+        for (const ParameterInfo& parameter : step.Info().parameters)
+            if (parameter.told && !step.given.count(parameter.name))
+                if (const Json::Value value = parameter.told(at); !value.isNull()) step.Set(parameter.name, value);
         moved = moved || step.Info().setsTimeZero;
+        Regrid(step, at);
     }
     if (numbers.permittivity) Set("permittivity", *numbers.permittivity, true);
     if (numbers.antennaOffset) Set("antennaOffset", *numbers.antennaOffset, true);
     if (recording.permittivity) Set("permittivity", *recording.permittivity, false);
     if (recording.antennaOffset) Set("antennaOffset", *recording.antennaOffset, false);
-    ReadConfiguration();
+    ReadConfiguration(recording);
     std::vector<AssumedNumber> assumed;
-    SettleNumber(*this, "timeZero", "sample of time zero", numbers.timeZero, recording.timeZero, assumed);
-    SettleNumber(*this, "permittivity", "permittivity", numbers.permittivity, recording.permittivity, assumed);
-    SettleNumber(*this, "antennaOffset", "antenna offset in metres", numbers.antennaOffset, recording.antennaOffset,
+    SettleNumber(*this, "timeZero", "sample of time zero", numbers.timeZero, recording, &Recording::timeZero, assumed);
+    SettleNumber(*this, "permittivity", "permittivity", numbers.permittivity, recording, &Recording::permittivity,
                  assumed);
+    SettleNumber(*this, "antennaOffset", "antenna offset in metres", numbers.antennaOffset, recording,
+                 &Recording::antennaOffset, assumed);
     return assumed;
 }
 

@@ -155,8 +155,9 @@ public:
     /// Settles what all sides say of time zero, permittivity and antenna offset. In rising order count: an algorithm's
     /// default, the recording, the chain's document, the given numbers, the configuration document. The recording gets
     /// what the chain works with, so that axes and depths belong to it. Behind a step that moves time zero to sample 0
-    /// it is 0 unless the chain's document says otherwise. To be called once, ahead of Run. Gives the numbers that
-    /// nobody knows.
+    /// it is 0 unless the chain's document says otherwise, and behind a step that changes the interval its sample
+    /// there. What else a recording may tell of a parameter, such as elevations by its positions, counts where nobody
+    /// has set it. To be called once, ahead of Run. Gives the numbers that nobody knows.
     std::vector<AssumedNumber> Settle(Recording& recording, const GivenNumbers& numbers);
 
     /// Refuses in advance what can't work on such a recording, whose samples aren't needed: ChainError for shapes,
@@ -170,10 +171,10 @@ public:
     /// to an algorithm that tells channels apart, and the first is kept. Valid ranges reach every step. At most two
     /// blocks live at a time beside the input, which is released by a caller that moves it in.
     ///
-    /// The sampling intervals of the process are those of the recording while it runs, and those of before behind it;
-    /// so is "Global.ADBitResolution" of the configuration the width of the recording's digitiser, if nobody configured
-    /// another. Runs of several threads queue up. ChainError if an algorithm refuses the block or its parameters,
-    /// Refusal if the image is empty or not finite, Exception::Cancelled, std::bad_alloc.
+    /// The sampling intervals of the process are those of the block that a step gets while it runs, and those of before
+    /// behind it; so is "Global.ADBitResolution" of the configuration the width of the recording's digitiser, if nobody
+    /// configured another. Runs of several threads queue up. ChainError if an algorithm refuses the block or its
+    /// parameters, Refusal if the image is empty or not finite, Exception::Cancelled, std::bad_alloc.
     RunResult Run(Recording recording, const RunOptions& options = {}) const;
 
     /// The same from file to file, in chunks of whole lanes, to the bits of Run whatever the memory. A step that
@@ -194,7 +195,7 @@ public:
 
 private:
     void Read(const Json::Value& document);
-    void ReadConfiguration();
+    void ReadConfiguration(const Recording& recording);
 };
 
 /// B-scans that an algorithm that tells channels apart gets for each one of a single line.

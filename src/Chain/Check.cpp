@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "Chain/Chain.h"
+#include "Chain/private/StepRun.h"
 #include "Recording/private/Text.h"
 
 namespace TZM {
@@ -35,6 +36,20 @@ void RequirePermittivity(const Step& step, std::vector<std::string>& warnings) {
         warnings.push_back(name + " works with a permittivity of " + Number(value) + "; that of air is 1, of water 81");
 }
 
+void RequireElevations(const Step& step, const Dimensions& size) {
+    if (!step.Info().Find("elevations")) return;
+    const std::string name = step.Info().name;
+    const auto count = static_cast<std::int64_t>(step.Get("elevations").size());
+    if (count == 0)
+        throw ChainError(name + " needs elevations: the recording tells no heights, and nobody gives a table", name,
+                         "elevations", -13);
+    if (count > size.ascans && count != std::int64_t{size.ascans} * size.bscans)
+        throw ChainError(name + " has " + std::to_string(count) + " elevations for " + size.Text() +
+                             " samples; it takes one for each A-scan of the block, or up to " +
+                             std::to_string(size.ascans) + " that spread along every line",
+                         name, "elevations", -13);
+}
+
 } // namespace
 
 std::vector<std::string> Chain::Check(const Recording& recording) const {
@@ -43,27 +58,24 @@ std::vector<std::string> Chain::Check(const Recording& recording) const {
                      warnings);
     RequirePlausible(recording.deltaX, "the distance between A-scans", {1e-6, 1e-4, 10, 1e3, "m", "is it in metres?"},
                      warnings);
-    ImageProps props = recording.Props();
+    Recording at = recording.About();
     for (const Step& step : steps) {
         const AlgorithmInfo& info = step.Info();
-        if (info.tellsChannels && props.bscanCount != 1 && props.bscanCount % 5 != 0 && props.bscanCount % 7 != 0)
-            throw ChainError(info.name + " refuses " + std::to_string(props.bscanCount) +
+        const Dimensions before = at.size;
+        if (info.tellsChannels && before.bscans != 1 && before.bscans % 5 != 0 && before.bscans % 7 != 0)
+            throw ChainError(info.name + " refuses " + std::to_string(before.bscans) +
                                  " B-scans, since neither 5 nor 7 channels divide them",
                              info.name, "", -11);
-        if (props.samplesPerAscan > info.mostSamples)
+        if (before.samples > info.mostSamples)
             throw ChainError(info.name + " takes A-scans of up to " + std::to_string(info.mostSamples) +
-                                 " samples, and these have " + std::to_string(props.samplesPerAscan),
+                                 " samples, and these have " + std::to_string(before.samples),
                              info.name);
         RequirePermittivity(step, warnings);
-        const int before = props.samplesPerAscan;
-        props = step.Algorithm().GetAdjustedImageDimensions(props);
-        if (props.samplesPerAscan > before || props.samplesPerAscan < 1)
-            throw ChainError(info.name + ": timeZero " + std::to_string(std::int64_t{before} - props.samplesPerAscan) +
-                                 " isn't one of the samples 0 to " + std::to_string(before - 1),
-                             info.name, "timeZero");
-        if (props.samplesPerAscan < before && props.samplesPerAscan < kFewestSamples)
-            throw ChainError(info.name + " leaves " + std::to_string(props.samplesPerAscan) + " of " +
-                                 std::to_string(before) + " samples behind time zero; at least " +
+        RequireElevations(step, before);
+        at = Outcome(step, at);
+        if (!info.regrids && at.size.samples < before.samples && at.size.samples < kFewestSamples)
+            throw ChainError(info.name + " leaves " + std::to_string(at.size.samples) + " of " +
+                                 std::to_string(before.samples) + " samples behind time zero; at least " +
                                  std::to_string(kFewestSamples) + " are needed",
                              info.name, "timeZero");
     }

@@ -32,6 +32,7 @@ Json::Value Describe(const Recording& recording) {
     block["start_time"] = recording.FirstTime();
     if (recording.lineSpacing) block["line_spacing"] = *recording.lineSpacing;
     if (recording.timeZero) block["time_zero_sample"] = *recording.timeZero;
+    if (recording.datum) block["datum"] = *recording.datum;
     if (recording.permittivity) block["permittivity"] = *recording.permittivity;
     if (recording.antennaOffset) block["antenna_offset"] = *recording.antennaOffset;
     return block;

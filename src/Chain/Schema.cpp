@@ -31,6 +31,10 @@ Json::Value TypeOf(const ParameterInfo& parameter) {
         type["type"] = "array";
         type["items"]["type"] = "integer";
         break;
+    case ValueType::Numbers:
+        type["type"] = "array";
+        type["items"]["type"] = "number";
+        break;
     case ValueType::Widths:
         type["type"] = "object";
         type["additionalProperties"] = false;

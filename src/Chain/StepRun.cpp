@@ -6,6 +6,7 @@
 
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
 #include "Array/Simd/Dispatch.h"
+#include "Chain/private/Regridding.h"
 #include "Framework/private/JsonDocument.h"
 #include "Framework/private/ParallelFor.h"
 #include "Recording/private/Text.h"
@@ -41,7 +42,7 @@ Setting::Setting(const Recording& recording, int threads)
     : lock(RunMutex()), before(AlgoBase::GetGlobalSettings()), configuration(Configuration::Text()),
       threadsBefore(omp_get_max_threads()) {
     Configuration::Text() = WithBits(configuration, recording.bits);
-    AlgoBase::GetGlobalSettings() = {static_cast<float>(recording.deltaT), static_cast<float>(recording.deltaX)};
+    AlgoBase::GetGlobalSettings() = SamplingOf(recording);
     if (threads > 0) omp_set_num_threads(threads);
 }
 
@@ -90,6 +91,8 @@ ChainError Explained(const Step& step, const Exception::CalcError& error, const 
     if (error.GetCode() == -10) return told("needs a permittivity above 0");
     if (error.GetCode() == -11)
         return told("refuses " + std::to_string(size.bscans) + " B-scans, since neither 5 nor 7 channels divide them");
+    if (error.GetCode() == -13)
+        return told("needs an elevation for each A-scan of the block, or some that spread along every line");
     if (error.GetMessage() == "IPP::Exception::ippsHilbert_outOfRange32f" && size.samples > 1024)
         return told("takes A-scans of up to 1024 samples, and these have " + std::to_string(size.samples));
     return told("can't work on " + size.Text() + " samples");
@@ -123,6 +126,13 @@ std::string NoteOf(const StepReport& report, bool found, const Recording& record
 } // namespace
 
 Recording Outcome(const Step& step, const Recording& in) {
+    if (const auto& regrids = step.Info().regrids) {
+        Recording out = in.About();
+        regrids(step.Algorithm(), out);
+        if (out.size.samples < 1 || out.size.ascans < 1)
+            throw ChainError(step.Info().name + " leaves nothing of " + in.size.Text() + " samples", step.Info().name);
+        return out;
+    }
     const ImageProps props = step.Algorithm().GetAdjustedImageDimensions(in.Props());
     if (props.samplesPerAscan > in.size.samples || props.samplesPerAscan < 1)
         throw ChainError(step.Info().name + ": timeZero " +
@@ -144,6 +154,7 @@ Recording Outcome(const Step& step, const Recording& in) {
 Findings LookAt(const Step& step, const Recording& in, const BlockPart& part) {
     const auto* couples = dynamic_cast<const CouplesBlock*>(&step.Algorithm());
     if (!couples || !couples->IsCoupled()) return std::nullopt;
+    AlgoBase::GetGlobalSettings() = SamplingOf(in);
     return couples->Look(in.data.get(), in.Props(), part);
 }
 
@@ -184,6 +195,7 @@ void ClearInvalid(Recording& block) {
 
 Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found) {
     const AlgoBase& algorithm = step.Algorithm();
+    AlgoBase::GetGlobalSettings() = SamplingOf(in);
     Recording out = Outcome(step, in);
     const ImageProps inProps = in.Props(), outProps = algorithm.GetAdjustedImageDimensions(inProps);
     out.data = AllocateSamples(out.size.Count());

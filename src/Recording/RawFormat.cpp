@@ -76,6 +76,13 @@ public:
         return ranges;
     }
 
+    /// Elevation of time zero.
+    std::optional<double> Datum() const {
+        if (!root.isMember("datum")) return std::nullopt;
+        if (!root["datum"].isNumeric() || !std::isfinite(root["datum"].asDouble())) throw Wrong("datum", "a number");
+        return root["datum"].asDouble();
+    }
+
     /// Width of a sample of the digitiser.
     std::optional<int> Bits() const {
         if (!root.isMember("bits")) return std::nullopt;
@@ -94,6 +101,7 @@ public:
                                                                  {"line_spacing", 1.5},
                                                                  {"time_zero_sample", 1.5},
                                                                  {"time_zero_sample_per_bscan", Json::arrayValue},
+                                                                 {"datum", 1.5},
                                                                  {"permittivity", 1.5},
                                                                  {"antenna_offset", 1.5},
                                                                  {"pseudo_channels", true},
@@ -205,6 +213,7 @@ std::unique_ptr<RecordingSource> Open(const fs::path& input, const ReadOptions&)
     recording.lineSpacing = sidecar.OptionalPositive("line_spacing");
     recording.permittivity = sidecar.OptionalPositive("permittivity");
     sidecar.ReadTimeZero(recording);
+    recording.datum = sidecar.Datum();
     recording.antennaOffset = sidecar.OptionalPositive("antenna_offset");
     recording.oneAntennaPair = sidecar.Flag("pseudo_channels");
     recording.channels = sidecar.Names("channel_names", recording.size.bscans);
@@ -242,6 +251,7 @@ std::string SidecarOf(const Recording& recording, const fs::path& file, const st
     if (recording.lineSpacing) root["line_spacing"] = *recording.lineSpacing;
     if (recording.timeZero && recording.timeZeros.empty()) root["time_zero_sample"] = *recording.timeZero;
     for (const int sample : recording.timeZeros) root["time_zero_sample_per_bscan"].append(sample);
+    if (recording.datum) root["datum"] = *recording.datum;
     if (recording.permittivity) root["permittivity"] = *recording.permittivity;
     if (recording.antennaOffset) root["antenna_offset"] = *recording.antennaOffset;
     if (recording.oneAntennaPair) root["pseudo_channels"] = true;

@@ -62,6 +62,7 @@ struct TZM_EXPORT Recording {
     std::optional<double> lineSpacing;   ///< m between B-scans, where it is known and one for all
     std::optional<int> timeZero;         ///< sample at which a wave of no path length arrives, where it is known
     std::vector<int> timeZeros;          ///< the same of each B-scan, where they are known one by one; else empty
+    std::optional<double> datum;         ///< m, elevation of what arrives at time zero, where it is one for all A-scans
     std::optional<double> permittivity;  ///< relative, of the ground, where it is known
     std::optional<double> antennaOffset; ///< m from transmitter to receiver in a bistatic channel, where it is known
     bool oneAntennaPair = false;         ///< all channels were recorded by the same antennas: none is bistatic

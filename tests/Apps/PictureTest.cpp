@@ -118,6 +118,14 @@ TEST(Views, AxesOfABscanCountFromTimeZeroAndHalveTheWayDown) {
     EXPECT_TRUE(panel.zeroLine);
     EXPECT_NEAR(panel.secondFactor, 0.05, 1e-12); // m per ns: 0.3 / 3 there and back
     EXPECT_EQ(panel.secondLabel, "depth (m) at permittivity 9");
+    recording.datum = 250;
+    panel = BscanPanel(recording, 0, "behind a static correction");
+    EXPECT_EQ(panel.secondLabel, "elevation (m) at permittivity 9");
+    const Scale scale(panel.down, panel.rows, 400); // -2 to 8 ns
+    const std::vector<Tick> ticks = Ticks(scale, panel.secondFactor, 6, panel.secondOrigin);
+    ASSERT_EQ(ticks.size(), 6u); // 249.6 to 250.1
+    for (const Tick& tick : ticks)
+        EXPECT_NEAR(tick.place, scale((250 - std::stod(tick.text)) / 0.05), 1e-6) << tick.text;
 }
 
 TEST(Views, SlabsMakeUpTheImageFromTimeZeroDown) {
@@ -133,6 +141,8 @@ TEST(Views, SlabsMakeUpTheImageFromTimeZeroDown) {
     }
     EXPECT_EQ(slabs[0].title, "0 to 0.05 m (0 to 1 ns)");
     EXPECT_EQ(slabs[11].title, "0.55 to 0.6 m (11 to 12 ns)");
+    image.datum = 100;
+    EXPECT_EQ(DepthSlices(image)[11].title, "elevation 99.4 to 99.45 m (11 to 12 ns)");
 }
 
 TEST(Views, EveryChannelHasATimeZeroOfItsOwn) {

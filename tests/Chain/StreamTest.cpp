@@ -50,7 +50,7 @@ Recording Any(Dice& dice) {
 }
 
 /// A value that such a parameter may have; null for one that stays.
-Json::Value AnyValue(Dice& dice, const ParameterInfo& parameter, int bscans) {
+Json::Value AnyValue(Dice& dice, const ParameterInfo& parameter, const Dimensions& size) {
     const auto any = [&](const std::vector<std::string>& words) {
         return words[static_cast<std::size_t>(Throw(dice, 0, static_cast<int>(words.size()) - 1))];
     };
@@ -66,7 +66,11 @@ Json::Value AnyValue(Dice& dice, const ParameterInfo& parameter, int bscans) {
         if (value.asDouble() == 0) value = std::clamp(0.05 * Throw(dice, 0, 5), parameter.low, parameter.high);
         return value;
     case ValueType::Integers:
-        for (int i = Throw(dice, 0, bscans); i > 0; --i) value.append(Throw(dice, 0, 9));
+        for (int i = Throw(dice, 0, size.bscans); i > 0; --i) value.append(Throw(dice, 0, 9));
+        return value;
+    case ValueType::Numbers: // elevations: of a line, or of every A-scan
+        for (int i = Throw(dice, 0, 1) ? Throw(dice, 1, 12) : size.ascans * size.bscans; i > 0; --i)
+            value.append(0.0625 * Throw(dice, 0, 9));
         return value;
     case ValueType::Widths:
         for (const std::string& side : parameter.words) value[side] = Throw(dice, 0, 4);
@@ -90,7 +94,7 @@ Chain AnyChain(Dice& dice, const Recording& recording) {
         --i;
         for (const ParameterInfo& parameter : info.parameters) {
             if (Throw(dice, 0, 1) || parameter.name == "permittivity") continue;
-            const Json::Value value = AnyValue(dice, parameter, recording.size.bscans);
+            const Json::Value value = AnyValue(dice, parameter, recording.size);
             if (!value.isNull()) step.Set(parameter.name, value);
         }
     }

@@ -53,7 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (parses) // else every reader leaves at the first line, in which the one above has been
         ReadAs<AlgoBgRemoval, AlgoEigenBackground, AlgoSlidingBackground, AlgoDeconvolution, AlgoDipFilter,
                AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan,
-               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
+               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoResample, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
+               AlgoTopography,
                AlgoBistaticCorrection, AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
     if (parses) try {
             AlgoBorderClearing().ParseParamsFromJsonConfig();

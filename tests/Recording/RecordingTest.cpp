@@ -45,6 +45,7 @@ TEST(Recording, ComesBackFromARawBlockAsItWasWritten) {
     written.lineSpacing = 0.05;
     written.permittivity = 6.5;
     written.timeZero = 2;
+    written.datum = -12.5;
     written.antennaOffset = 0.1;
     written.oneAntennaPair = true;
     written.channels = {"a", "b", "c", "d", "e"};
@@ -59,6 +60,7 @@ TEST(Recording, ComesBackFromARawBlockAsItWasWritten) {
         EXPECT_EQ(read.lineSpacing, written.lineSpacing);
         EXPECT_EQ(read.permittivity, written.permittivity);
         EXPECT_EQ(read.timeZero, written.timeZero);
+        EXPECT_EQ(read.datum, -12.5);
         EXPECT_EQ(read.antennaOffset, written.antennaOffset);
         EXPECT_EQ(read.oneAntennaPair, written.oneAntennaPair);
         EXPECT_EQ(read.channels, written.channels);

@@ -20,8 +20,10 @@
 #include "Algorithms/Preparation/AlgoAscanOffsetRemoval.h"
 #include "Algorithms/Preparation/AlgoBistaticCorrection.h"
 #include "Algorithms/Preparation/AlgoBistaticReplacement.h"
+#include "Algorithms/Preparation/AlgoResample.h"
 #include "Algorithms/Preparation/AlgoTimeZeroCrop.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
+#include "Algorithms/Preparation/AlgoTopography.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Algorithms/Reduction/AlgoHorizontalSumUp.h"
 #include "Algorithms/Reduction/AlgoVerticalSumUp.h"
@@ -70,6 +72,10 @@ inline std::vector<Row> AllAlgorithms() {
     mean->GetParams().algorithm = static_cast<AlgoParamBgRemoval::AlgoType>(4);
     auto sliding = std::make_shared<AlgoSlidingBackground>();
     sliding->GetParams().window = 1.f; // the whole line
+    auto resample = std::make_shared<AlgoResample>();
+    resample->GetParams().deltaT = 0.04f;
+    auto topography = std::make_shared<AlgoTopography>();
+    topography->GetParams().elevations = std::vector<float>{10.f, 10.2f};
     auto depth = std::make_shared<AlgoDepthGaining>();
     depth->Setup(AlgoParamDepthGaining(true, 1, 0, -1, -1, 1, 2, 3));
     auto horizontal = std::make_shared<AlgoHorizontalSumUp>();
@@ -84,6 +90,8 @@ inline std::vector<Row> AllAlgorithms() {
     return {{std::make_shared<AlgoAscanOffsetRemoval>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroDetection>(), 1, true, copy, copy, copy},
             {std::make_shared<AlgoTimeZeroCrop>(), 1, false, copy, copy, copy},
+            {resample, 1, false, copy, copy, copy},
+            {topography, 1, false, copy, copy, copy},
             {std::make_shared<AlgoBistaticCorrection>(), 1, true, copy, copy, copy},
             {replacement, 1, true, copy, copy, copy},
             {std::make_shared<AlgoEnergyCorrection>(), 1 + 2 * 12, true, copy, copy, copy}, // its neighbours

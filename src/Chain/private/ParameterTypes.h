@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -64,20 +65,20 @@ struct ValueOf<std::string> {
     }
 };
 
-template <>
-struct ValueOf<std::vector<int>> {
-    static constexpr ValueType type = ValueType::Integers;
+template <class T>
+struct ValueOf<std::vector<T>> {
+    static constexpr ValueType type = std::is_integral_v<T> ? ValueType::Integers : ValueType::Numbers;
     static std::vector<std::string> Words() { return {}; }
-    static Json::Value ToJson(const std::vector<int>& value) {
+    static Json::Value ToJson(const std::vector<T>& value) {
         Json::Value list(Json::arrayValue);
-        for (const int element : value) list.append(element);
+        for (const T element : value) list.append(ValueOf<T>::ToJson(element));
         return list;
     }
-    static std::optional<std::vector<int>> FromJson(const Json::Value& json) {
+    static std::optional<std::vector<T>> FromJson(const Json::Value& json) {
         if (!json.isArray()) return std::nullopt;
-        std::vector<int> value;
+        std::vector<T> value;
         for (const Json::Value& element : json) {
-            const auto number = ValueOf<int>::FromJson(element);
+            const auto number = ValueOf<T>::FromJson(element);
             if (!number) return std::nullopt;
             value.push_back(*number);
         }

@@ -66,6 +66,18 @@ public:
         return std::move(*this);
     }
 
+    /// The last parameter is one that a recording may tell: told(recording) gives its value, or null.
+    Row&& Told(std::function<Json::Value(const Recording&)> told) && {
+        info.parameters.back().told = std::move(told);
+        return std::move(*this);
+    }
+
+    /// It changes sizes, intervals or places: regrid(A, recording) does the same to what is known of a block.
+    Row&& Regrids(void (*regrid)(const A&, Recording&)) && {
+        info.regrids = [regrid](const AlgoBase& of, Recording& block) { regrid(static_cast<const A&>(of), block); };
+        return std::move(*this);
+    }
+
     Row&& Page(const char* page) && {
         info.page = page;
         return std::move(*this);

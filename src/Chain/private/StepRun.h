@@ -67,7 +67,8 @@ TZM_EXPORT Findings LookAt(const Step& step, const Recording& in, const BlockPar
 TZM_EXPORT void Conclude(const Step& step, const Recording& in, const Findings& found, Recording& out,
                          StepReport& report);
 
-/// A part of the block that a step makes of the same part of another. CalcError. \param found in the whole block
+/// A part of the block that a step makes of the same part of another, with the intervals that the block has there.
+/// CalcError. \param found in the whole block
 TZM_EXPORT Recording Work(const Step& step, const Recording& in, const BlockPart& part, const Findings& found);
 
 /// A step on a whole block. A single line goes as copies to a step that tells channels apart. Tells shapes, shifts and

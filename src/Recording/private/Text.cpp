@@ -162,10 +162,4 @@ std::string JsonText(const Json::Value& value) {
     return Utf8(Json::writeString(builder, value)) + "\n"; // names of files may be of any bytes
 }
 
-double Shortest(float value) {
-    char text[32] = {};
-    std::to_chars(text, text + sizeof text - 1, value);
-    return std::strtod(text, nullptr);
-}
-
 } // namespace TZM

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Array/Export.h"
+#include "Framework/private/Shortest.h"
 #include "Recording/Refusal.h"
 
 namespace TZM {
@@ -45,8 +46,5 @@ TZM_EXPORT Json::Value ParseJson(const std::string& text, const std::string& nam
 
 /// Indented JSON text in UTF-8 with 15 significant digits, which keep every 32-bit float.
 TZM_EXPORT std::string JsonText(const Json::Value& value);
-
-/// The shortest decimal number that reads back as `value`: 0.1 for 0.1f, not 0.100000001.
-TZM_EXPORT double Shortest(float value);
 
 } // namespace TZM
