@@ -103,9 +103,21 @@ Chain ChosenChain(const JobOptions& options, const Recording& recording) {
     return chain;
 }
 
+/// Refuses options that no step of the chain heeds.
+void RequireHeeded(const Chain& chain, const JobOptions& options) {
+    const auto refuse = [&](bool given, const char* option, const char* parameter) {
+        const auto heeds = [&](const Step& step) { return step.Info().Find(parameter) != nullptr; };
+        if (given && std::none_of(chain.steps.begin(), chain.steps.end(), heeds))
+            throw Refusal(std::string(option) + " would have no effect: no step of the chain heeds it");
+    };
+    refuse(options.numbers.antennaOffset.has_value(), "--antenna-offset", "antennaOffset");
+    refuse(!options.calibration.empty(), "--calibration", "IgnoreCalibration");
+}
+
 /// Settles and checks a chain for a recording whose samples may not have been read yet. Gives the warnings.
 std::vector<std::string> Prepare(Chain& chain, Recording& recording, const JobOptions& options) {
     std::vector<std::string> warnings;
+    RequireHeeded(chain, options);
     if (!recording.knowsDeltaX)
         warnings.push_back("the distance between A-scans isn't known, " + Number(recording.deltaX) + " m is taken");
     for (const AssumedNumber& assumed : chain.Settle(recording, options.numbers))

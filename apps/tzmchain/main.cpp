@@ -18,9 +18,9 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <limits>
 #include <new>
+#include <sstream>
 
 namespace {
 
@@ -185,13 +185,15 @@ void RequireKnownCommand(const CLI::App& app, int argc, char** argv) {
         throw Refusal("unknown command \"" + word + "\"; known are " + Joined(known));
 }
 
-/// Refusal if what was printed didn't arrive: on a full disk, for one.
+/// Refusal if what was printed didn't arrive: on a full disk, for one. All of it goes out here.
 void RequireWritten() {
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) throw CantWrite("to the standard output");
 }
 
 int Main(int argc, char** argv) {
+    static char printed[std::size_t{1} << 20]; // goes out at the end, so that a failure to write comes with its reason
+    std::setvbuf(stdout, printed, _IOFBF, sizeof printed);
     CLI::App app("Turns recordings of a ground-penetrating radar into images", "tzmchain");
     app.set_version_flag("--version", TZM_VERSION);
     app.require_subcommand(1);
@@ -257,7 +259,15 @@ int Main(int argc, char** argv) {
     try {
         RegisterInstrumentFormats();
         RequireKnownCommand(app, argc, argv);
-        app.parse(argc, argv);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::Success& asked) { // help or version
+            std::ostringstream text;
+            app.exit(asked, text);
+            std::fputs(text.str().c_str(), stdout);
+            RequireWritten();
+            return 0;
+        }
         options.reading = reading;
         if (*run) Run(options);
         if (mesh) {
@@ -275,7 +285,6 @@ int Main(int argc, char** argv) {
         RequireWritten();
         return code;
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error); // help or version was asked for
         std::fprintf(stderr, "tzmchain: %s (tzmchain --help tells more)\n", OneLine(error.what()).c_str());
         return kRefused;
     } catch (const Refusal& refusal) {

@@ -100,8 +100,10 @@ struct TZM_EXPORT RunOptions {
     int threads = 0; ///< 0: as many as the OpenMP runtime takes
     /// Called ahead of a step (fraction 0), within it, and behind it (1), from the thread that called Run: false ends
     /// the run. Within a step the fraction is that of the loop over the B-scans that is under way, and never falls.
+    /// What it throws ends the run, too, and leaves Run as it is.
     std::function<bool(std::size_t step, double fraction)> progress;
-    /// Called behind each call of `progress`, and from the same thread, with what it means for the whole run.
+    /// Called behind each call of `progress`, and from the same thread, with what it means for the whole run; what it
+    /// throws counts likewise.
     std::function<void(const RunProgress&)> overall;
     /// Called with the block that a step will get, and with the image as the one behind the last step: all of it, or,
     /// in a streamed run, its parts one behind the other.

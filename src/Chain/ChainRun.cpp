@@ -73,7 +73,9 @@ Recording RunStep(const Step& step, Recording block, StepReport& report) {
     return block;
 }
 
-RunResult Chain::Run(Recording recording, const RunOptions& options) const {
+namespace {
+
+RunResult RunSteps(const std::vector<Step>& steps, Recording recording, const RunOptions& options) {
     const Setting setting(recording, options.threads);
     RunResult result;
     double planned = 0, before = 0; // rough costs
@@ -105,6 +107,13 @@ RunResult Chain::Run(Recording recording, const RunOptions& options) const {
     std::tie(result.lowest, result.highest) = RangeOf(block);
     result.image = std::move(block);
     return result;
+}
+
+} // namespace
+
+RunResult Chain::Run(Recording recording, const RunOptions& options) const {
+    return RunWatched(options,
+                      [&](const RunOptions& watched) { return RunSteps(steps, std::move(recording), watched); });
 }
 
 } // namespace TZM

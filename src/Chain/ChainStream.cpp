@@ -346,7 +346,8 @@ RunResult Chain::Stream(RecordingSource& source, RecordingSink& sink, const Stre
         return result;
     }
     const Setting setting(about, options.threads);
-    return Streaming(steps, source, sink, options).Run();
+    return RunWatched(options,
+                      [&](const StreamOptions& watched) { return Streaming(steps, source, sink, watched).Run(); });
 }
 
 } // namespace TZM

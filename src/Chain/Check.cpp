@@ -50,6 +50,22 @@ void RequireElevations(const Step& step, const Dimensions& size) {
                          name, "elevations", -13);
 }
 
+/// Refuses what is given and no number, and warns of one beyond what makes sense.
+void RequireNumbers(const Step& step, std::vector<std::string>& warnings) {
+    for (const ParameterInfo& parameter : step.Info().parameters) {
+        const bool isNumber = parameter.type == ValueType::Number || parameter.type == ValueType::Integer;
+        if (!isNumber || step.given.count(parameter.name) == 0 || parameter.name == "timeZero" ||
+            parameter.name == "permittivity")
+            continue; // told elsewhere
+        const double value = step.Get(parameter.name).asDouble();
+        std::string told = step.Info().name + ": " + parameter.name + " is " + Number(value);
+        if (!std::isfinite(value)) throw ChainError(told, step.Info().name, parameter.name);
+        if (!parameter.unit.empty()) told += " " + parameter.unit;
+        if (value < parameter.low) warnings.push_back(told + ", which is below " + Number(parameter.low));
+        if (value > parameter.high) warnings.push_back(told + ", which is above " + Number(parameter.high));
+    }
+}
+
 } // namespace
 
 std::vector<std::string> Chain::Check(const Recording& recording) const {
@@ -71,6 +87,7 @@ std::vector<std::string> Chain::Check(const Recording& recording) const {
                                  " samples, and these have " + std::to_string(before.samples),
                              info.name);
         RequirePermittivity(step, warnings);
+        RequireNumbers(step, warnings);
         RequireElevations(step, before);
         at = Outcome(step, at);
         if (!info.regrids && at.size.samples < before.samples && at.size.samples < kFewestSamples)

@@ -50,6 +50,14 @@ void ExpectRefused(const std::string& arguments, const std::string& told, const 
     EXPECT_EQ(std::count(outcome.text.begin(), outcome.text.end(), '\n'), 1) << arguments << "\n" << outcome.text;
 }
 
+/// Pixels of a picture, from the head of its PNG.
+int HeightOf(const fs::path& picture) {
+    const std::string bytes = ReadText(picture);
+    int height = 0;
+    for (const std::size_t i : {20, 21, 22, 23}) height = height * 256 + static_cast<unsigned char>(bytes.at(i));
+    return height;
+}
+
 Recording Small(int bscans) {
     Recording recording;
     recording.size = {64, 12, bscans};
@@ -173,32 +181,40 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --chain " + at + "level.json --migration fk" + tail, "--migration is of the");
     refused("run " + at + "good.f32 --chain " + at + "detect.json --time-zero 3" + tail,
             "--time-zero would have no effect");
+    refused("run " + at + "three.f32 --antenna-offset 0.1" + tail, "--antenna-offset would have no effect");
+    folder.Write("calibration.json", R"({"RF": {}})");
+    refused("run " + at + "good.f32 --calibration " + at + "calibration.json" + tail,
+            "--calibration would have no effect");
+    refused("run " + at + "good.f32 --antenna-offset nan" + tail, "BistaticCorrection: antennaOffset is nan");
     refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
     refused("polish " + at + "good.f32",
             "unknown command \"polish\"; known are run, demo, info, convert, diff, list, schema");
-    refused("list > /dev/full", "can't write to the standard output: no space left on device");
-    refused("info " + at + "good.f32 > /dev/full", "no space left on device");
+    for (const std::string& printing : {std::string("list"), "info " + at + "good.f32", std::string("schema chain"),
+                                        std::string("--help"), std::string("--version")})
+        refused(printing + " > /dev/full", "can't write to the standard output: no space left on device");
     refused("", "subcommand is required");
 }
 
-TEST(Command, AFullDiskEndsARunInOneLine) {
+TEST(Command, AFullDiskEndsARunInOneLineAndLeavesNoPartOfAFile) {
     const TemporaryFolder folder;
     Recording recording = Small(10);
     WriteRecording(recording, folder / "block.f32");
-    for (const char* limits : {"4", "20", "4 --memory 1", "20 --memory 1"}) {
-        const std::string blocks = limits; // of 512 bytes: too few for a picture, too few for the image
-        const auto blank = blocks.find(' ');
-        const std::string run = "bash -c 'ulimit -f " + blocks.substr(0, blank) + "; exec " TZMCHAIN_PROGRAM " run " +
-                                (folder / "block.f32").string() + " --quiet --out " + (folder / "out").string() +
-                                (blank == std::string::npos ? "" : blocks.substr(blank)) + "' 2>&1";
-        FILE* pipe = popen(run.c_str(), "r");
+    const std::string block = (folder / "block.f32").string(), out = (folder / "out").string(),
+                      run = "run " + block + " --quiet --out " + out;
+    for (const auto& [blocks, arguments] : // of 512 bytes: too few for a picture, too few for the image
+         {std::pair("4", run), std::pair("20", run), std::pair("4", run + " --memory 1"),
+          std::pair("20", run + " --memory 1"), std::pair("4", "convert " + block + " --out " + out + ".f32"),
+          std::pair("4", "convert " + block + " --out " + out + ".vti")}) {
+        const std::string command =
+            "bash -c 'ulimit -f " + std::string(blocks) + "; exec " TZMCHAIN_PROGRAM " " + arguments + "' 2>&1";
+        FILE* pipe = popen(command.c_str(), "r");
         std::string text;
         for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
         EXPECT_EQ(WEXITSTATUS(pclose(pipe)), 2) << text;
         EXPECT_NE(text.find("can't write "), std::string::npos) << text;
         EXPECT_NE(text.find("ile too large"), std::string::npos) << text;
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
-        EXPECT_FALSE(fs::exists(folder / "out"));
+        EXPECT_EQ(Names(folder.path), (std::set<std::string>{"block.f32", "block.json"})) << arguments;
     }
 }
 
@@ -215,10 +231,10 @@ TEST(Command, ASignalEndsARunInTheMiddleOfAStep) {
     for (const char* memory : {"", " --memory 1"})
         for (const auto& [signal, code] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
             // The hidden folder tells that the run has begun; its chain takes a second at least.
-            const std::string command = "bash -c '" TZMCHAIN_PROGRAM " run " + at + "block.f32 --chain " + at +
-                                        "slow.json --threads 1 --quiet --out " + at + "out" + memory +
-                                        " & while ! ls -A " + at + "out | grep -q tzmchain; do sleep 0.01; done; kill -" +
-                                        signal + " $!; wait $!; exit $?' 2>&1";
+            const std::string command =
+                "bash -c '" TZMCHAIN_PROGRAM " run " + at + "block.f32 --chain " + at +
+                "slow.json --threads 1 --quiet --out " + at + "out" + memory + " & while ! ls -A " + at +
+                "out | grep -q tzmchain; do sleep 0.01; done; kill -" + signal + " $!; wait $!; exit $?' 2>&1";
             FILE* pipe = popen(command.c_str(), "r");
             std::string text;
             for (int c; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
@@ -246,6 +262,12 @@ TEST(Command, WarnsOfWhatNobodyKnowsAndKeepsItsOwnKeys) {
     const Json::Value recipe = ParseJson(ReadText(folder / "out/recipe.json"), "recipe");
     ASSERT_EQ(recipe["warnings"].size(), 2u);
     EXPECT_EQ(recipe["warnings"][1], told);
+    ASSERT_EQ(Program("run " + at + "block.f32 --quiet --permittivity 6 --time-zero 1 --chain " + at +
+                      "chain.json --out " + at + "told")
+                  .code,
+              0);
+    EXPECT_EQ(HeightOf(at + "out/bscan-channel-1.png") - HeightOf(at + "told/bscan-channel-1.png"), 2 * 18)
+        << "two lines of a caption";
     const Json::Value configuration = ParseJson(recipe["documents"]["configuration"].asString(), "configuration");
     EXPECT_EQ(configuration["FkMigration"]["DipMax"], 80.0);
     EXPECT_EQ(configuration["FkMigration"]["DepthSpectrumSizeExtension"], 1);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -212,6 +213,13 @@ TEST(Chain, RefusesInAdvanceWhatCannotWork) {
               std::string::npos);
     EXPECT_NE(told(size, "deltaT", 1e-13).find("warns: the time between samples is 1e-13 s"), std::string::npos);
     EXPECT_NE(told(size, "deltaX", 5000).find("which can't be meant; is it in metres?"), std::string::npos);
+    Chain correction =
+        Parse(R"({"chain": [{"algorithm": "BistaticCorrection", "parameters": {"antennaOffset": -1}}]})");
+    Recording five;
+    five.size = {64, 16, 5};
+    EXPECT_EQ(Joined(correction.Check(five)), "BistaticCorrection: antennaOffset is -1 m, which is below 0");
+    correction.Set("antennaOffset", std::nan(""), true);
+    EXPECT_EQ(RefusalOf([&] { correction.Check(five); }), "BistaticCorrection: antennaOffset is nan");
     const Chain level = Parse(R"({"chain": [{"algorithm": "EnergyCorrection"}]})");
     Recording three;
     three.size = {64, 16, 3};
@@ -269,6 +277,16 @@ TEST(ChainRun, GivesBitByBitWhatTheAlgorithmsGiveByHand) {
     ExpectSameBits(chain.Run(recording, one).image, result.image);
 }
 
+TEST(ChainRun, TellsATimeZeroThatWasFoundFromADefault) {
+    const FreshStatics statics;
+    const Chain chain = Parse(R"({"chain": [{"algorithm": "TimeZeroDetection"}]})");
+    const auto note = [&](const Recording& recording) { return chain.Run(recording).steps[0].notes.at(0); };
+    EXPECT_EQ(note(Block({64, 16, 5})),
+              "warning: no direct wave was found in some channels, so that time zero is a default there: "
+              "samples 21 to 22; 42 samples are left");
+    EXPECT_EQ(note(Counts({64, 16, 5})).rfind("note: time zero was found at samples ", 0), 0u);
+}
+
 TEST(ChainRun, ExplainsWhatAStepRefuses) {
     const FreshStatics statics;
     const Chain level = Parse(R"({"chain": [{"algorithm": "EnergyCorrection"}]})");
@@ -313,6 +331,9 @@ TEST(ChainRun, TellsHowFarItIsAndEndsWhenTold) {
         options.done = {};
         EXPECT_THROW(chain.Run(recording, options), Exception::Cancelled) << enough;
         EXPECT_EQ(calls, enough) << "no call behind the one that ends the run";
+        calls = 0;
+        options.progress = [&](std::size_t, double) { return ++calls < enough ? true : throw std::out_of_range(""); };
+        EXPECT_THROW(chain.Run(recording, options), std::out_of_range) << enough;
         ExpectSameBits(recording, Block({64, 16, 40}));
     }
     EXPECT_NO_THROW(chain.Run(recording)) << "nothing of it stays";

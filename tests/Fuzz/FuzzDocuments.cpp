@@ -27,9 +27,12 @@ auto ReadTuning(const Algorithm& algorithm, const std::string& text, int)
 template <class Algorithm>
 void ReadTuning(const Algorithm&, const std::string&, long) {}
 
+/// A reader whose section the text doesn't name, and nothing that is common to all, would parse it and leave.
 template <class... Algorithms>
 void ReadAs(const std::string& text) {
+    const bool common = text.find("Global") != std::string::npos;
     const auto read = [&](auto algorithm) {
+        if (!common && text.find(algorithm.GetLogPrefix()) == std::string::npos) return;
         algorithm.ParseParamsFromJsonConfig();
         ReadTuning(algorithm, text, 0);
     };
@@ -46,20 +49,22 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     const FreshStatics statics;
-    const bool parses = AlgoBase::SetConfigString(text);
-    AlgoBase::SetCalibrationString(text);
-    std::vector<AlgoBase::Overlay> layers;
-    Overlays().ParseActiveOverlays(text, layers);
-    if (parses) // else every reader leaves at the first line, in which the one above has been
+    const auto begin = text.find_first_not_of(" \t\r\n");
+    if (begin == std::string::npos || text[begin] != '{') {
+        AlgoBase::SetCalibrationString(text);
+        std::vector<AlgoBase::Overlay> layers;
+        Overlays().ParseActiveOverlays(text, layers);
+    } else if (AlgoBase::SetConfigString(text)) { // else every reader leaves at once
         ReadAs<AlgoBgRemoval, AlgoEigenBackground, AlgoSlidingBackground, AlgoDeconvolution, AlgoDipFilter,
                AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan,
-               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoResample, AlgoTimeZeroCrop, AlgoTimeZeroDetection,
-               AlgoTopography,
-               AlgoBistaticCorrection, AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
-    if (parses) try {
+               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoResample, AlgoTimeZeroCrop,
+               AlgoTimeZeroDetection, AlgoTopography, AlgoBistaticCorrection, AlgoBistaticReplacement,
+               AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
+        try {
             AlgoBorderClearing().ParseParamsFromJsonConfig();
         } catch (const std::runtime_error&) { // of a value that can't be converted
         }
+    }
     Logger::GetInstance()->ClearErrorList();
     return 0;
 }

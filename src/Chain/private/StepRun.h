@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "Chain/Chain.h"
 #include "Framework/BlockCoupling.h"
 #include "Framework/CalcError.h"
+#include "Framework/Cancelled.h"
 #include "Recording/private/SpareBlocks.h"
 
 namespace TZM {
@@ -45,6 +47,34 @@ private:
 
 /// The smallest and the largest sample of a block.
 std::pair<float, float> RangeOf(const Recording& block);
+
+/// Runs run(options) with callbacks for progress that may throw: that can't cross a parallel loop, so it ends the run
+/// like a refusal to go on, and leaves in place of Exception::Cancelled.
+template <class Options, class Run>
+RunResult RunWatched(const Options& options, const Run& run) {
+    std::exception_ptr thrown;
+    const auto call = [&](const auto& callback) {
+        try {
+            return !thrown && callback();
+        } catch (...) {
+            thrown = std::current_exception();
+            return false;
+        }
+    };
+    Options watched = options;
+    watched.progress = [&](std::size_t step, double fraction) {
+        return call([&] { return !options.progress || options.progress(step, fraction); });
+    };
+    if (options.overall)
+        watched.overall = [&](const RunProgress& progress) { call([&] { return options.overall(progress), true; }); };
+    try {
+        RunResult result = run(watched);
+        if (!thrown) return result;
+    } catch (const Exception::Cancelled&) {
+        if (!thrown) throw;
+    }
+    std::rethrow_exception(thrown);
+}
 
 /// The CalcError of a step as a user reads it.
 TZM_EXPORT ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
