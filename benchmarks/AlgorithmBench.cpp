@@ -3,14 +3,19 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoBandPass.h"
 #include "Algorithms/Filter/AlgoDeconvolution.h"
+#include "Algorithms/Filter/AlgoDewow.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
+#include "Algorithms/Filter/AlgoEnvelope.h"
+#include "Algorithms/Gain/AlgoAgc.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
 #include "Algorithms/Gain/AlgoNormalizationBscan.h"
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
+#include "Algorithms/Gain/AlgoTimeGain.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
@@ -76,7 +81,16 @@ Chain Algorithms() {
         {"KirchhoffMigration", std::make_shared<AlgoKirchhoffMigration>()},
         {"GazdagMigration", std::make_shared<AlgoGazdagMigration>()},
         {"GazdagMigrationFFT", With<AlgoGazdagMigration>(AlgoParamGazdagMigration(true, 1, 1, 6.f, "", true, false))},
+        {"Dewow", With<AlgoDewow>(AlgoParamDewow(true, 1, 2.f, false))},
+        {"DewowMedian", With<AlgoDewow>(AlgoParamDewow(true, 1, 2.f, true))},
+        {"BandPass", With<AlgoBandPass>(AlgoParamBandPass(true, 1, 400.f, 1600.f, 4))},
+        {"TimeGain", std::make_shared<AlgoTimeGain>()},
+        {"Agc", With<AlgoAgc>(AlgoParamAgc(true, 1, 2.f, 1.f, 0.01f, false))},
+        {"AgcEnvelope", With<AlgoAgc>(AlgoParamAgc(true, 1, 2.f, 1.f, 0.01f, true))},
         {"Mig2Post", std::make_shared<AlgoMig2Post>()},
+        {"Envelope", std::make_shared<AlgoEnvelope>()},
+        {"EnvelopePhase", With<AlgoEnvelope>(AlgoParamEnvelope(true, 1, AlgoParamEnvelope::Phase))},
+        {"EnvelopeFrequency", With<AlgoEnvelope>(AlgoParamEnvelope(true, 1, AlgoParamEnvelope::Frequency))},
         {"HorizontalSumUp5Max", With<AlgoHorizontalSumUp>(AlgoParamHorizontalSumUp(true, 1, 5, true))},
         {"HorizontalSumUp5Rms", With<AlgoHorizontalSumUp>(AlgoParamHorizontalSumUp(true, 1, 5, false))},
         {"VerticalSumUp8Max", With<AlgoVerticalSumUp>(AlgoParamVerticalSumUp(true, 1, 8, true))},
@@ -94,7 +108,7 @@ Chain FromCountsToPicture(const std::shared_ptr<AlgoBase>& migration) {
             {"", std::make_shared<AlgoBistaticCorrection>()},
             {"", Removal(AlgoParamBgRemoval::AlgoType::Surface)},
             {"", migration},
-            {"", std::make_shared<AlgoMig2Post>()},
+            {"", std::make_shared<AlgoEnvelope>()},
             {"", With<AlgoDepthGaining>(AlgoParamDepthGaining(true, 1, 0, -1, -1, 1, 4, 4))},
             {"", std::make_shared<AlgoNormalizationCscan>()}};
 }

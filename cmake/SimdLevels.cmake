@@ -8,7 +8,7 @@ set(TZM_SIMD_FLAGS_Avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mavx2 -mfm
 
 function(tzm_simd_levels target)
   foreach(level IN ITEMS Baseline Avx2 Avx512)
-    set_property(SOURCE Array/Simd/Kernels${level}.cpp Array/Simd/FftKernels${level}.cpp
+    set_property(SOURCE Array/Simd/Kernels${level}.cpp Array/Simd/FftKernels${level}.cpp Array/Simd/AscanKernels${level}.cpp
       APPEND PROPERTY COMPILE_OPTIONS ${TZM_KERNEL_FLAGS} ${TZM_SIMD_FLAGS_${level}} -Wno-psabi)
   endforeach()
   # The unrolled transforms keep whole butterflies in local arrays. Watching those, and every single operation, takes the

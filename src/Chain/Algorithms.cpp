@@ -6,14 +6,19 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoBandPass.h"
 #include "Algorithms/Filter/AlgoDeconvolution.h"
+#include "Algorithms/Filter/AlgoDewow.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
+#include "Algorithms/Filter/AlgoEnvelope.h"
+#include "Algorithms/Gain/AlgoAgc.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
 #include "Algorithms/Gain/AlgoNormalizationBscan.h"
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
+#include "Algorithms/Gain/AlgoTimeGain.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
@@ -110,6 +115,16 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("enabled", &AlgoParamBistaticReplacement::enabled, "", kAnyValue, "off: the output is a copy")
             .TellsChannels()
             .Page("bistatic-replacement"),
+        Row<AlgoDewow>("takes the slow part off every A-scan, its level over a window in time", 5, Coupling::Ascan)
+            .Parameter("window", &AlgoParamDewow::window, "ns", kFromZero,
+                       "length along the A-scan over which the level is taken")
+            .Parameter("median", &AlgoParamDewow::median, "", kAnyValue, "the median in place of the mean")
+            .Page("dewow"),
+        Row<AlgoBandPass>("keeps a band of frequencies of every A-scan, without a change of phase", 4, Coupling::Ascan)
+            .Parameter("low", &AlgoParamBandPass::low, "MHz", kFromZero, "lower edge of the band; 0: open")
+            .Parameter("high", &AlgoParamBandPass::high, "MHz", kFromZero, "upper edge; 0: open")
+            .Parameter("order", &AlgoParamBandPass::order, "", {0, 20}, "of the Butterworth edges; 0: a trapezoid")
+            .Page("band-pass"),
         Row<AlgoBgRemoval>("takes out what is the same along the scan: ringing, the direct wave", 8, Coupling::Lane)
             .Parameter("timeZero", &AlgoParamBgRemoval::timeZero, "sample", kFromZero,
                        "sample of time zero; only \"classify\" uses it")
@@ -171,6 +186,10 @@ std::vector<AlgorithmInfo> Rows() {
         Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, Coupling::Ascan)
             .UpToSamples(kLongestEnvelope)
             .Page("mig2post"),
+        Row<AlgoEnvelope>("replaces every A-scan by its envelope, or by its phase or frequency", 3, Coupling::Ascan)
+            .Parameter("kind", &AlgoParamEnvelope::kind, "", kAnyValue,
+                       "\"magnitude\", \"phase\" in radians, or \"frequency\" in MHz")
+            .Page("envelope"),
         Row<AlgoAutoGain>("lifts the late part of A-scans and levels them by their envelopes", 6, Coupling::Lane)
             .Parameter("MaxAmp", &AlgoParamAutoGain::MaxAmp, "", kFromZero,
                        "deep path: the strongest level over the one that weaker parts are brought to")
@@ -191,6 +210,25 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("permittivity", &AlgoParamTopography::permittivity, "", kPermittivity, kGround)
             .Regrids(RegridBehind)
             .Page("topography"),
+        Row<AlgoTimeGain>("multiplies every A-scan by a power of the time and a rate in dB/ns", 3, Coupling::Ascan)
+            .Parameter("timeZero", &AlgoParamTimeGain::timeZero, "sample", kFromZero, "sample from which time counts")
+            .Parameter("power", &AlgoParamTimeGain::power, "", kAnyValue,
+                       "of the time in ns; 1 undoes spherical spreading")
+            .Parameter("rate", &AlgoParamTimeGain::rate, "dB/ns", kAnyValue, "what the gain grows by")
+            .Parameter("limit", &AlgoParamTimeGain::limit, "dB", kFromZero, "the largest gain")
+            .Parameter("attenuation", &AlgoParamTimeGain::attenuation, "dB/m", kAnyValue,
+                       "of the ground along the way of the wave; it adds to the rate")
+            .Parameter("permittivity", &AlgoParamTimeGain::permittivity, "", kPermittivity, kGround)
+            .Page("time-gain"),
+        Row<AlgoAgc>("brings the strength in a sliding window of time to one level", 6, Coupling::Ascan)
+            .Parameter("window", &AlgoParamAgc::window, "ns", kFromZero,
+                       "length along the A-scan over which the strength is taken")
+            .Parameter("level", &AlgoParamAgc::level, "", kAnyValue, "what the strength becomes")
+            .Parameter("floor", &AlgoParamAgc::floor, "", kFromZero,
+                       "share of the block's root mean square below which it isn't lifted to the level")
+            .Parameter("envelope", &AlgoParamAgc::envelope, "", kAnyValue,
+                       "the mean of the envelope in place of the root mean square")
+            .Page("automatic-gain-control"),
         Row<AlgoDepthGaining>("multiplies every A-scan by a gain in two straight lines", 3, Coupling::Ascan)
             .Parameter("Start", &AlgoParamDepthGaining::Start, "sample", kFromZero, "where the first line begins")
             .Parameter("Apex", &AlgoParamDepthGaining::Apex, "sample", {-1, kAny},

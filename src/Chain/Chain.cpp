@@ -110,6 +110,9 @@ void Regrid(const Step& step, Recording& block) {
     if (step.Info().regrids) step.Info().regrids(step.Algorithm(), block);
 }
 
+/// Whether time zero is sample 0 behind it: a migration drops the samples ahead of it.
+bool MovesTimeZero(const Step& step) { return step.Info().setsTimeZero || step.Info().migrates; }
+
 } // namespace
 
 void Chain::ReadConfiguration(const Recording& recording) {
@@ -118,7 +121,7 @@ void Chain::ReadConfiguration(const Recording& recording) {
     bool moved = false;
     for (std::size_t s = 0; s < steps.size(); ++s) {
         Step& step = steps[s];
-        const bool behind = std::exchange(moved, moved || step.Info().setsTimeZero);
+        const bool behind = std::exchange(moved, moved || MovesTimeZero(step));
         if (!Holds(document, step.Info().keys)) continue; // the clipper would take what isn't there for 0
         std::vector<Json::Value> before;
         for (const ParameterInfo& parameter : step.Info().parameters) before.push_back(step.Get(parameter.name));
@@ -154,7 +157,7 @@ struct Use {
                 value = step.Get(parameter), given = step.given.count(parameter) != 0;
                 unit = parameter == "timeZero" ? at.deltaT / recording.deltaT : 1;
             }
-            if (step.Info().setsTimeZero && parameter == "timeZero") break;
+            if (MovesTimeZero(step) && parameter == "timeZero") break;
             Regrid(step, at);
         }
     }
@@ -208,7 +211,7 @@ std::vector<AssumedNumber> Chain::Settle(Recording& recording, const GivenNumber
         for (const ParameterInfo& parameter : step.Info().parameters)
             if (parameter.told && !step.given.count(parameter.name))
                 if (const Json::Value value = parameter.told(at); !value.isNull()) step.Set(parameter.name, value);
-        moved = moved || step.Info().setsTimeZero;
+        moved = moved || MovesTimeZero(step);
         Regrid(step, at);
     }
     if (numbers.permittivity) Set("permittivity", *numbers.permittivity, true);

@@ -1,13 +1,8 @@
 #include "Chain/Chain.h"
 
-#include <algorithm>
-
 namespace TZM {
 
 namespace {
-
-/// Samples at the end of an A-scan where its envelope shows what the periodic transform brings from its head.
-constexpr int kRinging = 24, kRingingPart = 16;
 
 /// Of an array that the algorithms for five and seven channels know. What a recording tells of its channels counts.
 bool HasChannels(const Recording& recording) {
@@ -41,10 +36,7 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     const std::string background = choice.background.value_or(array ? "surface" : "none");
     if (background != "none") chain.Add("BgRemoval").Set("algorithm", background);
     chain.Add(choice.migration);
-    chain.Add("Mig2Post");
-    Json::Value borders;
-    borders["UpperZ"] = std::min(kRinging, recording.size.samples / kRingingPart);
-    chain.Add("Clipper").Set("borders", borders);
+    chain.Add("Envelope");
     Step& gain = chain.Add("DepthGaining"); // up to four times at the last sample
     gain.Set("Apex", -1);
     gain.Set("End", -1);

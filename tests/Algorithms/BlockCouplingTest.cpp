@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Gain/AlgoAgc.h"
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Preparation/AlgoTimeZeroDetection.h"
 #include "Framework/Channels.h"
@@ -55,7 +56,8 @@ Block AnyScene(Dice& dice, bool mesh) {
 std::vector<std::shared_ptr<AlgoBase>> CouplingAlgorithms(Dice& dice) {
     auto normalization = std::make_shared<AlgoNormalizationCscan>();
     normalization->Setup(AlgoParamNormalizationCscan(true, 1, dice(-5, 0), dice(1, 5)));
-    std::vector<std::shared_ptr<AlgoBase>> all{normalization, std::make_shared<AlgoTimeZeroDetection>()};
+    std::vector<std::shared_ptr<AlgoBase>> all{normalization, std::make_shared<AlgoTimeZeroDetection>(),
+                                               std::make_shared<AlgoAgc>()};
     for (const int type : {0, 1, 2, 2, 3, 4, 5}) {
         auto removal = std::make_shared<AlgoBgRemoval>();
         removal->Setup(AlgoParamBgRemoval(true, 1, dice(0, 30), static_cast<Type>(type)));

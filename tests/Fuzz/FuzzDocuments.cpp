@@ -59,12 +59,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan,
                AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoResample, AlgoTimeZeroCrop,
                AlgoTimeZeroDetection, AlgoTopography, AlgoBistaticCorrection, AlgoBistaticReplacement,
-               AlgoHorizontalSumUp, AlgoVerticalSumUp>(text);
-        try {
-            AlgoBorderClearing().ParseParamsFromJsonConfig();
-        } catch (const std::runtime_error&) { // of a value that can't be converted
-        }
+               AlgoHorizontalSumUp, AlgoVerticalSumUp, AlgoBandPass, AlgoDewow, AlgoEnvelope, AlgoTimeGain, AlgoAgc>(
+            text);
+        AlgoBorderClearing().ParseParamsFromJsonConfig();
     }
-    Logger::GetInstance()->ClearErrorList();
-    return 0;
+    catch (const std::runtime_error&) { // of a value that can't be converted
+    }
+}
+Logger::GetInstance()->ClearErrorList();
+return 0;
 }

@@ -5,14 +5,19 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Background/AlgoEigenBackground.h"
 #include "Algorithms/Background/AlgoSlidingBackground.h"
+#include "Algorithms/Filter/AlgoBandPass.h"
 #include "Algorithms/Filter/AlgoDeconvolution.h"
+#include "Algorithms/Filter/AlgoDewow.h"
 #include "Algorithms/Filter/AlgoDipFilter.h"
+#include "Algorithms/Filter/AlgoEnvelope.h"
+#include "Algorithms/Gain/AlgoAgc.h"
 #include "Algorithms/Gain/AlgoAutoGain.h"
 #include "Algorithms/Gain/AlgoDepthGaining.h"
 #include "Algorithms/Gain/AlgoEnergyCorrection.h"
 #include "Algorithms/Gain/AlgoNormalizationBscan.h"
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
+#include "Algorithms/Gain/AlgoTimeGain.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
@@ -84,6 +89,11 @@ inline std::vector<Row> AllAlgorithms() {
     vertical->Setup(AlgoParamVerticalSumUp(true, 1, 3, false));
     auto clearing = std::make_shared<AlgoBorderClearing>();
     clearing->GetParams().borders = BorderWidths{0, 0, 0, 0, 10, 0};
+    auto band = std::make_shared<AlgoBandPass>();
+    band->GetParams().low = 300.f;
+    auto agc = std::make_shared<AlgoAgc>();
+    agc->GetParams().window = 100.f; // the whole A-scan
+    agc->GetParams().floor = 0.f;
     const std::string copy = "99/-6 IPP::Exception::ippsCopy_32f", range = "99/-6 IPP::Exception::ippsMinMax_32f",
                       bounds = "99/-2 Index exceeds IPP::Array3D bounds", zero = "99/-6 IPP::Exception::ippsZero_32f",
                       set = "99/-6 IPP::Exception::ippsSet_32f";
@@ -111,7 +121,12 @@ inline std::vector<Row> AllAlgorithms() {
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoGazdagMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoKirchhoffMigration>(), 12, false, zero, zero, zero},
-            {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"}};
+            {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"},
+            {std::make_shared<AlgoEnvelope>(), 1, false, copy, copy, copy},
+            {std::make_shared<AlgoDewow>(), 1, false, copy, copy, copy},
+            {band, 1, false, copy, copy, copy},
+            {std::make_shared<AlgoTimeGain>(), 1, false, copy, copy, copy},
+            {agc, 1, false, copy, copy, copy}};
 }
 
 } // namespace TZM

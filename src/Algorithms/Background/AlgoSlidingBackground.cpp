@@ -1,13 +1,12 @@
 #include "Algorithms/Background/AlgoSlidingBackground.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "Algorithms/Background/DepthRows.h"
 #include "Array/Simd/Dispatch.h"
-#include "Framework/CalcError.h"
 #include "Framework/private/BlockStreams.h"
 #include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/HalfWindow.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
 
@@ -30,12 +29,6 @@ const std::vector<JsonSection<AlgoParamSlidingBackground>>& Sections() {
     static const std::vector<JsonSection<P>> sections{
         {{kOwnSection}, {Real("Window", &P::window), Boolean("Median", &P::median)}}};
     return sections;
-}
-
-/// A-scans on each side of a window, at most `most`.
-int HalfWindow(float window, float deltaX, int most) {
-    const double half = std::round(0.5 * window / deltaX);
-    return half >= most ? most : half > 1 ? static_cast<int>(half) : 1; // 1 where there is no spacing
 }
 
 /// Takes the means of the windows of `half` A-scans on each side off. The A-scans lie in groups as long as a window,
@@ -88,11 +81,12 @@ std::vector<JsonKeyInfo> AlgoSlidingBackground::DescribeKeys() const {
 
 void AlgoSlidingBackground::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {
     RunExecute([&] {
-        if (!(params.window > 0.f)) throw Exception::CalcError(-9, "TZM::Exception::valueSmallerEqualZero");
+        RequireAboveZero(params.window);
         const auto src = InputView(in, inProps);
         const auto dst = OutputView(out, inProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
-        const int half = HalfWindow(params.window, globalSettings.delta_x, src.dim1);
+        const int half =
+            HalfWindow(static_cast<double>(params.window), static_cast<double>(globalSettings.delta_x), src.dim1);
         const BlockStreams streams(dst);
         ParallelFor(dst.dim2, [&](int z) {
             const ValidAscans valid(src, dst, inProps, z);

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "Array/Primitives/ArgumentChecks.h"
+#include "Array/Primitives/LoadedRows.h"
 #include "Array/Primitives/SingleTransform.h"
 #include "Array/Primitives/ThreadWork.h"
 #include "Array/Primitives/TransformSpec.h"
@@ -47,32 +47,6 @@ IppStatus ippsHilbert_32f32fc(const Ipp32f* src, Ipp32fc* dst, IppsHilbertSpec_3
     return ippStsNoErr;
 }
 
-namespace {
-
-/// The power of two that brings a row of the given largest magnitude near 1, and the one that undoes it: 0 for a row
-/// of zeros, NaN for one with a NaN or an infinity. Of a float, the exponent bits are a power of two, and 254 less the
-/// exponent is its reciprocal. They are clamped to those that have both: rows near the largest float come out below 4,
-/// subnormal ones as they can.
-void ScaleOfLevel(float largest, float& factor, float& undo) {
-    int bits;
-    std::memcpy(&bits, &largest, sizeof bits);
-    const int power = std::clamp(bits & 0x7f800000, 0x00800000, 0x7e800000), reciprocal = 0x7f000000 - power;
-    std::memcpy(&factor, &reciprocal, sizeof factor);
-    std::memcpy(&undo, &power, sizeof undo);
-    if (largest == 0.f) undo = 0.f;
-    if (!std::isfinite(largest)) undo = NAN;
-}
-
-/// Asks for rows in the order of memory, where the processor goes on ahead by itself; it doesn't with the many rows at
-/// a time of a transpose.
-void Prefetch(const float* first, Index step, Index rows, Index count) {
-    constexpr Index line = 16;
-    for (Index r = 0; r < rows; ++r)
-        for (Index k = 0; k < count; k += line) __builtin_prefetch(first + r * step + k, 0, 3);
-}
-
-} // namespace
-
 Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state) {
     const Index perElement = 2 * Simd::kMaxLanes;
     return perElement * (2 * Index(state->length) + 3) + (state->plan ? state->plan->WorkSize() : 0);
@@ -103,13 +77,11 @@ IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHi
     if (!state->plan) return ippStsSizeErr;
     const Index len = state->length;
     const Simd::FftKernels& kernels = Simd::ActiveFft();
-    const Index lanes = kernels.lanes, stride = 2 * lanes, rowBytes = sizeof(float);
+    const Index lanes = kernels.lanes, stride = 2 * lanes;
     float* signal = work;
     float* hilbert = signal + stride * len;
-    float* most = hilbert + stride * len;
-    float* factors = most + stride;
-    float* undo = factors + stride;
-    float* planWork = undo + stride;
+    float* extra = hilbert + stride * len;
+    float* planWork = extra + LoadedRows::kExtra;
 
     // The rows y .. y + W - 1 are the real parts of the lanes, the next W rows the imaginary ones. Of the spectrum Z of
     // such a pair z, the positive frequencies, doubled, and the mean and the Nyquist part go back: they give z + i H z,
@@ -117,20 +89,9 @@ IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHi
     // real part of z less the real part.
     for (Index y = 0; y < rows; y += stride) {
         const Index here = std::min(stride, rows - y);
-        Prefetch(src + y * srcStep, srcStep, here, len);
-        for (int part = 0; part < 2; ++part) {
-            const Index first = y + part * lanes;
-            const int count = int(std::clamp(rows - first, Index(0), lanes));
-            kernels.loadRowsAndLevels(src + std::min(first, Index(rows) - 1) * srcStep, srcStep * rowBytes, count, len,
-                                      signal + part * lanes, stride, most + part * lanes);
-        }
-        if (largest) std::copy_n(most, here, largest + y);
-        for (Index l = 0; l < stride; ++l) {
-            ScaleOfLevel(most[l], factors[l], undo[l]);
-            for (Index k = 0; std::isnan(undo[l]) && k < len; ++k) // a broken row must not reach its partner
-                signal[k * stride + l] = 0.f;
-        }
-        kernels.scaleLanes(signal, factors, len);
+        const LoadedRows loaded(src + y * srcStep, srcStep, here, len, signal, extra);
+        if (largest) std::copy_n(loaded.largest, here, largest + y);
+        kernels.scaleLanes(signal, loaded.factors, len);
         const LaneTarget spectrum{hilbert, hilbert + lanes, stride};
         state->plan->Forward({signal, signal + lanes, stride}, spectrum, planWork);
         for (Index l = 0; l < stride; ++l) {
@@ -138,7 +99,7 @@ IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHi
             if (len % 2 == 0) hilbert[stride * (len / 2) + l] *= 0.5f;
         }
         state->plan->Inverse({hilbert, hilbert + lanes, stride, len / 2 + 1}, spectrum, planWork, 2.f / float(len));
-        body(y, PairsOfRows{signal, hilbert, undo, here});
+        body(y, PairsOfRows{signal, hilbert, loaded.undo, here});
     }
     return ippStsNoErr;
 }

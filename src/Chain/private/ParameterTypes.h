@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Filter/AlgoEnvelope.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Chain/AlgorithmInfo.h"
 #include "Recording/private/Text.h"
@@ -115,6 +116,13 @@ inline constexpr std::pair<const char*, Removal> kRemovals[] = {{"none", Removal
                                                                 {"surface", Removal::Surface}};
 template <>
 struct ValueOf<Removal> : ValueOfWord<Removal, kRemovals> {};
+
+inline constexpr std::pair<const char*, AlgoParamEnvelope::Kind> kEnvelopeKinds[] = {
+    {"magnitude", AlgoParamEnvelope::Magnitude},
+    {"phase", AlgoParamEnvelope::Phase},
+    {"frequency", AlgoParamEnvelope::Frequency}};
+template <>
+struct ValueOf<AlgoParamEnvelope::Kind> : ValueOfWord<AlgoParamEnvelope::Kind, kEnvelopeKinds> {};
 
 inline constexpr std::pair<const char*, unsigned BorderWidths::*> kBorders[] = {
     {"LowerX", &BorderWidths::LowerX}, {"UpperX", &BorderWidths::UpperX}, {"LowerY", &BorderWidths::LowerY},

@@ -1,0 +1,184 @@
+#include "Algorithms/Gain/AlgoAgc.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "Array/Primitives/LoadedRows.h"
+#include "Array/Primitives/MirroredRows.h"
+#include "Array/Simd/AscanKernels.h"
+#include "Framework/private/BlockParts.h"
+#include "Framework/private/FewAscans.h"
+#include "Framework/private/HalfWindow.h"
+#include "Framework/private/JsonKeys.h"
+#include "Framework/private/ParallelFor.h"
+
+namespace TZM {
+
+const float AlgoAgc::defaultWindow = 20.f;
+const float AlgoAgc::defaultLevel = 1.f;
+const float AlgoAgc::defaultFloor = 0.01f;
+
+AlgoParamAgc::AlgoParamAgc()
+    : AlgoParamAgc(true, 1, AlgoAgc::defaultWindow, AlgoAgc::defaultLevel, AlgoAgc::defaultFloor, false) {}
+
+AlgoParamAgc::AlgoParamAgc(bool logging, int verbosity, float nanoseconds, float strength, float share, bool ofEnvelope)
+    : AlgoParamBase(logging, verbosity), window(nanoseconds, &prmListener), level(strength, &prmListener),
+      floor(share, &prmListener), envelope(ofEnvelope, &prmListener) {}
+
+AlgoAgc::AlgoAgc(const std::string& name) : Algo(name) {}
+
+namespace {
+
+const std::vector<JsonSection<AlgoParamAgc>>& Sections() {
+    using P = AlgoParamAgc;
+    static const std::vector<JsonSection<P>> sections{{{kOwnSection},
+                                                       {
+                                                           Real("Window", &P::window),
+                                                           Real("Level", &P::level),
+                                                           Real("Floor", &P::floor),
+                                                           Boolean("Envelope", &P::envelope),
+                                                       }}};
+    return sections;
+}
+
+const BlockFindings::Table& Strengths() {
+    static const BlockFindings::Table table{
+        "AlgoAgc", {{"RootMeanSquare", BlockFindings::Kind::Float}, {"Ascans", BlockFindings::Kind::Integer}}};
+    return table;
+}
+
+/// The root mean square of every B-scan of a part, and of how many A-scans that is.
+BlockFindings StrengthsOf(const BlockView& src, const ImageProps& props, const BlockPart& part) {
+    RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+    std::vector<std::vector<double>> rows(static_cast<std::size_t>(src.dim2));
+    ParallelFor(src.dim2, [&](int z) {
+        const ValidAscans valid(src, src, props, z);
+        double sum = 0.;
+        int count = 0;
+        for (int y = 0; y < valid.count; ++y) {
+            const double squares = IPP::Simd::Active().sumOfSquares(valid.src.Row(y).data, src.dim0);
+            if (std::isfinite(squares)) sum += squares, ++count;
+        }
+        rows[static_cast<std::size_t>(z)] = {count > 0 ? std::sqrt(sum / count / src.dim0) : 0.,
+                                             static_cast<double>(count)};
+    });
+    BlockFindings found(Strengths(), part.blockBscans);
+    int bscan = part.firstBscan;
+    for (auto& row : rows) found.Put(bscan++, std::move(row));
+    return found;
+}
+
+/// R of the block.
+double RootMeanSquare(const BlockFindings& all) {
+    double sum = 0., count = 0.;
+    for (int z = 0; z < all.BlockBscans(); ++z) {
+        const std::vector<double>& row = all.Row(z);
+        sum += row[0] * row[0] * row[1];
+        count += row[1];
+    }
+    return count > 0. ? std::sqrt(sum / count) : 0.;
+}
+
+/// The envelopes of A-scans side by side.
+class EnvelopeLanes {
+public:
+    explicit EnvelopeLanes(const IPP::MirroredHilbert& transform)
+        : hilbert(transform), work(hilbert.WorkSize()), rows(hilbert.Length(), IPP::Simd::kRowLanes), lanes(rows.size) {
+    }
+
+    const float* Of(const IPP::Array2D<float>& ascans) const {
+        const int few = IPP::MirroredHilbert::RowsAtATime();
+        for (int y = 0; y < ascans.dim1; y += few)
+            hilbert.Envelopes(ascans.Row(y).data, ascans.dim0, std::min(few, ascans.dim1 - y), rows.Row(y).data,
+                              rows.dim0, work.data);
+        ToLanes(IPP::Array2D<float>(rows.data, rows.dim0, ascans.dim1), lanes.data);
+        return lanes.data;
+    }
+
+private:
+    const IPP::MirroredHilbert& hilbert;
+    IPP::Array<float> work;
+    IPP::Array2D<float> rows;
+    IPP::Array<float> lanes;
+};
+
+/// A power of two that brings the numbers near 1, or 1 if they aren't finite.
+float ScaleOf(const float* numbers, int count) {
+    float low, high, factor, undo;
+    IPP::Simd::Active().minMax(numbers, count, &low, &high);
+    const float largest = std::max(-low, high);
+    IPP::ScaleOfLevel(largest, factor, undo);
+    return std::isfinite(largest) ? factor : 1.f;
+}
+
+void Level(const BlockView& src, const ImageProps& props, const AlgoParamAgc& params, double deltaT, float floor,
+           const BlockView& dst) {
+    const int samples = src.dim0, half = HalfWindow(static_cast<double>(params.window), 1e9 * deltaT, samples - 1);
+    std::optional<IPP::MirroredHilbert> hilbert;
+    if (params.envelope) hilbert.emplace(samples);
+    const BlockStreams streams(dst);
+    struct Memory {
+        AscanLanes ascans;
+        std::optional<EnvelopeLanes> envelopes;
+    };
+    const auto make = [&] {
+        return Memory{AscanLanes(samples, 2 * half + 1),
+                      hilbert ? std::optional<EnvelopeLanes>(*hilbert) : std::optional<EnvelopeLanes>()};
+    };
+    ParallelFor(dst.dim2, make, [&](int z, const Memory& memory) {
+        const auto level = [&](const IPP::Array2D<float>& ascans, const float* lanes, float* result) {
+            const float* const measured = memory.envelopes ? memory.envelopes->Of(ascans) : lanes;
+            IPP::Simd::ActiveAscan().laneLevelled(lanes, measured, memory.ascans.sums.data, samples, half,
+                                                  !memory.envelopes, params.level, floor,
+                                                  ScaleOf(lanes, samples * IPP::Simd::kRowLanes), result);
+        };
+        memory.ascans.Run(ValidAscans(src, dst, props, z), streams, level);
+    });
+}
+
+} // namespace
+
+void AlgoAgc::ParseParamsFromJsonConfig() {
+    ReadDocument("AlgoAgc::ParseParamsFromJsonConfig",
+                 [&](const Json::Value& root) { ReadSections(root, name, Sections(), params); });
+}
+
+std::vector<JsonKeyInfo> AlgoAgc::DescribeKeys() const { return TZM::DescribeKeys(name, Sections(), AlgoParamAgc()); }
+
+const BlockFindings::Table& AlgoAgc::FindingsTable() const { return Strengths(); }
+
+void AlgoAgc::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps& outProps) const {
+    const BlockPart whole = WholeBlock(inProps);
+    Work(in, inProps, whole, Look(in, inProps, whole), out, outProps);
+}
+
+BlockFindings AlgoAgc::Look(const float* in, const ImageProps& partProps, const BlockPart& part) const {
+    BlockFindings found;
+    RunExecute([&] {
+        RequireAboveZero(params.window);
+        RequireFromZero(params.floor);
+        const auto src = InputView(in, partProps);
+        RequirePart(part, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        if (IsCoupled()) found = StrengthsOf(src, partProps, part);
+    });
+    return found;
+}
+
+void AlgoAgc::Work(const float* in, const ImageProps& partProps, const BlockPart& part, const BlockFindings& all,
+                   float* out, const ImageProps&) const {
+    RunExecute([&] {
+        RequireAboveZero(params.window);
+        RequireFromZero(params.floor);
+        const auto src = InputView(in, partProps);
+        const auto dst = OutputView(out, partProps);
+        RequirePart(part, partProps);
+        RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
+        if (IsCoupled()) all.RequireAll(Strengths(), part.blockBscans);
+        const double floor = IsCoupled() ? static_cast<double>(params.floor) * RootMeanSquare(all) : 0.;
+        Level(src, partProps, params, static_cast<double>(globalSettings.delta_t), static_cast<float>(floor), dst);
+    });
+}
+
+} // namespace TZM

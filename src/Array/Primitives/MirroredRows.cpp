@@ -1,0 +1,113 @@
+#include "Array/Primitives/MirroredRows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "Array/Primitives/LoadedRows.h"
+#include "Array/Simd/AscanKernels.h"
+
+namespace IPP {
+
+namespace {
+
+/// Of a table; a length that no row has is no length.
+int Count(Index n) {
+    if (n < 1 || n > std::numeric_limits<int>::max()) throw std::bad_alloc();
+    return static_cast<int>(n);
+}
+
+} // namespace
+
+MirroredRows::MirroredRows(int n) : length(Count(n)), plan(FftPlan::Get(n)) {
+    Count(6 * Index(Simd::kMaxLanes) * n + LoadedRows::kExtra + plan->WorkSize());
+}
+
+int MirroredRows::RowsAtATime() { return static_cast<int>(LoadedRows::Stride()); }
+
+int MirroredRows::WorkSize() const {
+    return static_cast<int>(6 * Index(Simd::kMaxLanes) * length + LoadedRows::kExtra + plan->WorkSize());
+}
+
+template <class Change, class Store>
+void MirroredRows::Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work, bool inverse,
+                       const Change& change, const Store& store) const {
+    const Index lanes = Simd::ActiveFft().lanes, stride = 2 * lanes;
+    float* const folded = work;
+    float* const result = folded + stride * length;
+    float* const natural = result + stride * length;
+    float* const extra = natural + stride * length;
+    float* const planWork = extra + LoadedRows::kExtra;
+    const LoadedRows loaded(src, srcStep, rows, length, result, extra);
+    Simd::ActiveAscan().foldLanes(result, loaded.factors, length, folded);
+    const LaneTarget spectrum{result, result + lanes, stride};
+    plan->Forward({folded, folded + lanes, stride}, spectrum, planWork);
+    change(spectrum);
+    if (inverse)
+        plan->Inverse({spectrum.re, spectrum.im, stride}, spectrum, planWork);
+    else
+        plan->Forward({spectrum.re, spectrum.im, stride}, spectrum, planWork);
+    store(folded, result, loaded.undo, natural);
+    const Simd::FftKernels& fft = Simd::ActiveFft();
+    const Index floatBytes = sizeof(float), low = std::min(Index(rows), lanes);
+    fft.storeRows(natural, stride, int(low), length, dst, dstStep * floatBytes);
+    if (rows > lanes)
+        fft.storeRows(natural + lanes, stride, int(rows - lanes), length, dst + lanes * dstStep, dstStep * floatBytes);
+}
+
+MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index(n))) {
+    for (int k = 0; k < n; ++k) {
+        turns[2 * k] = k > 0 ? static_cast<float>(std::sin(M_PI * k / n) / n) : 0.f;
+        turns[2 * k + 1] = k > 0 ? static_cast<float>(std::cos(M_PI * k / n) / n) : 0.f;
+    }
+}
+
+template <class Store>
+void MirroredHilbert::Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work,
+                          const Store& store) const {
+    MirroredRows::Run(
+        src, srcStep, rows, dst, dstStep, work, false,
+        [&](const LaneTarget& v) {
+            Simd::ActiveFft().multiply(v.re, v.im, v.stride, v.re, v.im, v.stride, turns.data, length);
+        },
+        store);
+}
+
+void MirroredHilbert::Envelopes(const float* src, Index srcStep, int rows, float* dst, Index dstStep,
+                                float* work) const {
+    Run(src, srcStep, rows, dst, dstStep, work,
+        [&](const float* folded, const float* u, const float* undo, float* natural) {
+            Simd::ActiveAscan().unfoldEnvelopes(folded, u, undo, length, natural);
+        });
+}
+
+void MirroredHilbert::Transforms(const float* src, Index srcStep, int rows, float* dst, Index dstStep,
+                                 float* work) const {
+    Run(src, srcStep, rows, dst, dstStep, work, [&](const float*, const float* u, const float* undo, float* natural) {
+        Simd::ActiveAscan().unfoldLanes(u, undo, -1.f, length, natural);
+    });
+}
+
+MirroredFilter::MirroredFilter(const std::vector<double>& weights)
+    : MirroredRows(Count(static_cast<Index>(weights.size()))), table(Count(3 * (length / 2 + 1))) {
+    const double n = static_cast<double>(length);
+    for (Index k = 0; k <= length / 2; ++k) {
+        const double w = weights[static_cast<std::size_t>(k)];
+        const double mirrored = k == 0 ? w : weights[static_cast<std::size_t>(length - k)];
+        float* const entry = &table[static_cast<int>(3 * k)];
+        entry[0] = static_cast<float>((w + mirrored) / 2 / n);
+        entry[1] = static_cast<float>((w - mirrored) / 2 / n * std::cos(M_PI * static_cast<double>(k) / n));
+        entry[2] = static_cast<float>((w - mirrored) / 2 / n * std::sin(M_PI * static_cast<double>(k) / n));
+    }
+}
+
+void MirroredFilter::Apply(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work) const {
+    Run(
+        src, srcStep, rows, dst, dstStep, work, true,
+        [&](const LaneTarget& v) { Simd::ActiveAscan().mixMirrored(v.re, table.data, length); },
+        [&](const float*, const float* filtered, const float* undo, float* natural) {
+            Simd::ActiveAscan().unfoldLanes(filtered, undo, 1.f, length, natural);
+        });
+}
+
+} // namespace IPP

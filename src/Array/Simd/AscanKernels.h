@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Array/Simd/Dispatch.h"
+
+namespace IPP::Simd {
+
+/// The vector kernels of the steps along single A-scans, of one instruction set; like Kernels.
+struct AscanKernels {
+    // Over the windows e - half .. e + half of kRowLanes rows of len elements side by side, as far as these are there,
+    // half below len. No sum owes anything to what lies outside its window. work holds the elements of a whole window.
+    /// dst[e] = lanes[e] - mean of the window.
+    void (*laneLessMeans)(const float* lanes, double* work, int len, int half, float* dst);
+    /// dst[e] = lanes[e] * level / the larger of floor and the root mean square (or, not `squared`, the mean) of the
+    /// window of `measured`; 0 if that is 0. All but `level` are taken times `scale`, a power of two, which leaves the
+    /// result: with it squares keep within the range of floats.
+    void (*laneLevelled)(const float* lanes, const float* measured, double* work, int len, int half, bool squared,
+                         float level, float floor, float scale, float* dst);
+
+    /// dst[i] = the argument of re[i] + i im[i] in radians, -pi .. pi, within a unit in the last place; 0 of 0. dst may
+    /// be re or im.
+    void (*phases)(const float* re, const float* im, float* dst, int len);
+    /// dst[i] = how far the argument of element i + 1 is ahead of that of element i, of len + 1 elements; 0 beside a 0.
+    void (*phaseSteps)(const float* re, const float* im, float* dst, int len);
+
+    // Lane blocks as of FftKernels, W real parts, then W imaginary ones, in folded order: the elements 0, 2, 4 .. 5, 3,
+    // 1 of a signal.
+    /// dst = src in folded order, times a factor for each of the 2 W lanes.
+    void (*foldLanes)(const float* src, const float* factors, Index count, float* dst);
+    /// dst = the lanes in their natural order, times the factors, those of the elements 1, 3, 5 .. times oddSign, too.
+    void (*unfoldLanes)(const float* folded, const float* factors, float oddSign, Index count, float* dst);
+    /// dst = the envelopes sqrt(x^2 + h^2) * factor, in natural order, of a signal x and its transforms h, both folded.
+    /// Squares below 1e-36 may give less than their root.
+    void (*unfoldEnvelopes)(const float* signal, const float* hilbert, const float* factors, Index count, float* dst);
+    /// The spectrum v of a folded signal, n lane blocks: v[j] = a v[j] + b v[n - j], v[n - j] = a v[n - j] + conj(b)
+    /// v[j] for 0 < j < n - j, v[0] and v[n / 2] times their a. The table holds a and the parts of b, for j = 0 .. n / 2.
+    void (*mixMirrored)(float* v, const float* table, Index n);
+};
+
+extern const AscanKernels ascanKernelsBaseline;
+extern const AscanKernels ascanKernelsAvx2;
+extern const AscanKernels ascanKernelsAvx512;
+
+/// Those of the level in use.
+const AscanKernels& ActiveAscan();
+
+} // namespace IPP::Simd
