@@ -61,11 +61,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                AlgoTimeZeroDetection, AlgoTopography, AlgoBistaticCorrection, AlgoBistaticReplacement,
                AlgoHorizontalSumUp, AlgoVerticalSumUp, AlgoBandPass, AlgoDewow, AlgoEnvelope, AlgoTimeGain, AlgoAgc>(
             text);
-        AlgoBorderClearing().ParseParamsFromJsonConfig();
+        try {
+            AlgoBorderClearing().ParseParamsFromJsonConfig();
+        } catch (const std::runtime_error&) { // of a value that can't be converted
+        }
     }
-    catch (const std::runtime_error&) { // of a value that can't be converted
-    }
-}
-Logger::GetInstance()->ClearErrorList();
-return 0;
+    Logger::GetInstance()->ClearErrorList();
+    return 0;
 }
