@@ -93,7 +93,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     EXPECT_EQ(recipe["chain"][4]["parameters"]["algorithm"], "surface");
     EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);
     EXPECT_EQ(recipe["chain"][5]["parameters"]["permittivity"], 6.5);
-    EXPECT_EQ(recipe["steps"].size(), 10u);
+    EXPECT_EQ(recipe["steps"].size(), 9u);
     EXPECT_GT(recipe["peak_memory_bytes"].asInt64(), 0);
     EXPECT_NEAR(recipe["image"]["max"].asDouble(), 1, 1e-6);
     EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
