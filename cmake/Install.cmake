@@ -57,6 +57,11 @@ endif()
 
 if(TZM_BUILD_APPS)
   install(TARGETS tzmchain RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+  set(tzm_manual ${CMAKE_CURRENT_BINARY_DIR}/apps/tzmchain)
+  install(FILES ${tzm_manual}/tzmchain.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Tools)
+  install(FILES ${tzm_manual}/tzmchain.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tzmchain
+    COMPONENT Tools)
+  install(FILES ${tzm_manual}/_tzmchain DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT Tools)
   tzm_install_licence(Tools tzmchain)
 endif()
 

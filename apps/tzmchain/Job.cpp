@@ -23,6 +23,7 @@
 #include <vtkVersion.h>
 
 #include <algorithm>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -179,13 +180,23 @@ std::string TitleOf(const Chain& chain, std::size_t begin, std::size_t end) {
     return title.size() <= kFits ? title : "after " + std::to_string(end - begin) + " algorithms";
 }
 
+/// "2026-11-24: OffsetRemoval, FkMigration, Mig2Post"
+std::string MadeBy(const Chain& chain) {
+    const std::time_t now = std::time(nullptr);
+    char date[16];
+    std::strftime(date, sizeof date, "%Y-%m-%d", std::localtime(&now));
+    std::vector<std::string> names;
+    for (const Step& step : chain.steps) names.push_back(step.Info().name);
+    return std::string(date) + ": " + Joined(names);
+}
+
 /// Keeps what the pictures show of the chain's run: input, the prepared block ahead of a migration if more than one
 /// step prepared it, and the image.
 class Stages {
 public:
     /// \param reportCells that each block of a report may have; 0: there is none.
-    Stages(const Chain& of, const Recording& recording, std::int64_t reportCells)
-        : chain(of), choice(ChooseBscans(recording)), cells(reportCells) {
+    Stages(const Chain& of, const Recording& recording, const Lines& lines, std::int64_t reportCells)
+        : chain(of), choice(ChooseBscans(recording, lines)), cells(reportCells) {
         for (std::size_t i = 2; i < chain.steps.size() && prepared == 0; ++i)
             if (chain.steps[i].Info().migrates) prepared = i;
     }
@@ -197,8 +208,8 @@ public:
         if (firstBscan == 0) {
             Recording about = part.About();
             about.size.bscans = bscans;
-            all.insert_or_assign(
-                step, Stage(step == 0 ? "input" : TitleOf(chain, image ? prepared : 0, step), about, choice));
+            all.insert_or_assign(step, Stage(step == 0 ? "input" : TitleOf(chain, image ? prepared : 0, step), about,
+                                             choice, image ? "relative magnitude" : "counts"));
             if (image) slabs = DepthSlabs(about);
             if (cells > 0 && (image || step == 0)) (image ? reportImage : reportInput).emplace(about, cells);
         }
@@ -211,7 +222,8 @@ public:
     void Report(const RunResult& result, const Json::Value& recipe, const fs::path& folder,
                 const std::string& picture) const {
         const Recording& input = reportInput->About();
-        ReportTexts texts{recipe, folder / picture, {}};
+        ReportTexts texts{recipe, {}, {}};
+        if (fs::path(picture).extension() == ".png") texts.picture = folder / picture;
         std::vector<int> shifts;
         for (const StepReport& report : result.steps)
             if (report.input.samples == input.size.samples)
@@ -403,7 +415,7 @@ void Work(const JobOptions& options, const Input& input) {
     for (const std::string& warning : warnings) progress.Note("warning: " + warning);
 
     if (options.place) recording.placement = PlacementOf(recording);
-    Stages stages(chain, recording, options.report ? ReportCells(options.reportBytes) : 0);
+    Stages stages(chain, recording, options.lines, options.report ? ReportCells(options.reportBytes) : 0);
     Recording about = recording.About();
     RunResult result;
     if (chunks) {
@@ -419,6 +431,7 @@ void Work(const JobOptions& options, const Input& input) {
     }
     Style style = options.style;
     style.caption = warnings;
+    style.caption.insert(style.caption.begin(), MadeBy(chain));
     std::vector<std::string> outputs;
     timed("pictures", "", [&] { outputs = stages.Draw(result, folder.Path(), style); });
     if (!chunks)

@@ -2,6 +2,7 @@
 
 #include "Picture.h"
 #include "Scene.h"
+#include "Views.h"
 
 #include "Chain/Chain.h"
 #include "Recording/Format.h"
@@ -30,8 +31,9 @@ struct JobOptions {
     bool place = false;                    ///< the image lies where the recording's positions are
     std::uint64_t memory = 0;              ///< bytes that blocks may take; 0: half of what is free
     Style style;
-    bool report = true;                         ///< report.html is written
-    std::uint64_t reportBytes = kReportBytes;   ///< its size
+    Lines lines;
+    bool report = true;                       ///< report.html is written
+    std::uint64_t reportBytes = kReportBytes; ///< its size
     bool quiet = false;
 };
 

@@ -3,6 +3,8 @@
 #include "Recording/Refusal.h"
 #include "Recording/private/Text.h"
 
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
 #include <cairo.h>
 #include <png.h>
 
@@ -21,11 +23,13 @@ using namespace TZM;
 namespace {
 
 // Pixels around and inside a panel.
-constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 112, kRightSecond = 186, kTitle = 44, kCaption = 18;
+constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 128, kRightSecond = 202, kTitle = 44, kCaption = 18;
+constexpr double kUnitsPerInch = 96, kPointsPerInch = 72;
 constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
 
-/// Fewer than a byte holds: noise below a shade, which nobody sees, would double the size of the file.
-constexpr int kShades = 52;
+/// Fewer than a byte holds: noise below a shade, which nobody sees, would double the size of the file. Where colours
+/// run from one to another, the steps would show.
+constexpr int kShades = 52, kShadesOfColours = 256;
 
 struct Rgb {
     double r, g, b;
@@ -108,8 +112,9 @@ Surface Map(const Panel& panel, const ColourRange& range, const Style& style, in
     if (!pixels) throw std::bad_alloc();
     const int stride = cairo_image_surface_get_stride(map.get());
     std::array<std::uint32_t, 256> table;
+    const int shades = range.isSigned && style.colours == Colours::Seismic ? kShadesOfColours : kShades;
     for (int i = 0; i < 256; ++i)
-        table[i] = Packed(Colour(std::round(i / 255.0 * (kShades - 1)) / (kShades - 1), range.isSigned, style.colours));
+        table[i] = Packed(Colour(std::round(i / 255.0 * (shades - 1)) / (shades - 1), range.isSigned, style.colours));
     const std::vector<Tap> columns = Taps(panel.columns, width, panel.blend), rows = Taps(panel.rows, height, true);
     const bool logarithmic = UsesDecibels(range, style);
     const float scale = 255 / (range.high - range.low), decibels = static_cast<float>(style.decibels);
@@ -167,8 +172,12 @@ bool WritePng(std::FILE* out, cairo_surface_t* surface) {
 /// The drawing operations of one picture.
 class Sheet {
 public:
-    Sheet(int width, int height)
-        : surface(MakeSurface(width, height)), context(cairo_create(surface.get()), &cairo_destroy) {
+    /// \param width, height in 1 / 96 inch.
+    Sheet(const std::filesystem::path& to, const Style& style, int width, int height)
+        : file(to), form(style.form), surface(Make(to, style, width, height)),
+          context(cairo_create(surface.get()), &cairo_destroy) {
+        const double unit = form == PictureForm::Png ? style.dpi / kUnitsPerInch : kPointsPerInch / kUnitsPerInch;
+        cairo_scale(cr(), unit, unit);
         cairo_set_source_rgb(cr(), 1, 1, 1);
         cairo_paint(cr());
         cairo_select_font_face(cr(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
@@ -212,10 +221,19 @@ public:
         Black();
     }
 
-    void Write(const std::filesystem::path& file) {
-        if (cairo_status(cr()) == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
-        cairo_surface_flush(surface.get());
+    void Write() {
         errno = 0;
+        if (form == PictureForm::Png)
+            cairo_surface_flush(surface.get());
+        else
+            cairo_surface_finish(surface.get());
+        for (const cairo_status_t status : {cairo_surface_status(surface.get()), cairo_status(cr())}) {
+            if (status == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
+            if (status != CAIRO_STATUS_SUCCESS && errno != 0) throw CantWrite(file);
+            if (status != CAIRO_STATUS_SUCCESS)
+                throw Refusal("can't write " + file.string() + ": " + cairo_status_to_string(status));
+        }
+        if (form != PictureForm::Png) return;
         std::FILE* const out = std::fopen(file.c_str(), "wb");
         if (!out) throw CantWrite(file);
         const bool written = WritePng(out, surface.get());
@@ -226,6 +244,17 @@ public:
     }
 
 private:
+    static Surface Make(const std::filesystem::path& file, const Style& style, int width, int height) {
+        const double points = kPointsPerInch / kUnitsPerInch, pixels = style.dpi / kUnitsPerInch;
+        if (style.form == PictureForm::Png)
+            return MakeSurface(static_cast<int>(std::lround(width * pixels)),
+                               static_cast<int>(std::lround(height * pixels)));
+        const auto make = style.form == PictureForm::Svg ? &cairo_svg_surface_create : &cairo_pdf_surface_create;
+        return {make(file.c_str(), width * points, height * points), &cairo_surface_destroy};
+    }
+
+    std::filesystem::path file;
+    PictureForm form;
     Surface surface;
     Context context;
 };
@@ -234,39 +263,15 @@ struct PlotSize {
     int width, height;
 };
 
-PlotSize SizeOf(const Panel& panel) {
-    if (!panel.equalScales) return {kPlotWidth, kPlotHeight};
+PlotSize SizeOf(const Panel& panel, const Style& style) {
+    if (!panel.equalScales) {
+        const double exaggeration = Exaggeration(panel, kPlotWidth, kPlotHeight);
+        if (style.aspect <= 0 || exaggeration <= 0) return {kPlotWidth, kPlotHeight};
+        return {kPlotWidth, static_cast<int>(std::clamp(kPlotHeight * style.aspect / exaggeration, 60.0, 4000.0))};
+    }
     const double ratio = std::clamp(panel.rows * panel.down.step / (panel.columns * panel.across.step), 0.2, 5.0);
     return ratio < 1 ? PlotSize{kSquare, static_cast<int>(kSquare * ratio)}
                      : PlotSize{static_cast<int>(kSquare / ratio), kSquare};
-}
-
-/// Bars of round lengths: along both axes in the lower left corner of the plot, or, where one scale holds for both and
-/// plots are small, along one of them below the plot.
-void DrawScaleBars(Sheet& sheet, const Panel& panel, const Scale& across, const Scale& down, double x, double y) {
-    const double width = RoundStep(across.length, 12), w = width / across.length * across.size;
-    const std::string widthText = Number(width) + " " + panel.across.unit;
-    const auto thick = [&](double x0, double y0, double x1, double y1) {
-        cairo_set_line_width(sheet.cr(), 3);
-        sheet.Line(x0, y0, x1, y1);
-        cairo_set_line_width(sheet.cr(), 1);
-    };
-    if (panel.equalScales || panel.down.unit.empty()) {
-        const double right = x + across.size, middle = y + down.size + 36;
-        thick(right - w, middle, right, middle);
-        sheet.Text(widthText, right - w - 6, middle, 13, 1, 0.5);
-        return;
-    }
-    const double height = RoundStep(down.length, 10), h = height / down.length * down.size;
-    const double left = x + 16, bottom = y + down.size - 14;
-    cairo_set_source_rgba(sheet.cr(), 1, 1, 1, 0.8);
-    cairo_rectangle(sheet.cr(), left - 8, bottom - h - 8, std::max(w, 58.0) + 18, h + 16);
-    cairo_fill(sheet.cr());
-    sheet.Black();
-    thick(left, bottom, left + w, bottom);
-    thick(left, bottom + 1, left, bottom - h);
-    sheet.Text(widthText, left + 7, bottom - 3, 13, 0, 1);
-    sheet.Text(Number(height) + " " + panel.down.unit, left + 7, bottom - h - 4, 13, 0, 0);
 }
 
 /// Three digits, and no exponent for the counts of a 32-bit converter.
@@ -275,7 +280,8 @@ std::string RoundNumber(double value) {
     return Number(std::round(value / unit) * unit, 10);
 }
 
-void DrawColourBar(Sheet& sheet, const ColourRange& range, const Style& style, double x, double y, double height) {
+void DrawColourBar(Sheet& sheet, const Panel& panel, const ColourRange& range, const Style& style, double x, double y,
+                   double height) {
     const bool decibels = UsesDecibels(range, style);
     const ColourRange shown = decibels ? ColourRange{static_cast<float>(-style.decibels), 0, false} : range;
     std::array<float, 256> values;
@@ -284,21 +290,74 @@ void DrawColourBar(Sheet& sheet, const ColourRange& range, const Style& style, d
     ramp.data = values.data();
     ramp.columns = 1;
     ramp.rows = 256;
+    Style plain;
+    plain.colours = style.colours;
     constexpr int width = 14;
-    sheet.Image(Map(ramp, shown, {style.colours, {}, 0}, width, static_cast<int>(height)).get(), x, y);
+    sheet.Image(Map(ramp, shown, plain, width, static_cast<int>(height)).get(), x, y);
     sheet.Frame(x, y, width, height);
-    const float middle = (shown.low + shown.high) / 2;
-    const std::string unit = decibels ? " dB" : "";
-    sheet.Text(RoundNumber(shown.high) + unit, x + width + 5, y + 4, 12, 0, 0.5);
-    sheet.Text(RoundNumber(middle) + unit, x + width + 5, y + height / 2, 12, 0, 0.5);
-    sheet.Text(RoundNumber(shown.low) + unit, x + width + 5, y + height - 4, 12, 0, 0.5);
+    // Round values: those of the middle lie unevenly, if a median isn't 0.
+    const Axis values256{"", "", shown.low, (shown.high - shown.low) / 255};
+    for (const auto& [at, text] :
+         Ticks(Scale(values256, 256, height), 1, std::clamp(static_cast<int>(height / 40), 2, 8))) {
+        sheet.Line(x + width, y + height - at, x + width + 4, y + height - at);
+        sheet.Text(text, x + width + 7, y + height - at, 12, 0, 0.5);
+    }
+    const std::string unit = decibels ? "dB below " + RoundNumber(range.high) : panel.unit;
+    const std::string clip = panel.range ? "" : range.isSigned ? "clipped at 97 %" : "clipped at 99.5 %";
+    sheet.Text(unit + (unit.empty() || clip.empty() ? "" : ", ") + clip, x + width + 62, y + height / 2, 12, 0.5, 0,
+               true);
+}
+
+/// Each A-scan as a curve to the right of its place where it is positive, filled there.
+void DrawWiggles(Sheet& sheet, const Panel& panel, const ColourRange& range, const Scale& across, const Scale& down,
+                 double x, double y) {
+    constexpr double kApart = 9; // at least, between curves that are drawn
+    const int step = std::max(1, static_cast<int>(std::ceil(kApart * panel.columns / across.size)));
+    const double reach = 0.9 * step * across.size / panel.columns, middle = (range.low + range.high) / 2.0;
+    cairo_save(sheet.cr());
+    cairo_rectangle(sheet.cr(), x, y, across.size, down.size);
+    cairo_clip(sheet.cr());
+    for (int c = step / 2; c < panel.columns; c += step) {
+        const double rest = x + across(panel.across.origin + c * panel.across.step);
+        const auto trace = [&](bool positive) {
+            for (int r = 0; r < panel.rows; ++r) {
+                const double value =
+                    (panel.data[c * panel.columnStep + r * panel.rowStep] - middle) / (range.high - middle);
+                const double at = positive ? std::clamp(value, 0.0, 1.0) : std::clamp(value, -1.0, 1.0);
+                cairo_line_to(sheet.cr(), rest + at * reach, y + down(panel.down.origin + r * panel.down.step));
+            }
+        };
+        cairo_move_to(sheet.cr(), rest, y + down(panel.down.origin));
+        trace(true);
+        cairo_line_to(sheet.cr(), rest, y + down(panel.down.origin + (panel.rows - 1) * panel.down.step));
+        cairo_fill(sheet.cr());
+        trace(false);
+        cairo_set_line_width(sheet.cr(), 0.6);
+        cairo_stroke(sheet.cr());
+    }
+    cairo_restore(sheet.cr());
+    cairo_set_line_width(sheet.cr(), 1);
 }
 
 void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, double y, PlotSize size) {
-    const ColourRange range = RobustRange(panel);
-    sheet.Image(Map(panel, range, style, size.width, size.height).get(), x, y);
-    const Scale across(panel.across, panel.columns, size.width), down(panel.down, panel.rows, size.height);
+    const ColourRange range = panel.range ? *panel.range : RobustRange(panel);
+    const auto [from, to] = panel.Shown();
+    const Scale across(panel.across, panel.columns, size.width), down(from, to, size.height);
     const double right = x + size.width, bottom = y + size.height;
+    const bool wiggles = style.display == Display::Wiggles && range.isSigned;
+    if (wiggles) {
+        DrawWiggles(sheet, panel, range, across, down, x, y);
+    } else {
+        const double head = down(panel.down.origin - panel.down.step / 2),
+                     foot = down(panel.down.origin + (panel.rows - 0.5) * panel.down.step);
+        const int height = std::max(1, static_cast<int>(std::lround(foot - head)));
+        if (height < size.height) { // nothing was recorded there
+            cairo_set_source_rgb(sheet.cr(), 0.9, 0.9, 0.9);
+            cairo_rectangle(sheet.cr(), x, y, size.width, size.height);
+            cairo_fill(sheet.cr());
+        }
+        sheet.Image(Map(panel, range, style, size.width, height).get(), x, y + std::round(head));
+    }
 
     if (panel.zeroLine && down(0) > 0 && down(0) < size.height) {
         const double dashes[] = {6, 4};
@@ -315,6 +374,8 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
         sheet.Text(text, x + at, bottom + 8, 13, 0.5, 0);
     }
     sheet.Text(panel.across.label, x + size.width / 2.0, bottom + 27, 14, 0.5, 0);
+    if (const double times = Exaggeration(panel, size.width, size.height); times > 0 && !panel.equalScales)
+        sheet.Text("vertical exaggeration " + Number(times, 2), right, bottom + 27, 13, 1, 0);
     for (const auto& [at, text] : Ticks(down, 1, std::max(3, size.height / 40))) {
         sheet.Line(x - 6, y + at, x, y + at);
         sheet.Text(text, x - 9, y + at, 13, 1, 0.5);
@@ -329,11 +390,21 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
         }
         sheet.Text(panel.secondLabel, right + 52, y + size.height / 2.0, 14, 0.5, 0, true);
     }
-    DrawColourBar(sheet, range, style, right + (second ? 92 : 18), y, size.height);
-    DrawScaleBars(sheet, panel, across, down, x, y);
+    if (!wiggles) DrawColourBar(sheet, panel, range, style, right + (second ? 92 : 18), y, size.height);
 }
 
 } // namespace
+
+double Exaggeration(const Panel& panel, double width, double height) {
+    const double metres = !panel.secondLabel.empty() ? std::abs(panel.secondFactor) : panel.down.unit == "m" ? 1 : 0;
+    if (metres == 0 || panel.across.unit != "m") return 0;
+    const auto [from, to] = panel.Shown();
+    return height / ((to - from) * metres) / (width / (panel.columns * panel.across.step));
+}
+
+std::string Style::Extension() const {
+    return form == PictureForm::Png ? ".png" : form == PictureForm::Svg ? ".svg" : ".pdf";
+}
 
 std::string Palette(bool isSigned, Colours colours) {
     std::string text;
@@ -394,7 +465,7 @@ void DrawPicture(const std::filesystem::path& file, const std::string& title, co
     PlotSize plot{0, 0};
     bool second = false;
     for (const Panel& panel : panels) {
-        const PlotSize own = SizeOf(panel);
+        const PlotSize own = SizeOf(panel, style);
         plot = {std::max(plot.width, own.width), std::max(plot.height, own.height)};
         second = second || !panel.secondLabel.empty();
     }
@@ -402,15 +473,15 @@ void DrawPicture(const std::filesystem::path& file, const std::string& title, co
     const double cellWidth = kLeft + plot.width + (second ? kRightSecond : kRightPlain);
     const double cellHeight = kTop + plot.height + kBottom;
     const double head = kTitle + kCaption * static_cast<double>(style.caption.size());
-    Sheet sheet(static_cast<int>(columns * cellWidth),
+    Sheet sheet(file, style, static_cast<int>(columns * cellWidth),
                 static_cast<int>(head + (count + columns - 1) / columns * cellHeight));
     sheet.Text(title, kLeft, 12, 18, 0, 0);
     for (std::size_t i = 0; i < style.caption.size(); ++i)
         sheet.Text(style.caption[i], kLeft, 38 + kCaption * static_cast<double>(i), 13, 0, 0);
     for (int i = 0; i < count; ++i)
         DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, head + i / columns * cellHeight + kTop,
-                  SizeOf(panels[i]));
-    sheet.Write(file);
+                  SizeOf(panels[i], style));
+    sheet.Write();
 }
 
 } // namespace tzmchain

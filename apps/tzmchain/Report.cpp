@@ -164,7 +164,8 @@ Json::Value AboutJson(const ReportBlock& image, const std::optional<ReportBlock>
     root["axes"]["line"] = AxisJson(LineAxis(about));
     root["depth"] = Json::Value();
     if (!panel.secondLabel.empty()) {
-        root["depth"]["name"] = "depth";
+        root["depth"]["name"] = panel.secondFactor < 0 ? "elevation" : "depth";
+        root["depth"]["origin"] = panel.secondOrigin;
         root["depth"]["label"] = panel.secondLabel;
         root["depth"]["factor"] = panel.secondFactor;
     }

@@ -1,10 +1,12 @@
 #include "Views.h"
 
 #include "Framework/private/ParallelFor.h"
+#include "Recording/Refusal.h"
 #include "Recording/private/Text.h"
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace tzmchain {
 
@@ -73,7 +75,17 @@ namespace {
 std::string FileName(std::string name) {
     for (char& c : name)
         if (!std::isalnum(static_cast<unsigned char>(c))) c = '-';
-    return name.empty() ? "bscan.png" : "bscan-" + name + ".png";
+    return name.empty() ? "bscan" : "bscan-" + name;
+}
+
+/// Shows all panels over the times of all of them, so that an echo stands at one height in each.
+void ShowAlike(std::vector<Panel>& panels) {
+    std::array<double, 2> all = panels.front().Shown();
+    for (const Panel& panel : panels) {
+        const auto [from, to] = panel.Shown();
+        all = {std::min(all[0], from), std::max(all[1], to)};
+    }
+    for (Panel& panel : panels) panel.shown = all;
 }
 
 /// "0.13 to 0.26", with two digits of the difference.
@@ -84,13 +96,28 @@ std::string Range(double from, double to) {
 
 } // namespace
 
-Choice ChooseBscans(const Recording& recording) {
+Choice ChooseBscans(const Recording& recording, const Lines& lines) {
     const int bscans = recording.size.bscans;
     const std::vector<std::string> names = ChannelNames(recording);
     const int channels = static_cast<int>(names.size());
 
     Choice choice;
     choice.lineCount = bscans;
+    if (lines.all || !lines.numbers.empty()) {
+        choice.indices.resize(static_cast<std::size_t>(bscans));
+        std::iota(choice.indices.begin(), choice.indices.end(), 0);
+        if (!lines.all) choice.indices.clear();
+        for (const int number : lines.numbers) {
+            if (number < 1 || number > bscans)
+                throw Refusal("there is no line " + std::to_string(number) + " in a recording of " +
+                              std::to_string(bscans));
+            choice.indices.push_back(number - 1);
+        }
+        for (const int index : choice.indices)
+            choice.names.push_back((channels > 0 ? names[static_cast<std::size_t>(index % channels)] + " " : "") +
+                                   "line " + std::to_string(index + 1));
+        return choice;
+    }
     const int chosen = channels > 0 ? channels : std::min(bscans, 5);
     for (int i = 0; i < chosen; ++i) {
         if (channels > 0) {
@@ -104,8 +131,8 @@ Choice ChooseBscans(const Recording& recording) {
     return choice;
 }
 
-Stage::Stage(const std::string& name, const Recording& recording, const Choice& choice)
-    : title(name), bscans(recording.About()), timeZero(choice.indices.size(), recording.timeZero),
+Stage::Stage(const std::string& name, const Recording& recording, const Choice& choice, const std::string& ofValues)
+    : title(name), unit(ofValues), bscans(recording.About()), timeZero(choice.indices.size(), recording.timeZero),
       across(static_cast<std::size_t>(recording.size.samples) * static_cast<std::size_t>(recording.size.bscans)),
       lineCount(recording.size.bscans), indices(choice.indices) {
     bscans.size.bscans = static_cast<int>(indices.size());
@@ -125,7 +152,9 @@ void Stage::Take(int firstBscan, const Recording& part) {
 Panel StagePanel(const Stage& stage, int i) {
     Recording bscans = stage.bscans; // shares the samples
     bscans.timeZero = stage.timeZero[static_cast<std::size_t>(i)];
-    return BscanPanel(bscans, i, stage.title);
+    Panel panel = BscanPanel(bscans, i, stage.title);
+    panel.unit = stage.unit;
+    return panel;
 }
 
 std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std::filesystem::path& folder,
@@ -134,30 +163,34 @@ std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std:
     std::vector<Panel> panels;
     for (const Stage& stage : stages) {
         Panel panel = BscanPanel(stage.bscans, 0, stage.title);
+        panel.unit = stage.unit;
         panel.data = stage.across.data();
         panel.columns = stage.lineCount;
         panel.across = LineAxis(stage.bscans);
         panel.blend = false;
         panels.push_back(panel);
     }
-    DrawPicture(folder / "across.png",
-                stages.front().bscans.file.stem().string() + ": across the lines, in the middle of the scan", panels, 1,
-                style);
-    return {"across.png"};
+    ShowAlike(panels);
+    const std::string file = "across" + style.Extension();
+    DrawPicture(folder / file,
+                stages.front().bscans.file.filename().string() + ": across the lines, in the middle of the scan",
+                panels, 1, style);
+    return {file};
 }
 
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style) {
     std::vector<std::string> files;
-    for (const std::string& name : choice.names) files.push_back(FileName(name));
+    for (const std::string& name : choice.names) files.push_back(FileName(name) + style.Extension());
     ParallelFor(static_cast<int>(choice.indices.size()), [&](int index) {
         const auto i = static_cast<std::size_t>(index);
-        std::string title = stages.front().bscans.file.stem().string();
+        std::string title = stages.front().bscans.file.filename().string();
         if (!choice.names[i].empty())
             title += ", " + choice.names[i] + " (B-scan " + std::to_string(choice.indices[i] + 1) + " of " +
                      std::to_string(choice.lineCount) + ")";
         std::vector<Panel> panels;
         for (const Stage& stage : stages) panels.push_back(StagePanel(stage, index));
+        ShowAlike(panels);
         DrawPicture(folder / files[i], title, panels, 1, style);
     });
     return files;
@@ -242,11 +275,20 @@ std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, c
         panel.across = ofCells(ScanAxis(about), along);
         panel.equalScales = about.lineSpacing.has_value();
         panel.down = ofCells(LineAxis(about), across);
+        panel.unit = "mean magnitude";
         panels.push_back(panel);
     }
-    DrawPicture(folder / "depth-slices.png", about.file.stem().string() + ": mean magnitude of slabs, from above",
-                panels, kSlicesPerRow, {style.colours, style.caption, 0});
-    return {"depth-slices.png"};
+    if (!style.scaleEach) { // the brightest slab has the whole scale; noise in a dark one doesn't look like a target
+        ColourRange range = RobustRange(panels.front());
+        for (const Panel& panel : panels) range.high = std::max(range.high, RobustRange(panel).high);
+        for (Panel& panel : panels) panel.range = range;
+    }
+    Style linear = style;
+    linear.decibels = 0;
+    const std::string file = "depth-slices" + style.Extension();
+    DrawPicture(folder / file, about.file.filename().string() + ": mean magnitude of slabs, from above", panels,
+                kSlicesPerRow, linear);
+    return {file};
 }
 
 } // namespace tzmchain

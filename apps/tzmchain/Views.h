@@ -6,6 +6,12 @@
 
 namespace tzmchain {
 
+/// B-scans that a user asks for, counted from 1; or all.
+struct Lines {
+    std::vector<int> numbers; ///< none: the middle of each channel
+    bool all = false;
+};
+
 /// Which B-scans of a recording are drawn.
 struct Choice {
     std::vector<int> indices;       ///< of the recording
@@ -15,7 +21,8 @@ struct Choice {
 
 /// The B-scan of each channel that lies in the middle of the block. Channels are those that the recording names, or
 /// five or seven that divide its B-scans; a block without channels gives up to five B-scans evenly spread.
-Choice ChooseBscans(const TZM::Recording& recording);
+/// Refusal for lines that aren't there.
+Choice ChooseBscans(const TZM::Recording& recording, const Lines& lines = {});
 
 /// Names of the channels: those that the recording tells, else "channel 1" and so on where 5 or 7 divide its B-scans;
 /// none for others. B-scan i belongs to channel i mod their number.
@@ -43,13 +50,14 @@ std::vector<DepthSlice> DepthSlices(const TZM::Recording& image);
 
 /// The chosen B-scans as they are at one place of the chain.
 struct Stage {
-    /// \param recording without its samples.
-    Stage(const std::string& title, const TZM::Recording& recording, const Choice& choice);
+    /// \param recording without its samples.  \param unit of its values.
+    Stage(const std::string& title, const TZM::Recording& recording, const Choice& choice,
+          const std::string& unit = "");
 
     /// Keeps what is drawn of B-scans of the recording, the first of which is `firstBscan`.
     void Take(int firstBscan, const TZM::Recording& part);
 
-    std::string title;
+    std::string title, unit;
     TZM::Recording bscans;                    ///< one behind the other, kept when the recording itself is released
     std::vector<std::optional<int>> timeZero; ///< of each
     std::vector<float> across;                ///< the A-scan in the middle of every B-scan of the recording
@@ -60,7 +68,8 @@ struct Stage {
 /// The i-th of the chosen B-scans, with the time zero of its own.
 Panel StagePanel(const Stage& stage, int i);
 
-/// Draws each chosen B-scan at all stages, one below the other. Gives the names of the files, "bscan-NAME.png".
+/// Draws each chosen B-scan at all stages, one below the other, over one range of times. Gives the names of the files,
+/// "bscan-NAME.png".
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style);
 
@@ -79,8 +88,8 @@ public:
     /// Takes B-scans of the image, the first of which is `firstBscan`.
     void Take(int firstBscan, const TZM::Recording& part);
 
-    /// Draws them from above, on a linear scale. Gives the name of the file, "depth-slices.png", or nothing for a single
-    /// line.
+    /// Draws them from above, on a linear scale, one for all unless the style has it otherwise. Gives the name of the
+    /// file, "depth-slices.png", or nothing for a single line.
     std::vector<std::string> Draw(const std::filesystem::path& folder, const Style& style) const;
 
 private:

@@ -1,6 +1,7 @@
 #include "Diff.h"
 #include "Info.h"
 #include "Job.h"
+#include "Manual.h"
 #include "OutputFolder.h"
 #include "Report.h"
 
@@ -94,6 +95,19 @@ std::vector<std::pair<std::string, std::string>> Words(const std::vector<std::st
     return pairs;
 }
 
+/// "all", or numbers from 1 on.
+Lines LinesOf(const std::vector<std::string>& words) {
+    if (words == std::vector<std::string>{"all"}) return {{}, true};
+    Lines lines;
+    for (const std::string& word : words) {
+        const bool digits =
+            !word.empty() && word.size() < 8 && word.find_first_not_of("0123456789") == std::string::npos;
+        if (!digits) throw CLI::ValidationError("--lines", word + " isn't a number of a line, nor all");
+        lines.numbers.push_back(std::stoi(word));
+    }
+    return lines;
+}
+
 void AddReportSize(CLI::App& command, std::uint64_t& bytes) {
     command.add_option("--report-size", bytes, "Most bytes of the report, such as 8M; larger blocks are shown coarser")
         ->transform(CLI::AsSizeValue(false));
@@ -119,6 +133,24 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
              std::vector<std::pair<std::string, Colours>>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}});
     command.add_option("--decibels", options.style.decibels, "Draw envelopes on a dB scale of so many dB")
         ->check(CLI::Range(1.0, 200.0));
+    AddWords(command, "--display", options.style.display, "How signed values are drawn",
+             std::vector<std::pair<std::string, Display>>{{"map", Display::Map}, {"wiggle", Display::Wiggles}});
+    AddWords(command, "--scale", options.style.scaleEach,
+             "Scale of colours of the depth slices: one for all or each its own",
+             std::vector<std::pair<std::string, bool>>{{"one", false}, {"each", true}});
+    AddWords(command, "--pictures", options.style.form, "Form of the pictures",
+             std::vector<std::pair<std::string, PictureForm>>{
+                 {"png", PictureForm::Png}, {"svg", PictureForm::Svg}, {"pdf", PictureForm::Pdf}});
+    command.add_option("--dpi", options.style.dpi, "Dots per inch of a PNG; plots are some 10 inches wide")
+        ->check(CLI::Range(24.0, 1200.0));
+    command.add_option("--aspect", options.style.aspect, "Vertical exaggeration of B-scans whose depths are known")
+        ->check(CLI::Range(0.01, 100.0));
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--lines", [&options](const std::vector<std::string>& words) { options.lines = LinesOf(words); },
+            "Lines that are drawn, such as 3,7, counted from 1, or all; the middle ones of each channel unless told")
+        ->delimiter(',')
+        ->type_name("LINES");
     command.add_flag("--report,!--no-report", options.report,
                      "Write report.html, which turns through the volume in a browser");
     AddReportSize(command, options.reportBytes);
@@ -255,6 +287,10 @@ int Main(int argc, char** argv) {
             return word == "chain" || word == "configuration" ? "" : word + " isn't chain or configuration";
         })
         ->type_name("WORD");
+    CLI::App* manual =
+        app.add_subcommand("manual", "Print the manual page, or a script for a shell that completes commands");
+    std::string shell;
+    AddWords(*manual, "--completion", shell, "The script, of", Words({"bash", "zsh"}));
 
     try {
         RegisterInstrumentFormats();
@@ -279,6 +315,7 @@ int Main(int argc, char** argv) {
         if (*info && !json) std::fputs(InfoText(ReadRecording(*OpenSurvey(inputs, reading))).c_str(), stdout);
         if (*convert) Convert(inputs, converted, reading);
         if (*view) std::printf("%s\n", View(viewOptions).c_str());
+        if (*manual) std::fputs((shell.empty() ? ManualPage(app) : Completion(app, shell)).c_str(), stdout);
         if (*list) markdown ? ListKeys() : List();
         if (*schema) std::fputs(JsonText(document == "chain" ? ChainSchema() : ConfigurationSchema()).c_str(), stdout);
         const int code = *diff && !Compare(diffOptions) ? kDiffer : 0;

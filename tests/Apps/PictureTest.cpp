@@ -1,6 +1,8 @@
 #include "Picture.h"
 
 #include "Views.h"
+
+#include "Recording/Refusal.h"
 #include "support/TemporaryFolder.h"
 
 #include <cairo.h>
@@ -128,6 +130,43 @@ TEST(Views, AxesOfABscanCountFromTimeZeroAndHalveTheWayDown) {
         EXPECT_NEAR(tick.place, scale((250 - std::stod(tick.text)) / 0.05), 1e-6) << tick.text;
 }
 
+TEST(Views, PanelsOfAPictureShowTheSameTimesAndTellTheirExaggeration) {
+    Recording recording = Silent({100, 50, 1});
+    recording.deltaT = 1e-10;
+    recording.deltaX = 0.02;
+    recording.timeZero = 20;
+    recording.permittivity = 9; // 0.05 m per ns: 10 ns are 0.5 m, 50 A-scans 1 m
+    EXPECT_NEAR(Exaggeration(BscanPanel(recording, 0, ""), 1000, 400), 0.8, 1e-9);
+    recording.permittivity.reset();
+    EXPECT_EQ(Exaggeration(BscanPanel(recording, 0, ""), 1000, 400), 0);
+
+    const TemporaryFolder
+        folder; // the second stage begins at time zero: its first 2 ns are grey, its echo stands level
+    Recording image = Silent({80, 50, 1});
+    image.deltaT = 1e-10;
+    image.timeZero = 0;
+    image.data[0] = 0;
+    for (int a = 0; a < 50; ++a) recording.Bscan(0)[a * 100 + 60] = image.data[a * 80 + 40] = a % 2 ? 9.f : -9.f;
+    const Choice choice = ChooseBscans(recording);
+    std::vector<Stage> stages{{"input", recording, choice}, {"image", image, choice}};
+    stages[0].Take(0, recording), stages[1].Take(0, image);
+    DrawBscans(choice, stages, folder.path, {});
+    const Pixels pixels(folder / "bscan.png");
+    const int second = 34 + 400 + 58, echo = 78 + 60 * 4 + 2; // height of a panel with its margins; 4 pixels a sample
+    EXPECT_EQ(pixels.At(78 + 505, echo), pixels.At(78 + 505, echo + second));
+    EXPECT_NE(pixels.At(78 + 505, echo), pixels.At(78 + 505, echo + 40));
+    EXPECT_EQ(pixels.At(78 + 505, 78 + 20 + second), 0xe6e6e6u);
+}
+
+TEST(Views, LinesAreDrawnThatAreAskedFor) {
+    const Recording recording = Silent({4, 3, 10});
+    EXPECT_EQ(ChooseBscans(recording, {{3, 7}}).indices, (std::vector<int>{2, 6}));
+    EXPECT_EQ(ChooseBscans(recording, {{3, 7}}).names,
+              (std::vector<std::string>{"channel 3 line 3", "channel 2 line 7"}));
+    EXPECT_EQ(ChooseBscans(recording, {{}, true}).indices.size(), 10u);
+    EXPECT_THROW(ChooseBscans(recording, {{11}}), Refusal);
+}
+
 TEST(Views, SlabsMakeUpTheImageFromTimeZeroDown) {
     Recording image = Silent({130, 3, 5});
     image.deltaT = 1e-10;
@@ -184,6 +223,12 @@ TEST(Views, DrawBlocksOfAnyShape) {
         const auto files =
             DrawBscans(choice, {stage, stage}, folder.path, {Colours::Seismic, {"a line", "another"}, 40});
         EXPECT_EQ(files.size(), choice.indices.size());
+        for (const PictureForm form : {PictureForm::Svg, PictureForm::Pdf}) {
+            Style style;
+            style.form = form, style.display = Display::Wiggles, style.aspect = 1;
+            for (const std::string& file : DrawBscans(choice, {stage}, folder.path, style))
+                EXPECT_GT(std::filesystem::file_size(folder / file), 1000u);
+        }
         EXPECT_EQ(DrawAcross({stage, stage}, folder.path, {}).size(), size.bscans > 1 ? 1u : 0u);
         DepthSlabs slabs(recording);
         slabs.Take(0, recording);

@@ -12,7 +12,7 @@ import { Volume } from './volume.js';
  * @typedef {{
  *   image: import('./volume.js').Block, input: import('./volume.js').Block | null,
  *   axes: Record<AxisName, import('./axes.js').Told>, inputAxes: {ascan: import('./axes.js').Told, sample: import('./axes.js').Told} | null,
- *   inputTimeZeros: number[], depth: {name: string, label: string, factor: number} | null,
+ *   inputTimeZeros: number[], depth: {name: string, label: string, origin: number, factor: number} | null,
  *   channels: string[], lineNames: string[], palettes: Record<string, string>, clip: number, tracks: Track[]
  * }} About  palettes: 256 colours, six hexadecimal digits each; inputTimeZeros: ns to take off, one a line or one for all
  */
@@ -185,7 +185,7 @@ export class Page {
       return axes[name].unit ? `, ${value}` : '';
     };
     const time = this.valueOf('sample', place.sample);
-    const deep = depth && time >= 0 ? `, ${depth.name} ${text(time * depth.factor, 3)} m` : '';
+    const deep = depth && (time >= 0 || depth.factor < 0) ? `, ${depth.name} ${text(depth.origin + time * depth.factor, 3)} m` : '';
     const name = lineNames[place.line] ? ` (${lineNames[place.line]})` : '';
     return `A-scan ${place.ascan}${at('ascan')} · line ${place.line}${name}${at('line')} · sample ${place.sample}${at('sample')}${deep}` +
       ` · ${text(this.image.volume.at(place), 3)} ${this.about.image.unit}`;
@@ -322,7 +322,7 @@ export class Page {
     const metric = axes.line.unit === 'm', across = this.valueOf('line', place.line) - this.valueOf('line', pinned.line);
     const time = this.valueOf('sample', place.sample) - this.valueOf('sample', pinned.sample);
     const parts = [`along ${text(along)} m`, metric ? `across ${text(across)} m` : `${place.line - pinned.line} lines across`,
-      `down ${text(time)} ns` + (depth ? ` = ${text(time * depth.factor)} m` : '')];
+      `down ${text(time)} ns` + (depth ? ` = ${text(time * Math.abs(depth.factor))} m` : '')];
     if (metric || pinned.line === place.line) {
       const plan = Math.hypot(along, metric ? across : 0);
       parts.push(`in plan ${text(plan)} m`);
@@ -372,7 +372,7 @@ export class Page {
       const time = this.valueOf('sample', mark.sample);
       return {type: 'Feature', geometry: {type: 'Point', coordinates: this.positionOf(mark)},
         properties: {text: mark.text, ascan: mark.ascan, line: mark.line, sample: mark.sample, time_ns: time,
-          depth_m: depth ? time * depth.factor : null, value: this.image.volume.at(mark)}};
+          [depth ? `${depth.name}_m` : 'depth_m']: depth ? depth.origin + time * depth.factor : null, value: this.image.volume.at(mark)}};
     });
     return {type: 'FeatureCollection', features};
   }

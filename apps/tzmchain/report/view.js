@@ -189,9 +189,10 @@ export class View {
     const depth = this.page.about.depth;
     if (this.rows !== 'sample' || !depth) return;
     context.textAlign = 'left';
-    for (const value of ticks(top * depth.factor, bottom * depth.factor, h / 32)) {
-      if (value < 0) continue; // nothing lies above the surface
-      const at = this.toPixel(left, value / depth.factor).y;
+    const ends = [top, bottom].map((time) => depth.origin + time * depth.factor);
+    for (const value of ticks(Math.min(...ends), Math.max(...ends), h / 32)) {
+      if (value < 0 && depth.factor > 0) continue; // nothing lies above the surface
+      const at = this.toPixel(left, (value - depth.origin) / depth.factor).y;
       context.fillRect(x + w, at, 4, 1);
       context.fillText(text(value), x + w + 6, at);
     }
@@ -213,7 +214,7 @@ export class View {
   exaggeration() {
     const {w, h} = this.plot, {left, right, top, bottom} = this.window, depth = this.page.about.depth;
     const rows = this.source.axis(this.rows).told, columns = this.source.axis(this.columns).told;
-    const metres = this.rows === 'sample' ? depth && depth.factor : rows.unit === 'm' && 1;
+    const metres = this.rows === 'sample' ? depth && Math.abs(depth.factor) : rows.unit === 'm' && 1;
     if (!metres || columns.unit !== 'm') return null;
     return h / ((bottom - top) * metres) / (w / (right - left));
   }
