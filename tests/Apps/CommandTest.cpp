@@ -1,3 +1,4 @@
+#include "Formats/Writers.h"
 #include "Imaging/Vti/VtiFormat.h"
 #include "Recording/Format.h"
 #include "Recording/private/Checksum.h"
@@ -71,6 +72,40 @@ Recording Small(int bscans) {
 const std::string kDemo = "demo --quiet --samples 128 --ascans 20 --lanes 2 --out ";
 
 } // namespace
+
+TEST(Command, TellsAndConvertsWhatInstrumentsWrite) {
+    const TemporaryFolder folder;
+    const std::string line = folder.Write("LINE.DZT", Dzt(64, 12, 3, 16)).string();
+    const Json::Value told = ParseJson(Program("info --json " + line).text, "");
+    EXPECT_EQ(told["format"], "dzt");
+    EXPECT_EQ(told["samples"], 64);
+    EXPECT_EQ(told["ascans"], 12);
+    EXPECT_EQ(told["bscans"], 3);
+    EXPECT_EQ(told["channels"][1], "3200");
+    EXPECT_EQ(told["bits"], 16);
+    EXPECT_DOUBLE_EQ(told["delta_x"].asDouble(), 0.02);
+    EXPECT_EQ(told["time_zero"], 6);
+    EXPECT_DOUBLE_EQ(told["permittivity"].asDouble(), 6.25);
+    EXPECT_EQ(told["positions"], 0);
+    for (const char* member : {"delta_t", "antenna_offset", "notes"}) EXPECT_TRUE(told.isMember(member));
+    EXPECT_TRUE(told["antenna_offset"].isNull());
+
+    const std::string all = folder.path.string() + "/all", back = folder.path.string() + "/back";
+    ASSERT_EQ(Program("convert " + line + " --out " + all + ".f32").code, 0);
+    for (const std::string form : {".vti", ".sgy", ".h5"}) {
+        const Outcome written = Program("convert " + line + " --out " + all + form);
+        if (written.text.find("this build lacks") != std::string::npos) continue;
+        ASSERT_EQ(written.code, 0) << written.text; // beside all.json
+        EXPECT_EQ(written.text.find("doesn't keep time zero, permittivity, names of channels, bits") !=
+                      std::string::npos,
+                  form == ".vti");
+        ASSERT_EQ(Program("convert " + all + form + " --out " + back + form + ".f32").code, 0);
+        EXPECT_EQ(ReadText(back + form + ".f32"), ReadText(all + ".f32")) << form;
+    }
+    ExpectRefused("convert " + line + " --out " + all + ".f32", "exists; choose another name", folder);
+    ExpectRefused("info " + line + " " + all + ".f32", "is of the form raw, and", folder);
+    EXPECT_EQ(Program("run --quiet " + line + " --out " + back).code, 0); // three channels, none of an array
+}
 
 TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     const TemporaryFolder folder;

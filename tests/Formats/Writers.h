@@ -49,7 +49,7 @@ inline void AddWord(Bytes& file, int bits, bool isUnsigned, int value) {
 inline Bytes Dzt(int samples, int ascans, int channels, int bits, int blocks = 0) {
     Bytes file(static_cast<std::size_t>(1024 * (blocks > 0 ? blocks : channels)));
     file.Put<std::uint16_t>(0, 0x00ff).Put<std::uint16_t>(2, static_cast<std::uint16_t>(blocks > 0 ? blocks : 1024));
-    file.Put<std::uint16_t>(4, samples).Put<std::uint16_t>(6, bits).Put<std::uint16_t>(52, channels);
+    file.Put(4, std::uint16_t(samples)).Put(6, std::uint16_t(bits)).Put(52, std::uint16_t(channels));
     file.Put(14, 50.f).Put(22, -2.f).Put(26, 20.f).Put(54, 6.25f);
     for (int c = 0; c < channels && 1024 * c < int(file.size()); ++c)
         std::memcpy(file.data() + 1024 * c + 98, c == 1 ? "3200" : "400MHz", c == 1 ? 4 : 6);
