@@ -123,7 +123,7 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
 
     const Json::Value recipe = ParseJson(ReadText(folder / "deep/out/recipe.json"), "recipe");
     EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
-    EXPECT_EQ(recipe["outputs"].size(), 11u);
+    EXPECT_EQ(recipe["outputs"].size(), 12u);
     EXPECT_EQ(recipe["chain"][3]["parameters"]["antennaOffset"], 0.1);
     EXPECT_EQ(recipe["chain"][4]["parameters"]["algorithm"], "surface");
     EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);

@@ -125,7 +125,7 @@ TEST(Views, AxesOfABscanCountFromTimeZeroAndHalveTheWayDown) {
     EXPECT_EQ(panel.secondLabel, "elevation (m) at permittivity 9");
     const Scale scale(panel.down, panel.rows, 400); // -2 to 8 ns
     const std::vector<Tick> ticks = Ticks(scale, panel.secondFactor, 6, panel.secondOrigin);
-    ASSERT_EQ(ticks.size(), 6u); // 249.6 to 250.1
+    ASSERT_EQ(ticks.size(), 5u); // 249.7 to 250.1
     for (const Tick& tick : ticks)
         EXPECT_NEAR(tick.place, scale((250 - std::stod(tick.text)) / 0.05), 1e-6) << tick.text;
 }
