@@ -14,5 +14,9 @@ void* operator new(std::size_t bytes) {
     if (void* p = std::malloc(bytes ? bytes : 1)) return p;
     throw std::bad_alloc();
 }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { // of std::stable_sort
+    LargestAllocation() = std::max(LargestAllocation().load(), bytes);
+    return std::malloc(bytes ? bytes : 1);
+}
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
