@@ -90,11 +90,15 @@ void LoadDocuments(const JobOptions& options, Progress& progress) {
 /// The chain that is asked for. Options that it would ignore are refused.
 Chain ChosenChain(const JobOptions& options, const Recording& recording) {
     if (options.chain.empty())
-        return Chain::Standard(
-            recording, {options.background, options.migration.value_or("FkMigration"), options.numbers.timeZero});
+        return Chain::Standard(recording,
+                               {options.background, options.migration.value_or("FkMigration"), options.numbers.timeZero,
+                                options.frequency, options.preset, options.signedImage});
     if (options.background)
         throw Refusal("--background is of the standard chains; name a BgRemoval in the chain document");
     if (options.migration) throw Refusal("--migration is of the standard chains; name one in the chain document");
+    if (options.preset) throw Refusal("--preset is of the standard chains; leave out --chain");
+    if (options.signedImage) throw Refusal("--image is of the standard chains; leave out --chain");
+    if (options.frequency) throw Refusal("--frequency is of the standard chains; set the band in the chain document");
     Chain chain =
         Chain::FromDocument(ParseJson(ReadText(options.chain), options.chain.string()), options.chain.string());
     for (const Step& step : chain.steps)

@@ -27,6 +27,9 @@ struct JobOptions {
     TZM::GivenNumbers numbers;
     std::optional<std::string> background; ///< of the standard chain
     std::optional<std::string> migration;  ///< likewise
+    std::optional<std::string> preset;     ///< likewise
+    std::optional<bool> signedImage;       ///< likewise
+    std::optional<double> frequency;       ///< MHz, nominal one of the antenna
     int threads = 0;                       ///< 0: as many as the OpenMP runtime takes
     bool place = false;                    ///< the image lies where the recording's positions are
     std::uint64_t memory = 0;              ///< bytes that blocks may take; 0: half of what is free

@@ -128,6 +128,15 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
     AddWords(command, "--migration", options.migration, "Migration of the standard chain",
              std::vector<std::pair<std::string, std::string>>{
                  {"fk", "FkMigration"}, {"kirchhoff", "KirchhoffMigration"}, {"gazdag", "GazdagMigration"}});
+    std::vector<std::string> presets;
+    for (const ChainPreset& preset : ChainPresets()) presets.push_back(preset.name);
+    AddWords(command, "--preset", options.preset, "Figures of the standard chain for what is in the ground",
+             Words(presets));
+    AddWords(command, "--image", options.signedImage, "What the standard chain ends in",
+             std::vector<std::pair<std::string, bool>>{{"envelope", false}, {"signed", true}});
+    command
+        .add_option("--frequency", options.frequency, "Nominal frequency of the antenna in MHz, for the standard chain")
+        ->check(CLI::Range(1.0, 1e5));
     command.add_option("--threads", options.threads, "Number of threads")->check(CLI::Range(1, 1024));
     AddWords(command, "--colours", options.style.colours, "Colours of signed values",
              std::vector<std::pair<std::string, Colours>>{{"grey", Colours::Grey}, {"seismic", Colours::Seismic}});

@@ -71,7 +71,27 @@ struct TZM_EXPORT ChainChoice {
     std::optional<std::string> background; ///< procedure of the background removal; else the chain's own
     std::string migration = "FkMigration"; ///< the algorithm
     std::optional<int> timeZero;           ///< sample of the recording, if the user gives it
+    std::optional<double> frequency;       ///< MHz, nominal one of the antenna; else that of the channels' names
+    std::optional<std::string> preset;     ///< name of one of ChainPresets(), for what is in the ground
+    std::optional<bool> signedImage; ///< no envelope: reflectors keep the signs of their wavelets; else the preset's
 };
+
+/// A standard chain's figures for what is sought in the ground.
+struct TZM_EXPORT ChainPreset {
+    std::string name;        ///< "concrete"
+    std::string meaning;     ///< a few words
+    double frequency;        ///< MHz, nominal one of the antenna where the recording doesn't tell it
+    double backgroundWindow; ///< m along the scan
+    bool backgroundMedian;   ///< the median of the window in place of its mean
+    bool signedImage;        ///< no envelope
+    double gainPower;        ///< of the time
+    double gainRate;         ///< dB/ns
+    double agcPeriods;       ///< window of an automatic gain control in periods of the antenna; 0: a gain over time
+    double agcFloor;
+};
+
+/// What ChainChoice::preset may name.
+TZM_EXPORT const std::vector<ChainPreset>& ChainPresets();
 
 /// A number that a chain works with although nobody knows it.
 struct TZM_EXPORT AssumedNumber {
@@ -140,7 +160,8 @@ public:
     /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
     /// and times in common first; those of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
     /// divides is levelled and imaged. A time zero that the recording or the user tells is taken; else it is detected
-    /// where there are channels. Behind the envelope the samples at the end are cleared where it rings.
+    /// where there are channels. A preset adds dewow, band pass, a sliding background and a gain of its own. A signed
+    /// image isn't normalised. ChainError for a preset or a migration that there isn't.
     static Chain Standard(const Recording& recording, const ChainChoice& choice = {});
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that

@@ -1,6 +1,21 @@
 #include "Chain/Chain.h"
 
+#include <algorithm>
+#include <charconv>
+#include <system_error>
+
+#include "Recording/private/Text.h"
+
 namespace TZM {
+
+const std::vector<ChainPreset>& ChainPresets() {
+    static const std::vector<ChainPreset> presets{
+        {"concrete", "bars, ducts and the back wall of a slab", 1500, 1, true, false, 1, 0.5, 0, 0},
+        {"utility", "pipes and cables in the street", 400, 10, false, false, 1, 0, 0, 0},
+        {"geology", "layers and bedrock", 50, 100, false, true, 0, 0, 5, 0.005},
+    };
+    return presets;
+}
 
 namespace {
 
@@ -10,17 +25,73 @@ bool HasChannels(const Recording& recording) {
     return (told == 0 || told == 5 || told == 7) && (recording.size.bscans % 5 == 0 || recording.size.bscans % 7 == 0);
 }
 
+/// MHz of the first number that has MHz or GHz behind it: 400 of "400MHz", 1600 of "1.5/1.6 GHz"; 0 if there is none.
+double MegahertzIn(const std::string& text) {
+    constexpr const char* kDigits = ".0123456789";
+    for (std::size_t unit = text.find("Hz"); unit != std::string::npos; unit = text.find("Hz", unit + 1)) {
+        const char prefix = unit > 0 ? text[unit - 1] : ' ';
+        const std::size_t end = unit > 1 ? text.find_last_not_of(' ', unit - 2) : std::string::npos;
+        if ((prefix != 'M' && prefix != 'G') || end == std::string::npos) continue;
+        const std::size_t first = text.find_last_not_of(kDigits, end) + 1; // npos + 1 is 0
+        double number = 0;
+        const auto read = std::from_chars(text.data() + first, text.data() + end + 1, number);
+        if (read.ec == std::errc() && number > 0 && number < 1e6) return prefix == 'G' ? 1000 * number : number;
+    }
+    return 0;
+}
+
+/// MHz; 0 if nobody knows it. Instruments name their channels after the antenna.
+double FrequencyOf(const Recording& recording, const ChainChoice& choice, const ChainPreset* preset) {
+    if (choice.frequency) return *choice.frequency;
+    for (const std::string& channel : recording.channels)
+        if (const double frequency = MegahertzIn(channel); frequency > 0) return frequency;
+    return preset ? preset->frequency : 0.;
+}
+
+const ChainPreset* PresetOf(const ChainChoice& choice) {
+    if (!choice.preset) return nullptr;
+    std::vector<std::string> known;
+    for (const ChainPreset& preset : ChainPresets()) {
+        if (preset.name == *choice.preset) return &preset;
+        known.push_back(preset.name);
+    }
+    throw ChainError("\"" + *choice.preset + "\" is no preset; known are " + Joined(known));
+}
+
+/// What lies below and above the antenna's band goes: two of its periods are a window that keeps its wavelets, and it
+/// transmits from about half to twice its nominal frequency. \param frequency MHz
+void AddFilters(Chain& chain, double frequency) {
+    chain.Add("Dewow").Set("window", 2e3 / frequency);
+    Step& band = chain.Add("BandPass");
+    band.Set("low", frequency / 2);
+    band.Set("high", 2 * frequency);
+}
+
+void AddGain(Chain& chain, const ChainPreset& preset, double frequency) {
+    if (preset.agcPeriods > 0) {
+        Step& gain = chain.Add("Agc");
+        gain.Set("window", 1e3 * preset.agcPeriods / frequency);
+        gain.Set("floor", preset.agcFloor);
+    } else {
+        Step& gain = chain.Add("TimeGain");
+        gain.Set("power", preset.gainPower);
+        gain.Set("rate", preset.gainRate);
+    }
+}
+
 } // namespace
 
 // Offsets go first, since the detection compares counts with a threshold. Levels come ahead of the bistatic correction:
 // that crushes the direct wave of the bistatic channels, so that behind it the energy of traces with a direct wave
-// would be compared with that of traces without. Only the surface is taken out for background: a median would take bars
-// along the scan with it.
+// would be compared with that of traces without. Of an array only the surface is taken out for background: a median
+// would take bars along the scan with it.
 Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     const bool channels = HasChannels(recording), array = channels && !recording.oneAntennaPair;
     const bool known = recording.timeZero || choice.timeZero;
     const AlgorithmInfo* migration = FindAlgorithm(choice.migration);
     if (!migration || !migration->migrates) throw ChainError("\"" + choice.migration + "\" is no migration");
+    const ChainPreset* const preset = PresetOf(choice);
+    const double frequency = FrequencyOf(recording, choice, preset);
     Chain chain;
     chain.Add("OffsetRemoval");
     // A Kirchhoff migration counts time from the first sample; where channels are brought together, it must be one for
@@ -33,15 +104,27 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
         chain.Add("EnergyCorrection");
         chain.Add("BistaticCorrection");
     }
+    if (preset) AddFilters(chain, frequency);
     const std::string background = choice.background.value_or(array ? "surface" : "none");
-    if (background != "none") chain.Add("BgRemoval").Set("algorithm", background);
+    if (preset && !choice.background) {
+        Step& sliding = chain.Add("SlidingBackground");
+        sliding.Set("window", preset->backgroundWindow);
+        sliding.Set("median", preset->backgroundMedian);
+    } else if (background != "none") {
+        chain.Add("BgRemoval").Set("algorithm", background);
+    }
     chain.Add(choice.migration);
-    chain.Add("Envelope");
-    Step& gain = chain.Add("DepthGaining"); // up to four times at the last sample
-    gain.Set("Apex", -1);
-    gain.Set("End", -1);
-    gain.Set("ApexGain", 4.0);
-    chain.Add("NormalizationCscan");
+    const bool isSigned = choice.signedImage.value_or(preset && preset->signedImage);
+    if (!isSigned) chain.Add("Envelope");
+    if (preset) {
+        AddGain(chain, *preset, frequency);
+    } else { // up to four times at the last sample
+        Step& gain = chain.Add("DepthGaining");
+        gain.Set("Apex", -1);
+        gain.Set("End", -1);
+        gain.Set("ApexGain", 4.0);
+    }
+    if (!isSigned) chain.Add("NormalizationCscan");
     return chain;
 }
 

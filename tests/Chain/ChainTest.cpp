@@ -163,8 +163,7 @@ TEST(Chain, PreparesWhatHasChannelsAndTakesATimeZeroThatIsTold) {
         if (oneAntennaPair && timeZero) recording.timeZeros.assign(static_cast<std::size_t>(bscans), *timeZero);
         return NamesOf(Chain::Standard(recording, choice));
     };
-    const std::string image = "FkMigration Envelope DepthGaining NormalizationCscan ",
-                      plain = "OffsetRemoval " + image;
+    const std::string image = "FkMigration Envelope DepthGaining NormalizationCscan ", plain = "OffsetRemoval " + image;
     const std::string levelled = "EnergyCorrection BistaticCorrection BgRemoval ";
     ChainChoice kirchhoff, given;
     kirchhoff.migration = "KirchhoffMigration";
@@ -178,6 +177,50 @@ TEST(Chain, PreparesWhatHasChannelsAndTakesATimeZeroThatIsTold) {
     EXPECT_EQ(names(12, false, {}, {}), plain);
     EXPECT_EQ(names(1, false, {}, kirchhoff).rfind("OffsetRemoval TimeZeroCrop KirchhoffMigration ", 0), 0u);
     EXPECT_THROW(Chain::Standard({}, {std::nullopt, "Mig2Post", std::nullopt}), ChainError);
+}
+
+TEST(Chain, PresetsHaveFiguresForWhatIsInTheGround) {
+    Recording recording;
+    recording.size = {512, 100, 1};
+    ChainChoice choice;
+    choice.preset = "geology";
+    const Chain geology = Chain::Standard(recording, choice);
+    EXPECT_EQ(NamesOf(geology), "OffsetRemoval Dewow BandPass SlidingBackground FkMigration Agc ");
+    EXPECT_EQ(geology.steps[1].Get("window"), 40.); // ns, two periods at 50 MHz
+    EXPECT_EQ(geology.steps[2].Get("low"), 25.);
+    EXPECT_EQ(geology.steps[2].Get("high"), 100.);
+    EXPECT_EQ(geology.steps[5].Get("window"), 100.);
+    for (const auto& [name, frequency] :
+         {std::pair("400MHz", 400.), std::pair("250 MHz, 3 ft apart", 250.), std::pair("1.5/1.6 GHz", 1600.),
+          std::pair("2 Hz, 0.9GHz 3", 900.), std::pair("GHz of 7", 50.), std::pair("-- MHz", 50.),
+          std::pair("..MHz", 50.)}) {
+        recording.channels = {name};
+        EXPECT_EQ(Chain::Standard(recording, choice).steps[2].Get("high"), 2 * frequency) << name;
+    }
+    recording.channels.clear();
+    choice.signedImage = false;
+    EXPECT_EQ(NamesOf(Chain::Standard(recording, choice)),
+              "OffsetRemoval Dewow BandPass SlidingBackground FkMigration Envelope Agc NormalizationCscan ");
+    choice.preset = "concrete";
+    choice.background = "median";
+    recording.size.bscans = 5;
+    EXPECT_EQ(
+        NamesOf(Chain::Standard(recording, choice)),
+        "OffsetRemoval TimeZeroDetection EnergyCorrection BistaticCorrection Dewow BandPass BgRemoval FkMigration "
+        "Envelope TimeGain NormalizationCscan ");
+    choice.preset = "swamp";
+    EXPECT_EQ(RefusalOf([&] { Chain::Standard(recording, choice); }),
+              "\"swamp\" is no preset; known are concrete, utility, geology");
+    // Behind a migration time counts from its first sample.
+    Recording line = Block({64, 16, 1});
+    line.timeZero = 10;
+    choice.preset = "utility";
+    choice.background.reset();
+    Chain chain = Chain::Standard(line, choice);
+    chain.Settle(line, {});
+    EXPECT_EQ(chain.steps[4].Get("timeZero"), 10);
+    EXPECT_EQ(chain.steps[6].Get("timeZero"), 0);
+    EXPECT_EQ(line.timeZero, 10);
 }
 
 TEST(Chain, RefusesInAdvanceWhatCannotWork) {
