@@ -1,6 +1,7 @@
 // What the algorithms replace, and what they can't do without: transforms by FFTW, selections and filters row by row,
 // direct sums, a strided diffraction sum, a recursion from depth to depth. One thread.
 #include "Algorithms/Background/AlgoBgRemoval.h"
+#include "Algorithms/Migration/AlgoArrayMigration.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/TransformSize.h"
@@ -155,6 +156,63 @@ void StridedDiffractionSum(const IPP::Array2D<float>& in, IPP::Array2D<float>& o
         }
 }
 
+/// The image line in the middle of an array as one sum over lines and A-scans after the other, without anti-aliasing.
+/// Gives the number of terms.
+std::int64_t StridedArraySum(const IPP::Array3D<float>& in, IPP::Array2D<float>& out, double spacing) {
+    const int S = in.dim0, A = in.dim1, line = in.dim2 / 2;
+    const double dt = 5e-11f, dx = 0.005f, h = 3e8 / std::sqrt(6.) / 2, slope = std::tan(60 * M_PI / 180) / 2;
+    std::int64_t terms = 0;
+    out.Zero();
+    for (int z = 0; z < in.dim2; ++z)
+        for (int d = 1 - A; d < A; ++d)
+            for (int s = 1; s < S; ++s) {
+                const bool across = z % 5 % 2 == 1;
+                const double t = s * dt, x = d * dx / h, y = (z - line) * spacing / h, a = 0.015f / h;
+                if (std::hypot(x, y) > t * slope && !(std::abs(d) <= 10 && std::abs(z - line) <= 2)) continue;
+                const double T = across ? (std::hypot(x, y + a, t) + std::hypot(x, y - a, t)) / 2
+                                        : (std::hypot(x + a, y, t) + std::hypot(x - a, y, t)) / 2;
+                const int source = int(std::floor(T / dt + 0.5));
+                if (source >= S) break;
+                const float weight = float(S * dt * t / (T * T));
+                const int first = std::max(0, -d), last = std::min(A - 1, A - 1 - d);
+                const float* from = in.Slice(z).data + std::int64_t{S} * (first + d) + source;
+                float* to = out.data + std::int64_t{S} * first + s;
+                for (int i = first; i <= last; ++i, from += S, to += S) *to += weight * *from;
+                terms += last - first + 1;
+            }
+    return terms;
+}
+
+std::shared_ptr<AlgoArrayMigration> ArrayMigration(float spacing, bool antiAlias) {
+    auto migration = std::make_shared<AlgoArrayMigration>();
+    migration->Setup(AlgoParamArrayMigration(true, 1, 0, 6.f, "", spacing));
+    migration->GetParams().antiAlias = antiAlias;
+    return migration;
+}
+
+void AddArrayMigration(const ImageProps& props) {
+    constexpr float spacing = 0.025f;
+    Add("StridedArraySumOfOneLine" + SizeOf(props), [=](benchmark::State& state) {
+        Blocks& b = BlocksOf(props);
+        auto out = b.out.Slice(0);
+        std::int64_t terms = 0;
+        for (auto _ : state) terms += StridedArraySum(b.in, out, spacing);
+        state.counters["terms"] = benchmark::Counter(double(terms), benchmark::Counter::kAvgIterations);
+        state.counters["perSecond"] = benchmark::Counter(double(terms), benchmark::Counter::kIsRate);
+    });
+    for (const bool antiAlias : {false, true})
+        for (const int threads : {1, 2})
+            AddAtLevels(std::string("ArrayMigration") + (antiAlias ? "" : "Plain") + SizeOf(props) +
+                            "/threads:" + std::to_string(threads),
+                        [=](benchmark::State& state) {
+                            Blocks& b = BlocksOf(props);
+                            omp_set_num_threads(threads);
+                            const auto migration = ArrayMigration(spacing, antiAlias);
+                            Measure(state, [&] { migration->Execute(b.in.data, props, b.out.data, props); });
+                            omp_set_num_threads(1);
+                        });
+}
+
 /// The migration by phase shift of one B-scan from depth to depth: rotation and sum of every element in one pass, all
 /// wavenumbers of a row side by side, real parts ahead of imaginary ones.
 #define TZM_EVERY_LEVEL __attribute__((target_clones("default", "avx2,fma", "avx512f")))
@@ -276,6 +334,9 @@ bool RegisterAll() {
         AddMigration("Kirchhoff", With<AlgoKirchhoffMigration>(AlgoParamKirchhoffMigration(true, 1, 0, 6.f, "")),
                      props);
     }
+    AddArrayMigration(ImageProps(512, 300, kBscans));
+    AddMigration("Kirchhoff", With<AlgoKirchhoffMigration>(AlgoParamKirchhoffMigration(true, 1, 0, 6.f, "")),
+                 ImageProps(512, 300, kBscans));
     for (const int samples : {128, 512, 1024, 2048}) {
         const ImageProps one(samples, 300, 1);
         AddRecursion("FusedRecursion", FusedRecursion, one);

@@ -126,10 +126,13 @@ protected:
 };
 
 /// An algorithm that counts B-scans from the first one of the block: what it makes of a part depends on the place of
-/// the part, and on nothing else outside it.
+/// the part, and on nothing else outside it but the B-scans beside it that its coupling names.
 class TZM_EXPORT CountsBscans {
 public:
     virtual ~CountsBscans();
+
+    /// Whether it does so with the parameters as they are; else it must see the whole block.
+    virtual bool WorksInParts() const { return true; }
 
     /// Computes a part of what Execute gives for the block from the same part of the input. Fails like Execute, and
     /// with std::invalid_argument for a part that isn't one of the block.

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "Algorithms/Migration/FkSettings.h"
 #include "Algorithms/Migration/HalfSpectrum.h"
 #include "Algorithms/Migration/MigrationBlocks.h"
 #include "Algorithms/Migration/StoltTables.h"
@@ -69,6 +70,24 @@ ImageProps AlgoFkMigration::GetAdjustedImageDimensions(const ImageProps& props) 
     return MigratedProps(props, params.timeZero);
 }
 
+StoltSettings FkSettings(const AlgoFkMigration::InternalAlgoParams& tuning, const AlgoGlobalSettings& sampling,
+                         float permittivity, int nt, int nx) {
+    StoltSettings s;
+    s.nx = nx;
+    s.nt = nt;
+    s.deltaT = sampling.delta_t;
+    s.deltaX = sampling.delta_x;
+    s.permittivity = permittivity;
+    s.useFrequencyMask = tuning.useFrequencyMask;
+    s.useDipMask = tuning.useDipMask;
+    s.dipMax = std::clamp(tuning.dipMax, 0.f, 90.f);
+    s.dipWidth = tuning.dipWidth;
+    s.harlan = tuning.interpolationMethod == 1;
+    s.maxMigFreqRel = std::clamp(tuning.maxMigFreqRel, 0.01f, 1.f);
+    s.harlanThreshold = std::clamp(tuning.harlanThreshold, 0.01f, 10.f);
+    return s;
+}
+
 namespace {
 
 // The order of nt comes from all samples, time zero included. A plan that can't be made is std::bad_alloc, and so is a
@@ -78,20 +97,7 @@ StoltSettings Settings(const AlgoFkMigration::InternalAlgoParams& internal, cons
     const std::int64_t orderX = CeilLog2(props.ascansPerBscan);
     const std::int64_t orderT = std::int64_t{CeilLog2(props.samplesPerAscan)} + internal.depthSpectrumSizeExtension;
     if (orderT < 0 || orderX + orderT > 29) throw IPP::BadAllocation();
-    StoltSettings s;
-    s.nx = 1 << orderX;
-    s.nt = 1 << orderT;
-    s.deltaT = sampling.delta_t;
-    s.deltaX = sampling.delta_x;
-    s.permittivity = permittivity;
-    s.useFrequencyMask = internal.useFrequencyMask;
-    s.useDipMask = internal.useDipMask;
-    s.dipMax = std::clamp(internal.dipMax, 0.f, 90.f);
-    s.dipWidth = internal.dipWidth;
-    s.harlan = internal.interpolationMethod == 1;
-    s.maxMigFreqRel = std::clamp(internal.maxMigFreqRel, 0.01f, 1.f);
-    s.harlanThreshold = std::clamp(internal.harlanThreshold, 0.01f, 10.f);
-    return s;
+    return FkSettings(internal, sampling, permittivity, 1 << orderT, 1 << orderX);
 }
 
 } // namespace

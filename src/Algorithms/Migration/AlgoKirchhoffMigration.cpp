@@ -7,6 +7,7 @@
 
 #include "Algorithms/Migration/DiffractionStack.h"
 #include "Algorithms/Migration/MigrationBlocks.h"
+#include "Algorithms/Migration/RmsSpeed.h"
 #include "Framework/Channels.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
@@ -80,29 +81,7 @@ ImageProps AlgoKirchhoffMigration::GetAdjustedImageDimensions(const ImageProps& 
 
 void AlgoKirchhoffMigration::GenerateVelocityVector(IPP::Array<float>& velocity,
                                                     const std::vector<Overlay>& overlays) const {
-    const auto speed = [](float permittivity) { return 3e8 / std::sqrt(double(std::max(permittivity, 1.f))); };
-    const auto samplesOf = [&](const Overlay& layer) {
-        return std::trunc(layer.Thickness / speed(layer.Permittivity) / globalSettings.delta_t + 0.5);
-    };
-    const int n = velocity.size;
-    IPP::Array<float> interval(n);
-    auto layer = overlays.begin();
-    double boundary = layer == overlays.end() ? -1. : samplesOf(*layer);
-    double current = layer == overlays.end() ? speed(params.permittivity) : speed(layer->Permittivity);
-    for (int i = 0; i < n; ++i) {
-        if (i == boundary) {
-            ++layer;
-            if (layer != overlays.end() && samplesOf(*layer) > 0.) {
-                boundary += samplesOf(*layer);
-                current = speed(layer->Permittivity);
-            } else {
-                boundary = n;
-                current = speed(params.permittivity);
-            }
-        }
-        interval[i] = static_cast<float>(current);
-    }
-    velocity.RootMeanSquare(interval, globalSettings.delta_t);
+    RmsSpeed(overlays, params.permittivity, globalSettings.delta_t, velocity);
 }
 
 void AlgoKirchhoffMigration::Execute(const float* in, const ImageProps& inProps, float* out, const ImageProps&) const {

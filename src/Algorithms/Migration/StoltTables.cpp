@@ -85,15 +85,41 @@ bool StoltSettings::operator==(const StoltSettings& o) const {
     return all(*this) == all(o);
 }
 
-StoltTables::StoltTables(const StoltSettings& s) : settings(s), nx(s.nx), nyquist(s.nt / 2) {
-    const FrequencyBand band(s);
-    const std::vector<float> frequencyMask = FrequencyMask(s, band);
+double StoltTables::ColumnBin(const StoltSettings& s, double k) {
     const double halfSpeed = kSpeedOfLight / std::sqrt(static_cast<double>(s.permittivity)) * 0.5;
     const double df = 0.5 / s.deltaT / (s.nt / 2); // hertz
-    Reserve(static_cast<std::size_t>(nx / 2 + 1) * (s.useFrequencyMask ? std::min(band.last, nyquist) : nyquist));
-    for (int h = 0; h <= nx / 2; ++h) {
-        const double kx = static_cast<double>(h) / nx / s.deltaX; // cycles per metre
-        const double columnBin = halfSpeed * kx / df;
+    return halfSpeed * k / df;
+}
+
+namespace {
+
+std::vector<double> ColumnBinsAlong(const StoltSettings& s) {
+    std::vector<double> bins;
+    for (int h = 0; h <= s.nx / 2; ++h)
+        bins.push_back(StoltTables::ColumnBin(s, static_cast<double>(h) / s.nx / s.deltaX));
+    return bins;
+}
+
+} // namespace
+
+StoltTables::StoltTables(const StoltSettings& s) : StoltTables(s, ColumnBinsAlong(s)) {
+    lastImageBin = lastRecordBin = 0;
+    for (const Column& column : columns) {
+        if (column.count == 0) continue;
+        lastImageBin = std::max(lastImageBin, column.first + column.count - 1);
+        const int bin = bins[column.offset + static_cast<std::size_t>(column.count) - 1] + 1; // the last is the highest
+        lastRecordBin = std::max(lastRecordBin, std::min(nyquist, bin + kTaps - 1 - kTapsBelow));
+    }
+}
+
+StoltTables::StoltTables(const StoltSettings& s, const std::vector<double>& columnBins)
+    : settings(s), nx(s.nx), nyquist(s.nt / 2) {
+    const FrequencyBand band(s);
+    const std::vector<float> frequencyMask = FrequencyMask(s, band);
+    lastImageBin = s.useFrequencyMask ? std::min(band.last, nyquist) : nyquist;
+    lastRecordBin = nyquist;
+    Reserve(columnBins.size() * static_cast<std::size_t>(lastImageBin));
+    for (const double columnBin : columnBins) {
         std::vector<float> pass = DipMask(s, columnBin, band.last);
         for (std::size_t j = 0; j < pass.size(); ++j) pass[j] *= frequencyMask[j];
         AddColumn(columnBin, pass);
@@ -121,44 +147,32 @@ void StoltTables::AddColumn(double columnBin, const std::vector<float>& pass) {
     int end = nyquist + 1; // first bin that isn't filled
     while (column.first < end && pass[column.first] == 0.f) ++column.first;
     while (end > column.first && (pass[end - 1] == 0.f || !(position(end - 1) <= nyquist))) --end;
-    column.count = end - column.first;
-    for (int j = column.first; j < end; ++j) {
-        const double r = position(j);
+    column.count = std::max(end - column.first, 0);
+    const std::size_t count = static_cast<std::size_t>(column.count), total = column.offset + count;
+    bins.resize(total);
+    taps.resize(total * kTapStride);
+    factorRe.resize(total);
+    factorIm.resize(total);
+    std::vector<float> fractions(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const double r = position(column.first + static_cast<int>(i));
         const int bin = std::min(nyquist, static_cast<int>(std::floor(r + 0.00005)));
-        AddRead(bin, static_cast<float>(std::abs(r - bin)), pass[j]);
-        lastRecordBin = std::max(lastRecordBin, std::min(nyquist, bin + kTaps - 1 - kTapsBelow));
+        bins[column.offset + i] = bin - 1; // where the first tap's bin i0 - 4 stands in the copy of MapColumn
+        fractions[i] = static_cast<float>(std::abs(r - bin));
     }
-    if (column.count > 0) lastImageBin = std::max(lastImageBin, end - 1);
-    columns.push_back(column);
-}
-
-void StoltTables::AddRead(int bin, float fraction, float pass) {
-    bins.push_back(bin - 1); // where the first tap's bin i0 - 4 stands in the copy of MapColumn
-    taps.resize(taps.size() + kTapStride, 0.f);
-    float* tap = taps.data() + taps.size() - kTapStride;
-    float re = 1.f;
-    float im = 0.f;
-    if (pass == 0.f) {
-        re = 0.f;
-    } else if (!settings.harlan) {
-        tap[kTapsBelow] = pass * (1.f - fraction);
-        tap[kTapsBelow + 1] = pass * fraction;
-    } else if (fraction <= settings.harlanThreshold) {
-        tap[kTapsBelow] = 1.f;
-    } else {
-        // n runs -4 .. 5: ten terms, one more above the bin than below it (Harlan's windowed sinc, for the mapping of
-        // Stolt, Geophysics 43 (1978), 23-48). The mask is a gate only.
-        for (int t = 0; t < kTaps; ++t) {
-            const float u = fraction - static_cast<float>(t - kTapsBelow);
-            tap[t] = (6.f - std::abs(u)) / u;
+    float* const tap = taps.data() + column.offset * kTapStride;
+    float *const re = factorRe.data() + column.offset, *const im = factorIm.data() + column.offset;
+    if (settings.harlan && count > 0) // the masks are gates only
+        IPP::Simd::Active().harlanTaps(fractions.data(), column.count, settings.harlanThreshold, tap, re, im);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float weight = pass[static_cast<std::size_t>(column.first) + i];
+        if (!settings.harlan) {
+            tap[i * kTapStride + kTapsBelow] = weight * (1.f - fractions[i]);
+            tap[i * kTapStride + kTapsBelow + 1] = weight * fractions[i];
         }
-        constexpr float kScale = 0.053051647f; // 1 / (6 pi)
-        const float sine = std::sin(kPi * fraction);
-        re = sine * std::cos(kPi * fraction) * kScale;
-        im = -sine * sine * kScale;
+        if (!settings.harlan || weight == 0.f) re[i] = weight == 0.f ? 0.f : 1.f, im[i] = 0.f;
     }
-    factorRe.push_back(re);
-    factorIm.push_back(im);
+    columns.push_back(column);
 }
 
 void StoltTables::MapColumn(int h, float* re, float* im, std::vector<float>& record) const {

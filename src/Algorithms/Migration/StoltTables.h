@@ -47,6 +47,13 @@ public:
 
     explicit StoltTables(const StoltSettings& settings);
 
+    /// Of columns of other wavenumbers, vh k in bins, for h = 0 .. nx / 2, k the horizontal wavenumber. All bins that a
+    /// column may touch count for LastImageBin and LastRecordBin.
+    StoltTables(const StoltSettings& settings, const std::vector<double>& columnBins);
+
+    /// vh k in bins, for k in cycles per metre.
+    static double ColumnBin(const StoltSettings& settings, double k);
+
     bool Serves(const StoltSettings& wanted) const { return settings == wanted; }
     std::size_t Bytes() const;
 
@@ -63,7 +70,6 @@ public:
 private:
     void Reserve(std::size_t reads);
     void AddColumn(double columnBin, const std::vector<float>& pass);
-    void AddRead(int bin, float fraction, float pass);
 
     StoltSettings settings;
     int nx;

@@ -19,6 +19,9 @@ constexpr int kWeightedRun = 64;
 /// Rows and columns of a tile of sums of products.
 constexpr int kTileRows = 4, kTileColumns = 16;
 
+/// Rows and columns of a tile of sums along curves.
+constexpr int kCurveRows = 8, kCurveColumns = 32;
+
 /// The vector kernels of one instruction set. They check nothing: lengths are at least 1 and pointers valid, the length
 /// of a sum may be 0. Sums accumulate in 64-bit floats. A NaN goes through element operations; in a minimum or maximum
 /// it counts or not as the processor's instruction has it.
@@ -113,6 +116,23 @@ struct Kernels {
     /// sums[r * sumsStep + c] += sum over k < count of a[k * step + r] b[k * step + c], r below kTileRows, c below
     /// kTileColumns.
     void (*tileProducts)(const double* a, const double* b, long step, int count, double* sums, long sumsStep);
+
+    /// A tile of sums along curves, each row with its own, on both sides of its columns: with n = kCurveRows k + r,
+    /// sums[kCurveColumns r + c] += sum of weights[n] src[offsets[n] + c + k] over k below right, and of
+    /// weights[n] src[offsets[n] + c - k] over k = 1 .. left.
+    void (*curveTile)(const int* offsets, const float* weights, int right, int left, const float* src, float* sums);
+
+    /// The mean of two legs, and how much it differs between neighbours, for x[k] = k dx, k below len:
+    /// r1 = sqrt((x + ax)^2 + (y + ay)^2 + t^2), r2 = sqrt((x - ax)^2 + (y - ay)^2 + t^2), times[k] = (r1 + r2) / 2,
+    /// moveouts[k] = the larger of dx |d times / dx| and dy |d times / dy|. All in one unit; t is above 0.
+    void (*twoLegTimes)(double t, double y, double ax, double ay, double dx, double dy, double* times, double* moveouts,
+                        int len);
+
+    /// Taps and factors of reads between bins, as tapReads takes them, by Harlan's windowed sinc: with u[i] the
+    /// distance behind the lower bin, 0 .. 1, taps[12 i + t] = (6 - |u - n|) / (u - n) for n = t - 4, t below 10, 0 for
+    /// t = 10 and 11, and the factor sin(pi u) exp(-i pi u) / (6 pi), to 2e-7 of the largest; up to the threshold the
+    /// lower bin alone with the factor 1.
+    void (*harlanTaps)(const float* u, int count, float threshold, float* taps, float* factorRe, float* factorIm);
 };
 
 extern const Kernels kernelsBaseline;

@@ -612,6 +612,102 @@ void WeightedRows(const int* offsets, const float* weights, int count, const flo
     }
 }
 
+// Columns of a tile that stay in registers along the curves. The rows lie close together wherever they are read, so
+// that most reads find them in the first cache.
+struct CurveColumns {
+    typedef float Register __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
+    static constexpr int kFloats = 2 * kLanes;
+    static constexpr int kRegisters = kLanes == 8 ? 2 : 1; // beside each other
+    static constexpr int kColumns = kRegisters * kFloats;
+    static_assert(kCurveColumns % kColumns == 0, "whole registers only");
+
+    Register run[kCurveRows][kRegisters];
+
+    static const Register& At(const float* p, int i) { return *reinterpret_cast<const Register*>(p + kFloats * i); }
+    void Load(const float* sums) {
+        for (int r = 0; r < kCurveRows; ++r)
+            for (int i = 0; i < kRegisters; ++i) run[r][i] = At(sums + kCurveColumns * r, i);
+    }
+    void Store(float* sums) const {
+        for (int r = 0; r < kCurveRows; ++r)
+            for (int i = 0; i < kRegisters; ++i)
+                *reinterpret_cast<Register*>(sums + kCurveColumns * r + kFloats * i) = run[r][i];
+    }
+    // Distances begin .. end - 1 on one side.
+    void Side(const int* offsets, const float* weights, int begin, int end, const float* src, int step) {
+        for (long k = begin; k < end; ++k)
+            for (int r = 0; r < kCurveRows; ++r) {
+                const float* const p = src + offsets[kCurveRows * k + r] + step * k;
+                for (int i = 0; i < kRegisters; ++i) run[r][i] += weights[kCurveRows * k + r] * At(p, i);
+            }
+    }
+    void Sides(const int* offsets, const float* weights, int begin, int end, const float* src) {
+        for (long k = begin; k < end; ++k)
+            for (int r = 0; r < kCurveRows; ++r) {
+                const float* const p = src + offsets[kCurveRows * k + r];
+                for (int i = 0; i < kRegisters; ++i)
+                    run[r][i] += weights[kCurveRows * k + r] * (At(p - k, i) + At(p + k, i));
+            }
+    }
+};
+
+void CurveTile(const int* offsets, const float* weights, int right, int left, const float* src, float* sums) {
+    const int both = left + 1 < right ? left + 1 : right, first = right < 1 ? right : 1;
+    for (int c = 0; c < kCurveColumns; c += CurveColumns::kColumns) {
+        CurveColumns columns;
+        columns.Load(sums + c);
+        columns.Side(offsets, weights, 0, first, src + c, 1);
+        columns.Sides(offsets, weights, 1, both, src + c);
+        columns.Side(offsets, weights, both > 1 ? both : 1, right, src + c, 1);
+        columns.Side(offsets, weights, both > 1 ? both : 1, left + 1, src + c, -1);
+        columns.Store(sums + c);
+    }
+}
+
+void TwoLegTimes(double t, double y, double ax, double ay, double dx, double dy, double* times, double* moveouts,
+                 int len) {
+    const double y1 = y + ay, y2 = y - ay, rest1 = y1 * y1 + t * t, rest2 = y2 * y2 + t * t;
+#pragma omp simd
+    for (int k = 0; k < len; ++k) {
+        const double x1 = k * dx + ax, x2 = k * dx - ax;
+        const double r1 = __builtin_sqrt(x1 * x1 + rest1), r2 = __builtin_sqrt(x2 * x2 + rest2);
+        const double along = 0.5 * dx * __builtin_fabs(x1 / r1 + x2 / r2),
+                     across = 0.5 * dy * __builtin_fabs(y1 / r1 + y2 / r2);
+        times[k] = 0.5 * (r1 + r2);
+        moveouts[k] = along > across ? along : across;
+    }
+}
+
+// Sine and cosine by their series around the middle, where pi u turns by a quarter: the first term left out is below
+// 1e-9.
+void HarlanTaps(const float* u, int count, float threshold, float* taps, float* factorRe, float* factorIm) {
+    constexpr double kPi = 3.14159265358979323846;
+#pragma omp simd
+    for (int i = 0; i < count; ++i) {
+        const double x = kPi * (static_cast<double>(u[i]) - 0.5), y = x * x;
+        const double sine = 1. - y / 2 * (1. - y / 12 * (1. - y / 30 * (1. - y / 56 * (1. - y / 90 * (1. - y / 132)))));
+        const double cosine =
+            -x * (1. - y / 6 * (1. - y / 20 * (1. - y / 42 * (1. - y / 72 * (1. - y / 110 * (1. - y / 156))))));
+        const bool nearest = u[i] <= threshold;
+        factorRe[i] = nearest ? 1.f : static_cast<float>(sine * cosine / (6. * kPi));
+        factorIm[i] = nearest ? 0.f : static_cast<float>(-sine * sine / (6. * kPi));
+    }
+    const Four places[3] = {{4, 3, 2, 1}, {0, -1, -2, -3}, {-4, -5, 0, 0}}, one = {1, 1, 1, 1};
+    const Four all = {1, 1, 1, 1}, two = {1, 1, 0, 0}, alone = {1, 0, 0, 0}, none = {0, 0, 0, 0};
+    for (int i = 0; i < count; ++i, taps += 12) {
+        if (u[i] <= threshold) {
+            *reinterpret_cast<Four*>(taps) = none;
+            *reinterpret_cast<Four*>(taps + 4) = alone;
+            *reinterpret_cast<Four*>(taps + 8) = none;
+            continue;
+        }
+        for (int k = 0; k < 3; ++k) {
+            const Four apart = u[i] * one + places[k], size = apart < 0.f ? -apart : apart;
+            *reinterpret_cast<Four*>(taps + 4 * k) = (k < 2 ? all : two) * ((6.f - size) / apart);
+        }
+    }
+}
+
 void Spread(const int* starts, const float* weights, const float* values, int count, float* grid) {
     for (int i = 0; i < count; ++i) {
         const Four value = Load(values + 4 * i);
@@ -691,13 +787,14 @@ void TileProducts(const double* a, const double* b, long step, int count, double
 } // namespace
 
 extern const Kernels TZM_KERNEL_TABLE = {
-    &Set,          &Mul,          &MulComplex, &AddC,          &MulC,           &Sqr,
-    &Magnitude,    &Conj,         &MaxEvery,   &MinEvery,      &ThresholdAbove, &Flip,
-    &MinMax,       &MaxInt,       &Sum,        &Sub,           &TapReads,       &Correlate,
-    &SumOfSquares, &Interpolate,  &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
-    &Product,      &Floored,      &Quotients,  &Larger,        &Numbers,        &RootMeans,
-    &MinMaxOfSums, &StreamCopy,   &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
-    &StreamLines,  &WeightedRows, &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians,
-    &DotWide,      &AddScaledWide, &FoldRow,   &TileProducts};
+    &Set,          &Mul,           &MulComplex, &AddC,          &MulC,           &Sqr,
+    &Magnitude,    &Conj,          &MaxEvery,   &MinEvery,      &ThresholdAbove, &Flip,
+    &MinMax,       &MaxInt,        &Sum,        &Sub,           &TapReads,       &Correlate,
+    &SumOfSquares, &Interpolate,   &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
+    &Product,      &Floored,       &Quotients,  &Larger,        &Numbers,        &RootMeans,
+    &MinMaxOfSums, &StreamCopy,    &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
+    &StreamLines,  &WeightedRows,  &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians,
+    &DotWide,      &AddScaledWide, &FoldRow,    &TileProducts,  &CurveTile,      &TwoLegTimes,
+    &HarlanTaps};
 
 } // namespace IPP::Simd
