@@ -1,5 +1,5 @@
 # Components: Core, Formats and CoreDevelopment, what needs no VTK; Runtime and Development, the library of the VTK classes; Tools, the
-# host program.
+# host program; Python, the module tzm.
 include(CMakePackageConfigHelpers)
 
 set(tzm_package vtkTZMProcessChainImaging)
@@ -65,6 +65,10 @@ if(TZM_BUILD_APPS)
   tzm_install_licence(Tools tzmchain)
 endif()
 
+if(TZM_BUILD_PYTHON)
+  tzm_install_licence(Python python3-tzm)
+endif()
+
 # Debian packages: cpack -G DEB
 set(CPACK_PACKAGE_NAME vtktzmprocesschainimaging)
 set(CPACK_PACKAGE_VENDOR "vtkTZMProcessChainImaging developers")
@@ -103,5 +107,13 @@ endif()
 if(TZM_BUILD_APPS)
   tzm_debian_package(Tools tzmchain science "program" "libvtktzmprocesschainimaging${tzm_soversion} ${same}"
     "libtzmformats${tzm_soversion} ${same}")
+endif()
+if(TZM_BUILD_PYTHON)
+  math(EXPR tzm_next_python "${Python3_VERSION_MINOR} + 1") # an extension is for one minor version
+  tzm_debian_package(Python python3-tzm python "Python module" "libtzmcore${tzm_soversion} ${same}"
+    "libtzmformats${tzm_soversion} ${same}" "python3 (>= 3.${Python3_VERSION_MINOR})" "python3 (<< 3.${tzm_next_python})"
+    python3-numpy)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-matplotlib, python3-xarray")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-distributed, python3-zarr, python3-tqdm")
 endif()
 include(CPack)

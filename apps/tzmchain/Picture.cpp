@@ -1,5 +1,7 @@
 #include "Picture.h"
 
+#include "Colours.h"
+
 #include "Recording/Refusal.h"
 #include "Recording/private/Text.h"
 
@@ -31,10 +33,6 @@ constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
 /// run from one to another, the steps would show.
 constexpr int kShades = 52, kShadesOfColours = 256;
 
-struct Rgb {
-    double r, g, b;
-};
-
 template <std::size_t N>
 Rgb Interpolate(const std::array<Rgb, N>& stops, double t) {
     const double place = std::clamp(t, 0.0, 1.0) * (N - 1);
@@ -46,18 +44,8 @@ Rgb Interpolate(const std::array<Rgb, N>& stops, double t) {
 
 /// Colour of `t`, 0 at the low end of the range and 1 at its high end.
 Rgb Colour(double t, bool isSigned, Colours colours) {
-    static constexpr std::array<Rgb, 2> grey = {{{0, 0, 0}, {1, 1, 1}}};
-    static constexpr std::array<Rgb, 5> seismic = {
-        {{0.05, 0.10, 0.40}, {0.20, 0.40, 0.90}, {1, 1, 1}, {0.90, 0.25, 0.20}, {0.40, 0.02, 0.05}}};
-    static constexpr std::array<Rgb, 7> heat = {{{0.01, 0.01, 0.05},
-                                                 {0.22, 0.06, 0.37},
-                                                 {0.51, 0.15, 0.43},
-                                                 {0.79, 0.27, 0.33},
-                                                 {0.96, 0.49, 0.17},
-                                                 {0.98, 0.75, 0.20},
-                                                 {0.99, 0.99, 0.80}}}; // lightness rises evenly
-    if (!isSigned) return Interpolate(heat, t);
-    return colours == Colours::Grey ? Interpolate(grey, t) : Interpolate(seismic, t);
+    if (!isSigned) return Interpolate(kHeat, t);
+    return colours == Colours::Grey ? Interpolate(kGrey, t) : Interpolate(kSeismic, t);
 }
 
 /// Of 8 bits: red, green, blue.

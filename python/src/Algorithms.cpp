@@ -9,6 +9,7 @@
 #include "Json.h"
 #include "Recording/private/Text.h"
 #include "Run.h"
+#include "Steps.h"
 
 namespace tzmpy {
 
@@ -61,7 +62,12 @@ py::list Rows() {
     return rows;
 }
 
-/// A step with the same parameters.
+void Tell(std::vector<std::string>& lines, const std::vector<std::string>& more, const char* prefix = "") {
+    for (const std::string& line : more) lines.push_back(prefix + line);
+}
+
+} // namespace
+
 Step Copied(const Step& step) {
     Step copy(step.Info());
     for (const std::string& parameter : step.given) copy.Set(parameter, step.Get(parameter));
@@ -74,18 +80,6 @@ Chain ChainOf(const std::vector<const Step*>& steps) {
     return chain;
 }
 
-void Tell(std::vector<std::string>& lines, const std::vector<std::string>& more, const char* prefix = "") {
-    for (const std::string& line : more) lines.push_back(prefix + line);
-}
-
-/// What a chain is told for a run.
-struct Told {
-    py::object config, calibration;
-    GivenNumbers numbers;
-    int threads = 0;
-};
-
-/// Settles and checks. Gives the warnings.
 std::vector<std::string> Prepare(Chain& chain, Recording& recording, const GivenNumbers& numbers) {
     std::vector<std::string> warnings;
     if (!recording.knowsDeltaX)
@@ -96,6 +90,8 @@ std::vector<std::string> Prepare(Chain& chain, Recording& recording, const Given
         Tell(warnings, SkippedKeys(ParseJson(AlgoBase::GetConfigString(), "config")));
     return warnings;
 }
+
+namespace {
 
 Block RunChain(const std::vector<const Step*>& steps, const Block& block, const py::object& config,
                const py::object& calibration, std::optional<int> timeZero, std::optional<double> permittivity,

@@ -178,6 +178,7 @@ void ForEachField(Visitor&& visit) {
     visit("placement", &Recording::placement,
           "tuple or None: east, north, height (m) of the first A-scan, then two unit vectors (east, north): along the "
           "scan, and from B-scan to B-scan");
+    visit("backwards", &Recording::backwards, "bool: the file tells that its last A-scan lies ahead of the first one");
     visit("bits", &Recording::bits, "int or None: width of a sample of the digitiser");
     visit("file", &Recording::file, "str: the file that held the samples");
     visit("format", &Recording::format, "str: its form");
@@ -206,6 +207,11 @@ void Set(Block& block, const std::string& wanted, const py::handle& value) {
     if (!known) throw py::type_error("Recording has no attribute '" + wanted + "'");
 }
 
+void SetAll(Block& block, const py::dict& fields) {
+    for (const auto& [name, value] : fields)
+        if (!value.is_none()) Set(block, name.cast<std::string>(), value);
+}
+
 Block Make(const py::object& array, const py::kwargs& fields) {
     const Input input = InputOf(array);
     if (input.array.ndim() < 2)
@@ -215,13 +221,12 @@ Block Make(const py::object& array, const py::kwargs& fields) {
     block.data = input.samples;
     block.writable = input.array.writeable();
     block.array = input.array.ndim() == 3 ? py::object(input.array) : input.array.attr("__getitem__")(py::none());
-    // Lists that must match others come in any order: what is told is looked at when all of it stands.
-    for (const auto& [name, value] : fields)
-        if (!value.is_none()) Set(block, name.cast<std::string>(), value);
+    SetAll(block, fields);
     return block;
 }
 
 py::object Data(Block& block) {
+    if (!block.data) return py::none();
     if (!block.array) {
         block.array = ArrayOf(block);
         if (!block.writable) block.array.attr("setflags")(py::arg("write") = false);
@@ -236,6 +241,16 @@ py::dict About(const Block& block) {
 }
 
 } // namespace
+
+Block AboutOf(const std::tuple<int, int, int>& shape, const py::dict& fields) {
+    const auto [bscans, ascans, samples] = shape;
+    if (bscans < 1 || ascans < 1 || samples < 1) throw py::value_error("a block has at least one element");
+    Block block;
+    block.size = {samples, ascans, bscans};
+    SetAll(block, fields);
+    if (fields.contains("knows_delta_x")) block.knowsDeltaX = fields["knows_delta_x"].cast<bool>();
+    return block;
+}
 
 void BindRecording(py::module_& module) {
     py::class_<Block> recording(module, "Recording");
@@ -258,6 +273,7 @@ void BindRecording(py::module_& module) {
             name, [field](const Block& block) { return Shown(block.*field); },
             [name](Block& block, const py::object& value) { Set(block, name, value); }, meaning);
     });
+    module.def("about_of", &AboutOf, py::arg("shape"), py::arg("about"));
     py::list fields;
     ForEachField([&](const char* name, auto, const char* meaning) { fields.append(py::make_tuple(name, meaning)); });
     module.attr("RECORDING_FIELDS") = py::tuple(fields);

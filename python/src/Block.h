@@ -3,6 +3,8 @@
 #include <pybind11/numpy.h>
 
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "Recording/Recording.h"
 
@@ -32,6 +34,9 @@ Input InputOf(const pybind11::object& block);
 /// The samples of a recording as an array, which keeps them alive. \param dimensions of bscans, ascans, samples; the
 /// first ones may be missing
 pybind11::array_t<float> ArrayOf(const TZM::Recording& recording, int dimensions = 3);
+
+/// A recording without samples. \param shape bscans, ascans, samples; ValueError for sizes below 1 and what doesn't fit
+Block AboutOf(const std::tuple<int, int, int>& shape, const pybind11::dict& fields);
 
 /// Adds the class Recording.
 void BindRecording(pybind11::module_& module);

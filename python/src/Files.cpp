@@ -5,6 +5,7 @@
 #include <pybind11/stl/filesystem.h>
 
 #include "Block.h"
+#include "Colours.h"
 #include "Formats/Formats.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
@@ -143,6 +144,13 @@ py::list FormatList() {
     return list;
 }
 
+template <std::size_t N>
+py::list ColourList(const std::array<tzmchain::Rgb, N>& colours) {
+    py::list list;
+    for (const auto& [r, g, b] : colours) list.append(py::make_tuple(r, g, b));
+    return list;
+}
+
 Block DemoScene(bool mesh, int lanes, int ascans) {
     if (lanes < 1 || lanes > 1000 || ascans < 2 || ascans > 100000)
         throw py::value_error("a scene has 1 to 1000 lanes of 2 to 100000 A-scans");
@@ -180,6 +188,9 @@ void BindFiles(py::module_& module) {
     module.def("write", &Write, py::arg("recording"), py::arg("file"));
     module.def("formats", &FormatList);
     module.def("load_vti", &LoadVti);
+    module.attr("COLOURS") =
+        py::dict(py::arg("grey") = ColourList(tzmchain::kGrey), py::arg("seismic") = ColourList(tzmchain::kSeismic),
+                 py::arg("heat") = ColourList(tzmchain::kHeat));
     module.def("demo_scene", &DemoScene, py::arg("mesh"), py::arg("lanes"), py::arg("ascans"));
 }
 

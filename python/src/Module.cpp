@@ -10,5 +10,7 @@ PYBIND11_MODULE(_core, module) {
     BindRecording(module);
     BindFiles(module);
     BindRun(module);
+    BindFocus(module);
+    BindParts(module);
     BindArrayLayer(module);
 }

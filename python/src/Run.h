@@ -72,6 +72,8 @@ void KeepLog();
 
 void BindErrors(pybind11::module_& module);
 void BindRun(pybind11::module_& module);
+void BindFocus(pybind11::module_& module);
+void BindParts(pybind11::module_& module);
 void BindArrayLayer(pybind11::module_& module);
 
 } // namespace tzmpy

@@ -11,7 +11,7 @@ SANITIZED = "libasan" in os.environ.get("LD_PRELOAD", "")
 @pytest.fixture(scope="session")
 def scene():
     """Seven lanes of the demo's slab."""
-    return tzm._core.demo_scene(False, 7, 64)
+    return tzm.demo(ascans=64)
 
 
 @pytest.fixture

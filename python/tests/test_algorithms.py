@@ -120,3 +120,35 @@ def test_intervals_and_documents_of_a_call_leave_none_behind(noise):
         tzm.FkMigration()(noise, config="{not JSON")
     with pytest.raises(ValueError):
         tzm.FkMigration()(tzm.Recording(noise), delta_t=1e-10)
+
+
+def test_the_array_layer_does_what_scipy_does(noise):
+    signal = pytest.importorskip("scipy.signal")
+    long = np.random.default_rng(2).normal(size=(3, 2, 1500)).astype(np.float32)
+    np.testing.assert_allclose(tzm.hilbert_envelope(long), np.abs(signal.hilbert(long.astype(float))), atol=2e-6 * np.abs(long).max())
+    assert np.isnan(tzm.hilbert_envelope([[1, np.nan, 2, 3]])).all()
+    for kind, theirs in [("hann", "hann"), ("hamming", "hamming"), ("bartlett", "bartlett"), ("blackman", "blackman")]:
+        np.testing.assert_allclose(tzm.window(kind, 33), signal.get_window(theirs, 33, fftbins=False), atol=1e-6)
+    b, a = tzm.iir_design("highpass", 0.05, order=3)
+    np.testing.assert_allclose((b, a), signal.butter(3, 0.1, "high"), atol=1e-9)
+    chebyshev = tzm.iir_design("lowpass", 0.1, order=4, ripple=1)
+    np.testing.assert_allclose(chebyshev, signal.cheby1(4, 1, 0.2), atol=1e-9)
+    b, a = tzm.iir_design("lowpass", 0.1)
+    smooth = tzm.filter_zero_phase(b, a, noise)
+    inner = slice(30, 66)  # ends are extended in other ways
+    expected = signal.filtfilt(b, a, noise.astype(float), axis=-1)
+    np.testing.assert_allclose(smooth[..., inner], expected[..., inner], atol=1e-2)
+    for wrong in [lambda: tzm.window("gauss", 9), lambda: tzm.window("hann", 2), lambda: tzm.iir_design("lowpass", 0.7),
+                  lambda: tzm.iir_design("bandpass", 0.1), lambda: tzm.filter_zero_phase([1], [1], noise)]:
+        with pytest.raises(ValueError):
+            wrong()
+
+
+def test_the_permittivity_of_a_slab_is_found():
+    found = tzm.focus(tzm.demo(lanes=2))
+    assert found.curve.shape == (40, 3) and found.verdict in ("found", "ambiguous", "nothing")
+    assert found.permittivity is None or 3 <= found.permittivity <= 20
+    with pytest.raises(tzm.Cancelled):
+        tzm.focus(tzm.demo(lanes=1), progress=lambda share: False)
+    with pytest.raises(ValueError):
+        tzm.focus(tzm.demo(lanes=1), low=9, high=3)

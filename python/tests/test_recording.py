@@ -141,7 +141,8 @@ def test_files_are_read_as_they_were_written(scene, tmp_path):
     np.testing.assert_array_equal(source.read(5, 10).data, scene.data[5:15])
     with pytest.raises(IndexError):
         source.read(30, 6)
-    two = tzm.read([tmp_path / "line.f32", tmp_path / "line.f32"])
+    scene.write(tmp_path / "line2.f32")
+    two = tzm.read([tmp_path / "line.f32", tmp_path / "line2.f32"])
     assert two.shape == (70, 64, 512)
 
 

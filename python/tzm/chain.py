@@ -250,10 +250,10 @@ class _Bar:
         wanted = sys.stderr is not None and sys.stderr.isatty() or "ipykernel" in sys.modules
         if progress is True or (progress is None and wanted):
             try:
-                from tqdm.auto import tqdm
+                from tqdm import tqdm
             except ImportError:
                 return
-            self.bar = tqdm(total=float(len(steps)), delay=0.5, bar_format="{desc}: {percentage:3.0f}%|{bar}| {elapsed}")
+            self.bar = tqdm(total=float(len(steps)), delay=0.5, leave=False, bar_format="{desc}{percentage:3.0f}%|{bar}| {elapsed}")
 
     def __enter__(self) -> Optional[Callable[[int, float], Any]]:
         return self.tell if self.told or self.bar is not None else None

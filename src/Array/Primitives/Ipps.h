@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Array/Export.h"
 #include "Array/Primitives/IppTypes.h"
 
 /// Signal primitives. Every one with a length refuses a null pointer with -8 and a length below 1 with -6, unless its
@@ -60,18 +61,18 @@ IppStatus ippsAutoCorr_NormA_32f(const Ipp32f* src, int srcLen, Ipp32f* dst, int
 IppStatus ippsAutoCorr_NormB_32f(const Ipp32f* src, int srcLen, Ipp32f* dst, int dstLen);
 
 // IIR filters: 2 * order + 2 taps, B0 .. Bn, then A0 .. An. Type 0 is Butterworth, 1 Chebyshev I with ripple in dB.
-IppStatus ippsIIRGenLowpass_64f(Ipp64f frequency, Ipp64f ripple, int order, Ipp64f* taps, int type);
-IppStatus ippsIIRGenHighpass_64f(Ipp64f frequency, Ipp64f ripple, int order, Ipp64f* taps, int type);
+TZM_EXPORT IppStatus ippsIIRGenLowpass_64f(Ipp64f frequency, Ipp64f ripple, int order, Ipp64f* taps, int type);
+TZM_EXPORT IppStatus ippsIIRGenHighpass_64f(Ipp64f frequency, Ipp64f ripple, int order, Ipp64f* taps, int type);
 IppStatus ippsIIRInitAlloc64f_32f(IppsIIRState64f_32f** state, const Ipp64f* taps, int order, const Ipp64f* delayLine);
 IppStatus ippsIIR64f_32f_I(Ipp32f* srcDst, int len, IppsIIRState64f_32f* state);
 IppStatus ippsIIRFree64f_32f(IppsIIRState64f_32f* state);
 
 // Windows, multiplied onto the block; theta = 2 pi n / (len - 1).
-IppStatus ippsWinHamming_32f_I(Ipp32f* srcDst, int len);
-IppStatus ippsWinHann_32f_I(Ipp32f* srcDst, int len);
-IppStatus ippsWinBartlett_32f_I(Ipp32f* srcDst, int len);
-IppStatus ippsWinBlackman_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
-IppStatus ippsWinKaiser_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
+TZM_EXPORT IppStatus ippsWinHamming_32f_I(Ipp32f* srcDst, int len);
+TZM_EXPORT IppStatus ippsWinHann_32f_I(Ipp32f* srcDst, int len);
+TZM_EXPORT IppStatus ippsWinBartlett_32f_I(Ipp32f* srcDst, int len);
+TZM_EXPORT IppStatus ippsWinBlackman_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
+TZM_EXPORT IppStatus ippsWinKaiser_32f_I(Ipp32f* srcDst, int len, Ipp32f alpha);
 
 // Transforms. A state is made once and only read afterwards, so that threads share it. A null buffer is the rule:
 // the transform has work memory of its own. src may equal dst, but not in ippsHilbert.

@@ -1,0 +1,6 @@
+"""Envelope: a reflector shows as one positive peak."""
+import tzm
+from draw import compare, prepared
+
+before = prepared("Mig2Post")
+compare({"migrated": before, "envelope": tzm.Mig2Post()(before)})
