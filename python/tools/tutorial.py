@@ -41,6 +41,7 @@ def page_of(notebook, pictures):
 
 def main():
     notebook = nbformat.read(NOTEBOOK, as_version=4)
+    os.environ.pop("MPLBACKEND", None)  # the notebook's own shows the pictures
     os.chdir(os.environ.get("TMPDIR", "/tmp"))
     nbclient.NotebookClient(notebook, timeout=300, kernel_name="python3").execute()
     pictures = []
