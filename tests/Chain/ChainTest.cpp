@@ -176,7 +176,7 @@ TEST(Chain, PreparesWhatHasChannelsAndTakesATimeZeroThatIsTold) {
     EXPECT_EQ(names(1, false, 12, {}), plain);
     EXPECT_EQ(names(12, false, {}, {}), plain);
     EXPECT_EQ(names(1, false, {}, kirchhoff).rfind("OffsetRemoval TimeZeroCrop KirchhoffMigration ", 0), 0u);
-    EXPECT_THROW(Chain::Standard({}, {std::nullopt, "Mig2Post", std::nullopt}), ChainError);
+    EXPECT_THROW(Chain::Standard({}, {std::nullopt, "Mig2Post", {}, {}, {}, {}}), ChainError);
 }
 
 TEST(Chain, PresetsHaveFiguresForWhatIsInTheGround) {
@@ -293,7 +293,7 @@ TEST(ChainRun, GivesBitByBitWhatTheAlgorithmsGiveByHand) {
     Recording recording = Counts({128, 20, 10});
     recording.deltaT = 1e-10;
     for (int z = 0; z < 10; ++z) recording.validRanges.push_back({z % 3, 20 - z});
-    Chain chain = Chain::Standard(recording, {"median", "GazdagMigration", std::nullopt});
+    Chain chain = Chain::Standard(recording, {"median", "GazdagMigration", {}, {}, {}, {}});
     chain.Settle(recording, {});
     ASSERT_EQ(chain.steps.size(), 9u);
     const RunResult result = chain.Run(recording);
