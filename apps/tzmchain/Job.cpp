@@ -1,5 +1,6 @@
 #include "Job.h"
 
+#include "Focus.h"
 #include "OutputFolder.h"
 #include "Progress.h"
 #include "Report.h"
@@ -42,7 +43,7 @@ constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "sc
                kReport[] = "report.html";
 
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
-constexpr double kReadCost = 14, kWriteCost = 6, kPictureCost = 24, kReportCost = 60;
+constexpr double kFocusCost = 400, kReadCost = 14, kWriteCost = 6, kPictureCost = 24, kReportCost = 60;
 
 const std::map<std::string, std::string> kOptions = {
     {"timeZero", "--time-zero"}, {"permittivity", "--permittivity"}, {"antennaOffset", "--antenna-offset"}};
@@ -117,6 +118,20 @@ void RequireHeeded(const Chain& chain, const JobOptions& options) {
     };
     refuse(options.numbers.antennaOffset.has_value(), "--antenna-offset", "antennaOffset");
     refuse(!options.calibration.empty(), "--calibration", "IgnoreCalibration");
+}
+
+/// What the chain will need and nobody tells, or what is to be searched anyway.
+WantedNumbers Wanted(const JobOptions& options, const Recording& recording) {
+    WantedNumbers wanted{options.searchTimeZero, options.searchPermittivity};
+    Chain chain = ChosenChain(options, recording);
+    Recording about = recording.About();
+    for (const AssumedNumber& assumed : chain.Settle(about, options.numbers)) {
+        if (assumed.parameter == "timeZero") wanted.timeZero = true;
+        if (assumed.parameter == "permittivity") wanted.permittivity = true;
+    }
+    for (const Step& step : chain.steps)
+        if (step.Info().findsTimeZero) wanted.timeZero = false;
+    return wanted;
 }
 
 /// Settles and checks a chain for a recording whose samples may not have been read yet. Gives the warnings.
@@ -365,7 +380,7 @@ private:
     RecordingSource& source;
 };
 
-void Work(const JobOptions& options, const Input& input) {
+void Work(JobOptions options, const Input& input) {
     Progress progress(options.quiet, isatty(STDERR_FILENO) != 0);
     if (options.threads > 0) omp_set_num_threads(options.threads);
     LoadDocuments(options, progress);
@@ -381,7 +396,23 @@ void Work(const JobOptions& options, const Input& input) {
     Chain chain;
     std::vector<std::string> warnings;
     bool chunks = false;
+    FoundNumbers found;
     const auto prepare = [&] {
+        const WantedNumbers wanted = Wanted(options, recording);
+        const auto find = [&] {
+            found = FindNumbers(recording, input.source.get(), wanted, options.numbers, progress);
+        };
+        if (wanted.timeZero || wanted.permittivity) {
+            chain = ChosenChain(options, recording); // what can be refused is refused ahead of it
+            Recording about = recording.About();
+            Prepare(chain, about, options);
+            if (input.source) {
+                progress.Plan("focus", static_cast<double>(recording.size.Count()) * kFocusCost);
+                timed("focus", "", find);
+            } else {
+                find();
+            }
+        }
         chain = ChosenChain(options, recording);
         warnings = Prepare(chain, recording, options);
         const auto samples = static_cast<double>(recording.size.Count());
@@ -416,6 +447,8 @@ void Work(const JobOptions& options, const Input& input) {
     }
     if (!chunks) RequireFinite(recording, recording.file.string());
     for (const std::string& note : recording.notes) progress.Note("note: " + note);
+    for (const auto* list : {&found.lines, &found.missing})
+        for (const std::string& line : *list) progress.Note("note: " + line);
     for (const std::string& warning : warnings) progress.Note("warning: " + warning);
 
     if (options.place) recording.placement = PlacementOf(recording);
@@ -434,7 +467,8 @@ void Work(const JobOptions& options, const Input& input) {
         result = RunWatched(chain, std::move(recording), stages, progress);
     }
     Style style = options.style;
-    style.caption = warnings;
+    style.caption = found.lines;
+    style.caption.insert(style.caption.end(), warnings.begin(), warnings.end());
     style.caption.insert(style.caption.begin(), MadeBy(chain));
     std::vector<std::string> outputs;
     timed("pictures", "", [&] { outputs = stages.Draw(result, folder.Path(), style); });
@@ -449,6 +483,7 @@ void Work(const JobOptions& options, const Input& input) {
     const Json::Value seconds = recipe["seconds"];
     recipe = RecipeOf(chain, about, result, warnings);
     recipe["seconds"] = seconds;
+    if (!found.json.isNull()) recipe["focus"] = found.json;
     WriteTrack(about, folder.Path(), recipe, progress, outputs);
     recipe["versions"]["vtk"] = vtkVersion::GetVTKVersion();
     recipe["versions"]["cairo"] = cairo_version_string();

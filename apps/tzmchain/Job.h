@@ -25,6 +25,8 @@ struct JobOptions {
     std::filesystem::path calibration;
     TZM::ReadOptions reading;
     TZM::GivenNumbers numbers;
+    bool searchTimeZero = false;           ///< in the image, whatever the recording tells
+    bool searchPermittivity = false;       ///< likewise
     std::optional<std::string> background; ///< of the standard chain
     std::optional<std::string> migration;  ///< likewise
     std::optional<std::string> preset;     ///< likewise

@@ -1,4 +1,5 @@
 #include "Diff.h"
+#include "Focus.h"
 #include "Info.h"
 #include "Job.h"
 #include "Manual.h"
@@ -113,14 +114,35 @@ void AddReportSize(CLI::App& command, std::uint64_t& bytes) {
         ->transform(CLI::AsSizeValue(false));
 }
 
+/// An option that takes a number, or "auto" for one that is searched.
+template <class T>
+void AddNumberOrAuto(CLI::App& command, const std::string& name, std::optional<T>& number, bool& search,
+                     const std::string& meaning) {
+    command
+        .add_option_function<std::string>(
+            name,
+            [&number, &search, name](const std::string& given) {
+                T value{};
+                if (given == "auto") return void(search = true);
+                if (!CLI::detail::lexical_cast(given, value))
+                    throw CLI::ValidationError(name, given + " is neither a number nor auto");
+                number = value;
+            },
+            meaning)
+        ->type_name("NUMBER|auto");
+}
+
 /// The options that `run` and `demo` share.
 void AddJobOptions(CLI::App& command, JobOptions& options) {
     command.add_option("--out", options.out, "Folder for image.vti, pictures and recipe.json")->required();
     command.add_option("--chain", options.chain, "JSON document that names the algorithms; or a recipe.json");
     command.add_option("--config", options.configuration, "Configuration document of the algorithms");
     command.add_option("--calibration", options.calibration, "Calibration document of the algorithms");
-    command.add_option("--time-zero", options.numbers.timeZero, "Sample of time zero, for every step that has one");
-    command.add_option("--permittivity", options.numbers.permittivity, "Relative permittivity of the ground, likewise");
+    AddNumberOrAuto(
+        command, "--time-zero", options.numbers.timeZero, options.searchTimeZero,
+        "Sample of time zero, for every step that has one; auto: found in the image, as it is where nobody tells it");
+    AddNumberOrAuto(command, "--permittivity", options.numbers.permittivity, options.searchPermittivity,
+                    "Relative permittivity of the ground, likewise");
     command.add_option("--antenna-offset", options.numbers.antennaOffset,
                        "Metres between transmitter and receiver of a bistatic channel, likewise");
     AddWords(command, "--background", options.background, "Background removal of the standard chain",
@@ -270,7 +292,17 @@ int Main(int argc, char** argv) {
     CLI::App* convert = app.add_subcommand("convert", "Write a recording in another form");
     convert->add_option("INPUT", inputs, "As for run")->required();
     convert->add_option("--out", converted, "NAME.f32 (with NAME.json), NAME.vti, NAME.sgy or NAME.h5")->required();
-    for (CLI::App* reader : {run, info, convert}) AddReadOptions(*reader, reading);
+    FocusJob focusJob;
+    CLI::App* focus = app.add_subcommand("focus", "Find permittivity and time zero with which a recording focuses");
+    focus->add_option("INPUT", inputs, "As for run")->required();
+    focus->add_option("--out", focusJob.out, "Folder for focus.json and focus.png")->required();
+    AddNumberOrAuto(*focus, "--time-zero", focusJob.timeZero, focusJob.searchTimeZero,
+                    "Sample of time zero; auto: found in the image, as it is where the recording doesn't tell it");
+    focus->add_option("--from", focusJob.lowest, "Lowest relative permittivity");
+    focus->add_option("--to", focusJob.highest, "Highest one");
+    focus->add_option("--threads", focusJob.threads, "Number of threads")->check(CLI::Range(1, 1024));
+    focus->add_flag("--quiet", focusJob.quiet, "Tell nothing but the result and failures");
+    for (CLI::App* reader : {run, focus, info, convert}) AddReadOptions(*reader, reading);
     DiffOptions diffOptions;
     CLI::App* diff = app.add_subcommand("diff", "Compare two .vti point by point: exit code 0 if they agree, 1 if not");
     diff->add_option("A", diffOptions.first, "Image of floats or unsigned 16-bit integers")->required();
@@ -315,6 +347,9 @@ int Main(int argc, char** argv) {
         }
         options.reading = reading;
         if (*run) Run(options);
+        focusJob.inputs = inputs;
+        focusJob.reading = reading;
+        if (*focus) Focus(focusJob);
         if (mesh) {
             scene.bars = kMeshBars;
             if (!options.background) options.background = "classify";

@@ -3,6 +3,7 @@
 #include "Recording/Format.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
+#include "support/FocusScenes.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -222,8 +223,7 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
             "--calibration would have no effect");
     refused("run " + at + "good.f32 --antenna-offset nan" + tail, "BistaticCorrection: antennaOffset is nan");
     refused("run " + at + "good.f32 --time-zero 60" + tail, "leaves 4 of 64 samples");
-    refused("polish " + at + "good.f32",
-            "unknown command \"polish\"; known are run, demo, info, convert, diff, ");
+    refused("polish " + at + "good.f32", "unknown command \"polish\"; known are run, demo, info, convert, ");
     for (const std::string& printing : {std::string("list"), "info " + at + "good.f32", std::string("schema chain"),
                                         std::string("--help"), std::string("--version")})
         refused(printing + " > /dev/full", "can't write to the standard output: no space left on device");
@@ -309,6 +309,34 @@ TEST(Command, WarnsOfWhatNobodyKnowsAndKeepsItsOwnKeys) {
     folder.Write("config.json", R"({"FkMigration": {"DepthSpectrumSizeExtension": 0}})");
     ASSERT_EQ(Program("run " + at + "block.f32 --quiet --config " + at + "config.json --out " + at + "out").code, 0);
     EXPECT_NE(ReadText(folder / "out/recipe.json").find("\\\"DepthSpectrumSizeExtension\\\" : 0"), std::string::npos);
+}
+
+TEST(Command, FindsInTheImageWhatNobodyTells) {
+    const TemporaryFolder folder;
+    FocusScene scene;
+    scene.permittivity = 9;
+    scene.ascans = 240;
+    Recording line = RecordOf(scene);
+    WriteRecording(line, folder / "line.f32");
+    const std::string at = folder.path.string() + "/";
+    const Outcome told = Program("focus " + at + "line.f32 --quiet --time-zero 100 --out " + at + "focus");
+    ASSERT_EQ(told.code, 0) << told.text;
+    EXPECT_EQ(Names(folder / "focus"), (std::set<std::string>{"focus.json", "focus.png", "recipe.json"}));
+    const Json::Value focus = ParseJson(ReadText(folder / "focus/focus.json"), "focus");
+    EXPECT_EQ(focus["verdict"], "found");
+    EXPECT_NEAR(focus["permittivity"].asDouble(), 9, 3 * focus["permittivity_error"].asDouble());
+    EXPECT_EQ(focus["time_zero"].asDouble(), 100);
+    EXPECT_TRUE(focus["time_zero_error"].isNull());
+    EXPECT_EQ(focus["curve"].size(), 40u);
+
+    const Outcome run = Program("run " + at + "line.f32 --out " + at + "out");
+    ASSERT_EQ(run.code, 0) << run.text;
+    EXPECT_EQ(run.text.find("warning"), std::string::npos) << run.text;
+    const Json::Value recipe = ParseJson(ReadText(folder / "out/recipe.json"), "recipe");
+    EXPECT_NEAR(recipe["input"]["permittivity"].asDouble(), recipe["focus"]["permittivity"].asDouble(), 1e-5);
+    EXPECT_NEAR(recipe["input"]["time_zero_sample"].asDouble(), recipe["focus"]["time_zero"].asDouble(), 0.51);
+    ExpectRefused("run " + at + "line.f32 --permittivity much --out " + at + "no", "much is neither a number nor auto",
+                  folder);
 }
 
 TEST(Command, LeavesTheFilesOfOthersAlone) {
