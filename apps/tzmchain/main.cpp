@@ -156,6 +156,8 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
              Words(presets));
     AddWords(command, "--image", options.signedImage, "What the standard chain ends in",
              std::vector<std::pair<std::string, bool>>{{"envelope", false}, {"signed", true}});
+    command.add_flag_callback(
+        "--no-envelope", [&options] { options.signedImage = true; }, "The same as --image signed");
     command
         .add_option("--frequency", options.frequency, "Nominal frequency of the antenna in MHz, for the standard chain")
         ->check(CLI::Range(1.0, 1e5));
