@@ -117,8 +117,9 @@ Surface Map(const Panel& panel, const ColourRange& range, const Style& style, in
                 value += columns[x].weights[c] * sum;
             }
             const float linear = (value - range.low) * scale; // shades
+            const float wanted = logarithmic ? 255 + 255 / decibels * 20 * std::log10(linear / 255) : linear;
             const float shade =
-                std::clamp(logarithmic ? 255 + 255 / decibels * 20 * std::log10(linear / 255) : linear, 0.0f, 255.0f);
+                std::fmin(std::fmax(wanted, 0.0f), 255.0f); // a range of denormals gives NaN: the low end
             reinterpret_cast<std::uint32_t*>(pixels + std::ptrdiff_t{y} * stride)[x] =
                 table[static_cast<std::size_t>(shade + 0.5f)];
         }
