@@ -41,26 +41,26 @@ def _step(entry: Any) -> Algorithm:
     raise ValueError(f"a step is an algorithm, its name, a pair of name and parameters, or a dictionary, not {entry!r}")
 
 
-def _entries(spec: Any) -> Iterable[Any]:
-    if isinstance(spec, Chain):
-        return spec._steps
-    if isinstance(spec, Algorithm):
-        return [spec]
-    if isinstance(spec, (str, os.PathLike)):
-        text, name = os.fspath(spec), "chain"
+def _entries(given: Any) -> Iterable[Any]:
+    if isinstance(given, Chain):
+        return given._steps
+    if isinstance(given, Algorithm):
+        return [given]
+    if isinstance(given, (str, os.PathLike)):
+        text, name = os.fspath(given), "chain"
         if not text.lstrip().startswith(("{", "[")):
             name, text = text, Path(text).read_text(encoding="utf-8")
-        spec = _core.parse_json(text, name)
-    if isinstance(spec, Mapping):
-        entries = spec.get("chain")
+        given = _core.parse_json(text, name)
+    if isinstance(given, Mapping):
+        entries = given.get("chain")
         if not isinstance(entries, (list, tuple)):
             raise ValueError('a chain document needs a member "chain", a list of algorithms')
         steps = [_step(entry) for entry in entries]  # tells what a wrong name may have meant
-        _core.validate_chain({**spec, "chain": [_document_of(step) for step in steps]})
+        _core.validate_chain({**given, "chain": [_document_of(step) for step in steps]})
         return steps
-    if isinstance(spec, Iterable):
-        return spec
-    raise ValueError(f"a chain comes from a list, a dictionary, JSON or a file, not from {spec!r}")
+    if isinstance(given, Iterable):
+        return given
+    raise ValueError(f"a chain comes from a list, a dictionary, JSON or a file, not from {given!r}")
 
 
 def _document_of(step: Algorithm) -> Dict[str, Any]:
