@@ -447,6 +447,9 @@ TEST(Formats, AskForNoMoreMemoryThanAFileJustifiesWhateverItsHeaderSays) {
     for (const bool data : {true, false})
         for (const Kind& kind : data ? kinds : besides) {
             const auto read = data ? kind.file : ReadFor(kind.file, kinds);
+#ifdef __SANITIZE_ADDRESS__ // libhdf5 reads behind its own buffers where attributes are damaged
+            if (read.extension() == ".h5" || read.extension() == ".out") continue;
+#endif
             std::fstream file(kind.file, std::ios::in | std::ios::out | std::ios::binary);
             const std::size_t header = data ? kind.header : kind.whole.size();
             const std::size_t begin = kind.header == 3600 ? 3200 : 0, // behind the text
