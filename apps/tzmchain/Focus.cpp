@@ -9,14 +9,12 @@
 #include "Recording/Survey.h"
 #include "Recording/private/Text.h"
 
-#include <cairo.h>
 #include <omp.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 
 namespace tzmchain {
 
@@ -114,91 +112,6 @@ Recording ImageOf(const Recording& recording, int bscan, int timeZero, double pe
     return chain.Run(line).image;
 }
 
-/// A sheet on which a curve is drawn above a picture that is there already.
-class CurveSheet {
-public:
-    CurveSheet(const fs::path& below, const PermittivityFocus& of)
-        : focus(of), picture(cairo_image_surface_create_from_png(below.c_str()), cairo_surface_destroy) {
-        if (cairo_surface_status(picture.get()) != CAIRO_STATUS_SUCCESS) throw Refusal("can't read " + below.string());
-        width = cairo_image_surface_get_width(picture.get());
-        surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width,
-                                                 kHeight + cairo_image_surface_get_height(picture.get())));
-        cr.reset(cairo_create(surface.get()));
-        for (const FocusPoint& point : focus.curve)
-            low = std::min(low, point.focus), high = std::max(high, point.focus);
-        if (!(high > low)) low -= 0.5, high += 0.5;
-    }
-
-    void Draw(const std::string& title) {
-        cairo_set_source_rgb(cr.get(), 1, 1, 1);
-        cairo_paint(cr.get());
-        cairo_set_source_surface(cr.get(), picture.get(), 0, kHeight);
-        cairo_paint(cr.get());
-        cairo_select_font_face(cr.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
-        if (focus.permittivity) {
-            const double left = X(*focus.permittivity - *focus.error), right = X(*focus.permittivity + *focus.error);
-            cairo_set_source_rgb(cr.get(), 0.85, 0.90, 1);
-            cairo_rectangle(cr.get(), left, kTop, right - left, kPlot);
-            cairo_fill(cr.get());
-            Line(X(*focus.permittivity), kTop, X(*focus.permittivity), kTop + kPlot, 0.2, 0.4, 0.9);
-            if (focus.other) Line(X(*focus.other), kTop, X(*focus.other), kTop + kPlot, 0.7, 0.7, 0.8);
-        }
-        cairo_set_source_rgb(cr.get(), 0, 0, 0);
-        for (const FocusPoint& point : focus.curve) cairo_line_to(cr.get(), X(point.permittivity), Y(point.focus));
-        cairo_set_line_width(cr.get(), 2);
-        cairo_stroke(cr.get());
-        cairo_set_line_width(cr.get(), 1);
-        cairo_rectangle(cr.get(), kLeft + 0.5, kTop + 0.5, Wide(), kPlot);
-        cairo_stroke(cr.get());
-        for (const double e : {1., 2., 3., 4., 5., 6., 8., 10., 12., 15., 20., 30., 50., 80.})
-            if (e >= focus.curve.front().permittivity && e <= focus.curve.back().permittivity) {
-                Line(X(e), kTop + kPlot, X(e), kTop + kPlot + 5, 0, 0, 0);
-                Text(Number(e), X(e) - 6, kTop + kPlot + 20, 13);
-            }
-        const double step = RoundStep(high - low, 5);
-        for (double v = std::ceil(low / step) * step; v <= high; v += step) {
-            Line(kLeft - 5, Y(v), kLeft, Y(v), 0, 0, 0);
-            Text(Number(std::abs(v) < 1e-9 ? 0 : v, 3), 30, Y(v) + 4, 13);
-        }
-        Text(title, kLeft, 30, 18);
-        Text("focus: logarithm of the normalised fourth moment, over the relative permittivity", kLeft, 56, 13);
-    }
-
-    void Write(const fs::path& file) {
-        if (cairo_surface_write_to_png(surface.get(), file.c_str()) != CAIRO_STATUS_SUCCESS)
-            throw Refusal("can't write " + file.string());
-    }
-
-private:
-    static constexpr int kHeight = 380;
-    static constexpr double kLeft = 78, kTop = 70, kPlot = 260, kRight = 112;
-    double Wide() const { return std::min(1000., width - kLeft - kRight); }
-    double X(double permittivity) const {
-        const double from = std::log(focus.curve.front().permittivity), to = std::log(focus.curve.back().permittivity);
-        return kLeft + Wide() * std::clamp((std::log(std::max(permittivity, 1e-3)) - from) / (to - from), 0., 1.);
-    }
-    double Y(double value) const { return kTop + kPlot * (1 - (value - low) / (high - low)); }
-    void Line(double x0, double y0, double x1, double y1, double r, double g, double b) {
-        cairo_set_source_rgb(cr.get(), r, g, b);
-        cairo_set_line_width(cr.get(), 1.5);
-        cairo_move_to(cr.get(), x0, y0);
-        cairo_line_to(cr.get(), x1, y1);
-        cairo_stroke(cr.get());
-    }
-    void Text(const std::string& text, double x, double y, double size) {
-        cairo_set_source_rgb(cr.get(), 0, 0, 0);
-        cairo_set_font_size(cr.get(), size);
-        cairo_move_to(cr.get(), x, y);
-        cairo_show_text(cr.get(), text.c_str());
-    }
-
-    const PermittivityFocus& focus;
-    std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> picture, surface{nullptr, cairo_surface_destroy};
-    std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cr{nullptr, cairo_destroy};
-    int width = 0;
-    double low = HUGE_VAL, high = -HUGE_VAL;
-};
-
 /// Images below, at and above a permittivity, with the map of the windows, and the curve above them.
 void DrawFocus(const Recording& recording, const PermittivityFocus& focus, const std::string& title,
                const fs::path& file) {
@@ -230,10 +143,14 @@ void DrawFocus(const Recording& recording, const PermittivityFocus& focus, const
     panel.blend = false;
     panel.secondLabel.clear();
     panels.push_back(panel);
-    DrawPicture(file, "", panels, 1, Style{});
-    CurveSheet sheet(file, focus);
-    sheet.Draw(title);
-    sheet.Write(file);
+    Curve curve{"focus: logarithm of the normalised fourth moment, over the relative permittivity", {}, {}, {}};
+    for (const FocusPoint& point : focus.curve) curve.points.push_back({point.permittivity, point.focus});
+    if (focus.permittivity) {
+        curve.band = {*focus.permittivity - *focus.error, *focus.permittivity + *focus.error};
+        curve.marks = {*focus.permittivity};
+        if (focus.other) curve.marks.push_back(*focus.other);
+    }
+    DrawPicture(file, title, panels, 1, Style{}, &curve);
 }
 
 } // namespace
@@ -307,6 +224,7 @@ void Focus(const FocusJob& job) {
     title += ", time zero at sample " +
              (zero && zero->timeZero ? WithError(*zero->timeZero, *zero->error) : Number(focus.timeZero, 4));
     Json::Value json = found->Json();
+    json["curve"] = Json::Value(Json::arrayValue);
     for (const FocusPoint& point : focus.curve) {
         Json::Value pair(Json::arrayValue);
         pair.append(point.permittivity);

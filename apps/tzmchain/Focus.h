@@ -36,7 +36,7 @@ struct WantedNumbers {
 struct FoundNumbers {
     std::vector<std::string> lines;   ///< for the user: what was found
     std::vector<std::string> missing; ///< why a number wasn't
-    Json::Value json;               ///< for the recipe
+    Json::Value json;                 ///< for the recipe
 };
 
 /// Finds what is wanted in a recording and takes it into `numbers`; what isn't found stays open, and a line says why.

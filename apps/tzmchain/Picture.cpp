@@ -26,8 +26,8 @@ namespace {
 
 // Pixels around and inside a panel.
 constexpr double kLeft = 78, kTop = 34, kBottom = 58, kRightPlain = 128, kRightSecond = 202, kTitle = 44, kCaption = 18;
-constexpr double kUnitsPerInch = 96, kPointsPerInch = 72;
-constexpr int kPlotWidth = 1000, kPlotHeight = 400, kSquare = 330;
+constexpr double kUnitsPerInch = 96, kPointsPerInch = 72, kPrintDpi = 192;
+constexpr int kPlotWidth = 1000, kPlotHeight = 400, kCurveHeight = 260, kSquare = 330;
 
 /// Fewer than a byte holds: noise below a shade, which nobody sees, would double the size of the file. Where colours
 /// run from one to another, the steps would show.
@@ -163,8 +163,9 @@ class Sheet {
 public:
     /// \param width, height in 1 / 96 inch.
     Sheet(const std::filesystem::path& to, const Style& style, int width, int height)
-        : file(to), form(style.form), surface(Make(to, style, width, height)),
-          context(cairo_create(surface.get()), &cairo_destroy) {
+        : file(to), form(style.form),
+          pixelsPerUnit(form == PictureForm::Png ? style.dpi / kUnitsPerInch : kPrintDpi / kUnitsPerInch),
+          surface(Make(to, style, width, height)), context(cairo_create(surface.get()), &cairo_destroy) {
         const double unit = form == PictureForm::Png ? style.dpi / kUnitsPerInch : kPointsPerInch / kUnitsPerInch;
         cairo_scale(cr(), unit, unit);
         cairo_set_source_rgb(cr(), 1, 1, 1);
@@ -204,10 +205,16 @@ public:
         cairo_stroke(cr());
     }
 
+    /// Pixels of an image for so many units of the sheet: as fine as a PNG is, and fit for print in the other forms.
+    int Pixels(double length) const { return std::max(1, static_cast<int>(std::lround(length * pixelsPerUnit))); }
+
     void Image(cairo_surface_t* image, double x, double y) {
-        cairo_set_source_surface(cr(), image, x, y);
+        cairo_save(cr());
+        cairo_translate(cr(), x, y);
+        cairo_scale(cr(), 1 / pixelsPerUnit, 1 / pixelsPerUnit);
+        cairo_set_source_surface(cr(), image, 0, 0);
         cairo_paint(cr());
-        Black();
+        cairo_restore(cr());
     }
 
     void Write() {
@@ -244,6 +251,7 @@ private:
 
     std::filesystem::path file;
     PictureForm form;
+    double pixelsPerUnit; // of images
     Surface surface;
     Context context;
 };
@@ -282,7 +290,7 @@ void DrawColourBar(Sheet& sheet, const Panel& panel, const ColourRange& range, c
     Style plain;
     plain.colours = style.colours;
     constexpr int width = 14;
-    sheet.Image(Map(ramp, shown, plain, width, static_cast<int>(height)).get(), x, y);
+    sheet.Image(Map(ramp, shown, plain, sheet.Pixels(width), sheet.Pixels(height)).get(), x, y);
     sheet.Frame(x, y, width, height);
     // Round values: those of the middle lie unevenly, if a median isn't 0.
     const Axis values256{"", "", shown.low, (shown.high - shown.low) / 255};
@@ -345,7 +353,8 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
             cairo_rectangle(sheet.cr(), x, y, size.width, size.height);
             cairo_fill(sheet.cr());
         }
-        sheet.Image(Map(panel, range, style, size.width, height).get(), x, y + std::round(head));
+        sheet.Image(Map(panel, range, style, sheet.Pixels(size.width), sheet.Pixels(height)).get(), x,
+                    y + std::round(head));
     }
 
     if (panel.zeroLine && down(0) > 0 && down(0) < size.height) {
@@ -380,6 +389,39 @@ void DrawPanel(Sheet& sheet, const Panel& panel, const Style& style, double x, d
         sheet.Text(panel.secondLabel, right + 52, y + size.height / 2.0, 14, 0.5, 0, true);
     }
     if (!wiggles) DrawColourBar(sheet, panel, range, style, right + (second ? 92 : 18), y, size.height);
+}
+
+/// A curve in a frame of the width of a map.
+void DrawCurve(Sheet& sheet, const Curve& curve, double x, double y) {
+    double low = curve.points.front()[1], high = low;
+    for (const auto& [place, value] : curve.points) low = std::min(low, value), high = std::max(high, value);
+    if (!(high > low)) low -= 0.5, high += 0.5;
+    const double first = curve.points.front()[0], last = curve.points.back()[0];
+    const auto across = [&](double place) {
+        return x + kPlotWidth * std::log(std::clamp(place, first, last) / first) / std::log(last / first);
+    };
+    const auto down = [&](double value) { return y + kCurveHeight * (1 - (value - low) / (high - low)); };
+    cairo_set_source_rgb(sheet.cr(), 0.85, 0.90, 1);
+    cairo_rectangle(sheet.cr(), across(curve.band[0]), y, across(curve.band[1]) - across(curve.band[0]), kCurveHeight);
+    cairo_fill(sheet.cr());
+    cairo_set_source_rgb(sheet.cr(), 0.2, 0.4, 0.9);
+    for (const double mark : curve.marks) sheet.Line(across(mark), y, across(mark), y + kCurveHeight);
+    sheet.Black();
+    for (const auto& [place, value] : curve.points) cairo_line_to(sheet.cr(), across(place), down(value));
+    cairo_set_line_width(sheet.cr(), 2);
+    cairo_stroke(sheet.cr());
+    cairo_set_line_width(sheet.cr(), 1);
+    sheet.Frame(x, y, kPlotWidth, kCurveHeight);
+    sheet.Text(curve.title, x, y - 6, 15, 0, 1);
+    for (const double place : {1., 2., 3., 4., 5., 6., 8., 10., 12., 15., 20., 30., 50., 80.}) {
+        if (place < first || place > last) continue;
+        sheet.Line(across(place), y + kCurveHeight, across(place), y + kCurveHeight + 6);
+        sheet.Text(Number(place), across(place), y + kCurveHeight + 8, 13, 0.5, 0);
+    }
+    for (const auto& [at, text] : Ticks(Scale(low, high, kCurveHeight), 1, 5)) {
+        sheet.Line(x - 6, y + kCurveHeight - at, x, y + kCurveHeight - at);
+        sheet.Text(text, x - 9, y + kCurveHeight - at, 13, 1, 0.5);
+    }
 }
 
 } // namespace
@@ -450,7 +492,7 @@ ColourRange RobustRange(const Panel& panel) {
 }
 
 void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
-                 int panelsPerRow, const Style& style) {
+                 int panelsPerRow, const Style& style, const Curve* curve) {
     PlotSize plot{0, 0};
     bool second = false;
     for (const Panel& panel : panels) {
@@ -461,12 +503,14 @@ void DrawPicture(const std::filesystem::path& file, const std::string& title, co
     const int count = static_cast<int>(panels.size()), columns = std::min(count, panelsPerRow);
     const double cellWidth = kLeft + plot.width + (second ? kRightSecond : kRightPlain);
     const double cellHeight = kTop + plot.height + kBottom;
-    const double head = kTitle + kCaption * static_cast<double>(style.caption.size());
+    const double caption = kTitle + kCaption * static_cast<double>(style.caption.size());
+    const double head = caption + (curve ? kTop + kCurveHeight + kBottom : 0);
     Sheet sheet(file, style, static_cast<int>(columns * cellWidth),
                 static_cast<int>(head + (count + columns - 1) / columns * cellHeight));
     sheet.Text(title, kLeft, 12, 18, 0, 0);
     for (std::size_t i = 0; i < style.caption.size(); ++i)
         sheet.Text(style.caption[i], kLeft, 38 + kCaption * static_cast<double>(i), 13, 0, 0);
+    if (curve) DrawCurve(sheet, *curve, kLeft, caption + kTop);
     for (int i = 0; i < count; ++i)
         DrawPanel(sheet, panels[i], style, i % columns * cellWidth + kLeft, head + i / columns * cellHeight + kTop,
                   SizeOf(panels[i], style));

@@ -96,11 +96,19 @@ struct Panel {
 /// How many times longer a metre is downwards than along, where both are known: else 0.
 double Exaggeration(const Panel& panel, double width, double height);
 
-/// Draws panels of one kind row by row, `panelsPerRow` in each, and writes them in the form of the style. Colours are
-/// clipped robustly: signed values at the 97th percentile of their distance from the median, others at the 99.5th.
-/// Refusal if the file can't be written.
+/// A curve over a logarithmic axis, drawn above the maps of a picture.
+struct Curve {
+    std::string title;
+    std::vector<std::array<double, 2>> points; ///< place on the axis, above 0 and rising, and value
+    std::array<double, 2> band = {0, 0};       ///< of places that is shaded, if it has a width
+    std::vector<double> marks;                 ///< places with an upright line
+};
+
+/// Draws panels of one kind row by row, `panelsPerRow` in each, below a curve if there is one, and writes them in the
+/// form of the style. Colours are clipped robustly: signed values at the 97th percentile of their distance from the
+/// median, others at the 99.5th. Refusal if the file can't be written.
 void DrawPicture(const std::filesystem::path& file, const std::string& title, const std::vector<Panel>& panels,
-                 int panelsPerRow, const Style& style);
+                 int panelsPerRow, const Style& style, const Curve* curve = nullptr);
 
 /// A round step of 1, 2 or 5 times a power of ten that divides `length` into at most `parts` parts.
 double RoundStep(double length, int parts);

@@ -5,6 +5,7 @@
 #include "Views.h"
 
 #include "Formats/Projection.h"
+#include "Framework/private/ParallelFor.h"
 #include "Imaging/Vti/VtiFormat.h"
 #include "Recording/Format.h"
 #include "Recording/Refusal.h"
@@ -280,17 +281,24 @@ ReportBlock::ReportBlock(const Recording& recording, std::int64_t mostCells) : a
 
 void ReportBlock::Take(int firstBscan, const Recording& part) {
     const auto [fs, fa, fb] = factors;
-    for (int z = 0; z < part.size.bscans; ++z)
-        for (int a = 0; a < part.size.ascans; ++a) {
-            const float* ascan = part.Bscan(z) + std::int64_t{a} * part.size.samples;
-            float* cell = cells.get() + (std::int64_t{(firstBscan + z) / fb} * size.ascans + a / fa) * size.samples;
-            if (fs * fa * fb == 1) {
-                std::copy_n(ascan, part.size.samples, cell);
-                continue;
+    const int firstLine = firstBscan / fb, endBscan = firstBscan + part.size.bscans;
+    ParallelFor((endBscan - 1) / fb + 1 - firstLine, [&, fs = fs, fa = fa, fb = fb](int l) {
+        const int line = firstLine + l;
+        for (int z = std::max(line * fb, firstBscan); z < std::min((line + 1) * fb, endBscan); ++z)
+            for (int a = 0; a < part.size.ascans; ++a) {
+                const float* ascan = part.Bscan(z - firstBscan) + std::int64_t{a} * part.size.samples;
+                float* cell = cells.get() + (std::int64_t{line} * size.ascans + a / fa) * size.samples;
+                if (fs * fa * fb == 1)
+                    std::copy_n(ascan, part.size.samples, cell);
+                else
+                    for (int c = 0; c < size.samples; ++c) {
+                        float low = cell[c], high = low; // the first cell's zeros give way to any value
+                        for (int s = c * fs; s < std::min((c + 1) * fs, part.size.samples); ++s)
+                            low = std::min(low, ascan[s]), high = std::max(high, ascan[s]);
+                        cell[c] = high >= -low ? high : low;
+                    }
             }
-            for (int s = 0; s < part.size.samples; ++s)
-                if (float& kept = cell[s / fs]; std::abs(ascan[s]) > std::abs(kept)) kept = ascan[s];
-        }
+    });
 }
 
 const ReportBlock::Levels& ReportBlock::Scale() const {

@@ -181,7 +181,12 @@ std::vector<std::string> DrawAcross(const std::vector<Stage>& stages, const std:
 std::vector<std::string> DrawBscans(const Choice& choice, const std::vector<Stage>& stages,
                                     const std::filesystem::path& folder, const Style& style) {
     std::vector<std::string> files;
-    for (const std::string& name : choice.names) files.push_back(FileName(name) + style.Extension());
+    for (std::size_t i = 0; i < choice.names.size(); ++i) {
+        std::string name = FileName(choice.names[i]);
+        if (std::count(files.begin(), files.end(), name + style.Extension()) > 0) // "TX 1" and "TX-1"
+            name += "-" + std::to_string(choice.indices[i] + 1);
+        files.push_back(name + style.Extension());
+    }
     ParallelFor(static_cast<int>(choice.indices.size()), [&](int index) {
         const auto i = static_cast<std::size_t>(index);
         std::string title = stages.front().bscans.file.filename().string();

@@ -104,7 +104,8 @@ Lines LinesOf(const std::vector<std::string>& words) {
         const bool digits =
             !word.empty() && word.size() < 8 && word.find_first_not_of("0123456789") == std::string::npos;
         if (!digits) throw CLI::ValidationError("--lines", word + " isn't a number of a line, nor all");
-        lines.numbers.push_back(std::stoi(word));
+        const int number = std::stoi(word);
+        if (std::count(lines.numbers.begin(), lines.numbers.end(), number) == 0) lines.numbers.push_back(number);
     }
     return lines;
 }
