@@ -142,15 +142,11 @@ PermittivityFocus FindPermittivity(const Recording& recording, const FocusOption
 
     const FocusScans scans = ScansOf(recording, pieces, firstSample, options.to);
     const std::vector<double> grid = RatioGrid(options.from, options.to, options.count);
-    const auto part = [&](double from, double share) {
-        return
-            [&options, from, share](double done) { return !options.progress || options.progress(from + share * done); };
-    };
     const std::vector<double> rest{result.timeZero - std::floor(result.timeZero)};
-    const FocusTable table(scans, grid, rest, false, part(0, 0.67));
+    const FocusTable table(scans, grid, rest, false, PartOf(options, 0, 0.67));
     std::vector<double> coarse; // chance needs no fine grid
     for (std::size_t i = 0; i < grid.size(); i += 2) coarse.push_back(grid[i]);
-    const FocusTable played(scans, coarse, {0.}, true, part(0.67, 0.33));
+    const FocusTable played(scans, coarse, {0.}, true, PartOf(options, 0.67, 0.33));
 
     const std::vector<double> shares = table.Weights();
     const std::vector<double> curve = table.Curve(0, shares, &WindowSums::Focus),

@@ -109,13 +109,9 @@ TimeZeroFocus FindTimeZero(const Recording& recording, const FocusOptions& optio
     const Estimate guess = ByBreak(recording, *found);
     Estimate joined{inside(guess.value), guess.error};
 
-    const auto part = [&](double from, double share) {
-        return
-            [&options, from, share](double done) { return !options.progress || options.progress(from + share * done); };
-    };
     FocusOptions at = options;
     at.timeZero = joined.value;
-    at.progress = part(0, 0.2);
+    at.progress = PartOf(options, 0, 0.2);
     result.permittivity = FindPermittivity(recording, at);
     double slope = 0;
     const double first = inside(std::floor(guess.value - kReach * guess.error));
@@ -128,7 +124,7 @@ TimeZeroFocus FindTimeZero(const Recording& recording, const FocusOptions& optio
             recording, pieces, [&](const LinePiece&) { return static_cast<int>(first); }, options.to);
         const FocusScale scale(options.from, options.to, kPermittivities);
         const FocusTable table(scans, RatioGrid(options.from, options.to, kPermittivities), trials, false,
-                               part(0.2, 0.6));
+                               PartOf(options, 0.2, 0.6));
         const Ridge ridge = Follow(table, scale, step, kModelError * found->period);
         slope = ridge.slope;
         if (ridge.peak) {
@@ -136,9 +132,11 @@ TimeZeroFocus FindTimeZero(const Recording& recording, const FocusOptions& optio
             result.focused = true;
         }
     }
-    at.timeZero = joined.value;
-    at.progress = part(0.8, 0.2);
-    result.permittivity = FindPermittivity(recording, at);
+    if (result.focused) { // else the time zero is that of before
+        at.timeZero = joined.value;
+        at.progress = PartOf(options, 0.8, 0.2);
+        result.permittivity = FindPermittivity(recording, at);
+    }
     if (result.permittivity.error) {
         const double own = *result.permittivity.error,
                      turned = *result.permittivity.permittivity * slope * joined.error;

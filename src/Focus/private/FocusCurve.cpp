@@ -116,6 +116,10 @@ std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const st
     return weights;
 }
 
+std::function<bool(double)> PartOf(const FocusOptions& options, double from, double share) {
+    return [&options, from, share](double done) { return !options.progress || options.progress(from + share * done); };
+}
+
 void RequireInRange(const Recording& recording, const FocusOptions& o) {
     if (!(o.from >= 1 && o.to > o.from && o.to <= 100))
         throw Refusal("permittivities are searched from 1 to 100, and not from " + Number(o.from) + " to " +

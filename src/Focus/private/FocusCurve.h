@@ -99,6 +99,9 @@ private:
     std::uint64_t state = 1;
 };
 
+/// The progress of a part of a search, which begins at `from` and makes up `share` of it.
+std::function<bool(double)> PartOf(const FocusOptions& options, double from, double share);
+
 /// Refusal for options out of range.
 void RequireInRange(const Recording& recording, const FocusOptions& options);
 
