@@ -20,8 +20,7 @@ def prepared(up_to, mesh=False):
     """The slab of the demo behind the standard chain's steps ahead of an algorithm."""
     record = tzm.demo(mesh=mesh)
     chain = tzm.Chain.standard(record)
-    names = [step.name for step in chain]
-    steps = chain[: names.index(up_to)] if up_to in names else chain[:0]
+    steps = chain[: [step.name for step in chain].index(up_to)]
     return steps.run(record, progress=False) if len(steps) else record
 
 

@@ -2,5 +2,5 @@
 import tzm
 from draw import compare, prepared
 
-before = prepared("Mig2Post")
+before = prepared("Envelope")
 compare({"migrated": before, "envelope": tzm.Mig2Post()(before)})
