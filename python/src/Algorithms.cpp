@@ -3,7 +3,6 @@
 
 #include "Block.h"
 #include "Chain/Recipe.h"
-#include "Chain/Schema.h"
 #include "Chain/private/StepRun.h"
 #include "Framework/private/LoopWatch.h"
 #include "Json.h"
@@ -49,9 +48,8 @@ py::dict RowOf(const AlgorithmInfo& info) {
         keys.append(py::dict(py::arg("name") = k.FullName(), py::arg("type") = k.TypeName(),
                              py::arg("default") = k.defaultValue, py::arg("limits") = k.Limits()));
     return py::dict(py::arg("name") = info.name, py::arg("summary") = info.summary, py::arg("page") = info.page,
-                    py::arg("cost") = info.cost, py::arg("coupling") = coupling,
-                    py::arg("shape") = ShapeText(info, *algorithm), py::arg("sets_time_zero") = info.setsTimeZero,
-                    py::arg("migrates") = info.migrates, py::arg("tells_channels") = info.tellsChannels,
+                    py::arg("coupling") = coupling, py::arg("shape") = ShapeText(info, *algorithm),
+                    py::arg("tells_channels") = info.tellsChannels,
                     py::arg("most_samples") = info.mostSamples, py::arg("parameters") = parameters,
                     py::arg("keys") = keys);
 }
@@ -160,12 +158,17 @@ Json::Value DocumentOf(const Chain& chain) {
     return document;
 }
 
-py::object StandardChain(const Block& block, std::optional<std::string> background, const std::string& migration,
-                         std::optional<int> timeZero) {
+py::object StandardChain(const Block& block, std::optional<std::string> background,
+                         const std::optional<std::string>& migration, std::optional<int> timeZero,
+                         std::optional<double> frequency, std::optional<std::string> preset,
+                         std::optional<bool> signedImage) {
     ChainChoice choice;
     choice.background = std::move(background);
-    choice.migration = migration;
+    if (migration) choice.migration = *migration;
     choice.timeZero = timeZero;
+    choice.frequency = frequency;
+    choice.preset = std::move(preset);
+    choice.signedImage = signedImage;
     return FromJson(DocumentOf(Chain::Standard(block, choice)));
 }
 
@@ -188,14 +191,15 @@ void BindRun(py::module_& module) {
                py::arg("calibration"), py::arg("time_zero"), py::arg("permittivity"), py::arg("antenna_offset"),
                py::arg("threads"), py::arg("progress"));
     module.def("standard_chain", &StandardChain, py::arg("recording"), py::arg("background"), py::arg("migration"),
-               py::arg("time_zero"));
+               py::arg("time_zero"), py::arg("frequency"), py::arg("preset"), py::arg("signed_image"));
+    py::dict presets;
+    for (const ChainPreset& preset : ChainPresets()) presets[py::str(preset.name)] = preset.meaning;
+    module.attr("PRESETS") = presets;
     module.def("validate_chain",
                [](const py::object& document) { Chain::FromDocument(ToJson(document, "chain"), "chain"); });
     module.def("parse_json", [](const std::string& text, const std::string& name) {
         return FromJson(ParseJson(text, name)); // with comments, as everywhere
     });
-    module.def("chain_schema", [] { return FromJson(ChainSchema()); });
-    module.def("config_schema", [] { return FromJson(ConfigurationSchema()); });
 }
 
 } // namespace tzmpy

@@ -18,7 +18,7 @@ from .errors import CalcError, Cancelled, ChainWarning, FormatError, ParameterEr
 from . import _core, survey
 from .algorithms import CLASSES, Algorithm, algorithms
 from .arrays import filter_zero_phase, hilbert_envelope, iir_design, window
-from .chain import Chain, run
+from .chain import Chain, presets, run
 from .focusing import Focus, focus
 from .names import did_you_mean
 from .plot import DepthSlice
@@ -46,6 +46,7 @@ _PUBLIC = [
     "hilbert_envelope",
     "iir_design",
     "open",
+    "presets",
     "read",
     "run",
     "survey",

@@ -93,8 +93,11 @@ class Chain:
         recording: "_core.Recording",
         *,
         background: Optional[str] = None,
-        migration: str = "FkMigration",
+        migration: Optional[str] = None,
         time_zero: Optional[int] = None,
+        frequency: Optional[float] = None,
+        preset: Optional[str] = None,
+        signed_image: Optional[bool] = None,
     ) -> "Chain":
         """The chain that brings a recording from its counts to an image.
 
@@ -105,12 +108,21 @@ class Chain:
         background : str, optional
             Procedure of the background removal; else the chain's own.
         migration : str, optional
-            Name of the algorithm.
+            Name of the algorithm; else FkMigration.
         time_zero : int, optional
             Sample of time zero, if the recording doesn't tell.
+        frequency : float, optional
+            Nominal one of the antenna in MHz; else that of the channels' names, else the preset's.
+        preset : str, optional
+            What is in the ground, one of `presets`: adds filters, a sliding background and a gain for it.
+        signed_image : bool, optional
+            Reflectors keep the signs of their wavelets, no envelope is taken; else the preset's choice.
         """
-        algorithm(migration)
-        return cls(_core.standard_chain(recording, background, migration, time_zero))
+        if migration is not None:
+            algorithm(migration)
+        return cls(
+            _core.standard_chain(recording, background, migration, time_zero, frequency, preset, signed_image)
+        )
 
     def run(
         self,
@@ -232,6 +244,21 @@ def as_recording(block: Any) -> "_core.Recording":
     return _core.Recording(block)
 
 
+def chain_for(recording: "_core.Recording", chain: Any, time_zero: Optional[int], **choice: Any) -> Chain:
+    """The chain that is given, else the standard one of that choice."""
+    if chain is None:
+        return Chain.standard(recording, time_zero=time_zero, **choice)
+    given = [name for name, value in choice.items() if value is not None]
+    if given:
+        raise ValueError(f"{given[0]} chooses within the standard chain, and another chain is given")
+    return Chain(chain)
+
+
+def presets() -> Dict[str, str]:
+    """What `Chain.standard` has a preset for, by its name."""
+    return dict(_core.PRESETS)
+
+
 def _outside() -> int:
     """Frames from here to the first one outside this package, so that a warning shows the caller's line."""
     frame, depth = sys._getframe(1), 1
@@ -275,7 +302,10 @@ def run(
     chain: Any = None,
     *,
     background: Optional[str] = None,
-    migration: str = "FkMigration",
+    migration: Optional[str] = None,
+    frequency: Optional[float] = None,
+    preset: Optional[str] = None,
+    signed_image: Optional[bool] = None,
     time_zero: Optional[int] = None,
     **options: Any,
 ) -> "_core.Recording":
@@ -287,8 +317,8 @@ def run(
         It isn't changed.
     chain : list, dict, str, path or Chain, optional
         What `Chain` takes; else the standard chain.
-    background, migration : str, optional
-        Of the standard chain.
+    background, migration, frequency, preset, signed_image
+        Of the standard chain, see `Chain.standard`.
     time_zero : int, optional
         Sample of time zero.
     **options
@@ -305,8 +335,14 @@ def run(
     >>> image.plot(channel=0)
     """
     block = as_recording(recording)
-    if chain is None:
-        chain = Chain.standard(block, background=background, migration=migration, time_zero=time_zero)
-    elif background is not None or migration != "FkMigration":
-        raise ValueError("background and migration choose within the standard chain, and another chain is given")
-    return Chain(chain).run(block, time_zero=time_zero, **options)
+    chosen = chain_for(
+        block,
+        chain,
+        time_zero,
+        background=background,
+        migration=migration,
+        frequency=frequency,
+        preset=preset,
+        signed_image=signed_image,
+    )
+    return chosen.run(block, time_zero=time_zero, **options)

@@ -18,7 +18,7 @@ from typing import TYPE_CHECKING, Any, Dict, Iterator, List, NamedTuple, Optiona
 import numpy as np
 
 from . import _core
-from .chain import Chain, Document, _outside
+from .chain import Document, _outside, chain_for
 from .errors import ChainWarning
 from .reading import PathLike, _paths
 
@@ -45,9 +45,9 @@ class _Piece(NamedTuple):
     """B-scans that a task gives, and those that it reads for them."""
 
     first: int
-    count: int
+    bscans: int
     read_first: int
-    read_count: int
+    read_bscans: int
 
 
 # ---- where blocks are
@@ -58,10 +58,8 @@ def _opened(files: Tuple[str, ...]) -> Tuple[Any, threading.Lock]:
     return _core.open(list(files), False, None, "Ez", False, None), threading.Lock()
 
 
-def _is_zarr(path: Any) -> bool:
-    return isinstance(path, (str, os.PathLike)) and any(
-        Path(path, name).exists() for name in (".zgroup", ".zarray", ".zmetadata")
-    )
+def _is_zarr(path: PathLike) -> bool:
+    return any(Path(path, name).exists() for name in (".zgroup", ".zarray", ".zmetadata"))
 
 
 def _zarr_array(folder: str) -> Any:
@@ -98,7 +96,8 @@ def _about(source: Any) -> Tuple[Tuple[int, int, int], Dict[str, Any]]:
     for flag in ("knows_delta_x", "one_antenna_pair", "backwards"):
         if flag in about:
             about[flag] = bool(about[flag])
-    return tuple(array.shape), about
+    bscans, ascans, samples = array.shape
+    return (bscans, ascans, samples), about
 
 
 def _store(folder: str, shape: Tuple[int, int, int], lane: int) -> Any:
@@ -185,7 +184,7 @@ def _pieces(bscans: int, lanes_per_task: int, margin: int) -> Iterator[_Piece]:
 def _parts(text: str) -> Any:
     """The chain of a job in this process."""
     job = json.loads(text)
-    parts = _core.Parts(job["document"], tuple(job["shape"]), job["about"], job["config"], job["calibration"])
+    parts = _core.Parts(job["document"], job["shape"], job["about"], job["config"], job["calibration"])
     for step, findings in job["findings"]:
         parts.put(step, [findings])
     return parts
@@ -221,13 +220,13 @@ def _task(text: str, step: _Pass, source: Any, target: Optional[str], piece: _Pi
         threads = get_worker().state.nthreads  # tasks of a process queue up, each takes its threads
     except (ImportError, ValueError):
         pass
-    block = _read(source, piece.read_first, piece.read_count)
-    core = (piece.first - piece.read_first, piece.count)
+    block = _read(source, piece.read_first, piece.read_bscans)
+    core = (piece.first - piece.read_first, piece.bscans)
     made, findings = _parts(text).work(step.begin, step.end, block, piece.read_first, core, step.looks, threads)
     if target is not None:
         import zarr
 
-        zarr.open_group(target, mode="r+")[_ARRAY][piece.first : piece.first + piece.count] = made
+        zarr.open_group(target, mode="r+")[_ARRAY][piece.first : piece.first + piece.bscans] = made
     return findings
 
 
@@ -286,7 +285,10 @@ def run(
     permittivity: Optional[float] = None,
     antenna_offset: Optional[float] = None,
     background: Optional[str] = None,
-    migration: str = "FkMigration",
+    migration: Optional[str] = None,
+    frequency: Optional[float] = None,
+    preset: Optional[str] = None,
+    signed_image: Optional[bool] = None,
 ) -> "xarray.DataArray":
     """Makes an image of a survey of any size, on a cluster.
 
@@ -306,7 +308,7 @@ def run(
         Lanes (5 or 7 B-scans) of a task. A task holds up to four times its lanes in memory.
     config, calibration, time_zero, permittivity, antenna_offset
         As of `Chain.run`.
-    background, migration
+    background, migration, frequency, preset, signed_image
         As of `tzm.run`.
 
     Returns
@@ -330,20 +332,28 @@ def run(
 
     if lanes_per_task < 1:
         raise ValueError("lanes_per_task is at least 1")
-    source: Any = os.fspath(inputs) if _is_zarr(inputs) else tuple(os.path.abspath(p) for p in _paths(inputs))
-    source = os.path.abspath(source) if isinstance(source, str) else source
+    if isinstance(inputs, (str, os.PathLike)) and _is_zarr(inputs):
+        source: Any = os.path.abspath(inputs)
+    else:
+        source = tuple(os.path.abspath(path) for path in _paths(inputs))
     shape, about = _about(source)
     target = Path(os.path.abspath(output))
     if isinstance(source, str) and Path(source) == target:
         raise ValueError("the image can't stand where its recording is")
     if client is None:
         client = _current_client()
-    if chain is None:
-        empty = _core.about_of(shape, about)
-        chain = Chain.standard(empty, background=background, migration=migration, time_zero=time_zero)
-    chain = Chain(chain)
+    chosen = chain_for(
+        _core.about_of(shape, about),
+        chain,
+        time_zero,
+        background=background,
+        migration=migration,
+        frequency=frequency,
+        preset=preset,
+        signed_image=signed_image,
+    )
     document, about, notes = _core.settled(
-        list(chain), shape, about, config, calibration, time_zero, permittivity, antenna_offset
+        list(chosen), shape, about, config, calibration, time_zero, permittivity, antenna_offset
     )
     for line in notes:
         warnings.warn(line, ChainWarning, stacklevel=_outside())
@@ -365,7 +375,7 @@ def run(
                 _store(store, parts.about(step.end).shape, lane * lanes_per_task)
             pieces = list(_pieces(shape[0], lanes_per_task, step.margin))
             if client is not None:
-                _require_memory(client, shape, max(piece.read_count for piece in pieces))
+                _require_memory(client, shape, max(piece.read_bscans for piece in pieces))
             text = _text(document, shape, about, config, calibration, findings)
             if client is None:
                 found = [_task(text, step, place, store, piece) for piece in pieces]
