@@ -1,5 +1,5 @@
 // How far the permittivity of synthetic lines is found, over many seeds: errors, what the stated errors cover, and how
-// often empty ground gets a number. Usage: focus_statistics [SEEDS [FIRST_SEED]]
+// often empty ground gets a number. Usage: focus_statistics [SEEDS [FIRST_SEED [verbose]]]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>

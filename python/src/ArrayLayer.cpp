@@ -22,6 +22,7 @@ namespace {
 constexpr int kRowsAtOnce = 64;
 constexpr int kLongestEnvelope = 65536;
 constexpr int kHighestOrder = 12;
+constexpr int kLongestWindow = 1 << 28;
 
 /// An output of a block's shape.
 Recording Like(const Input& input) {
@@ -56,7 +57,8 @@ py::object HilbertEnvelope(const py::object& block) {
 }
 
 py::array_t<float> Window(const std::string& kind, int length, double parameter) {
-    if (length < 3 || length > 1 << 28) throw py::value_error("a window has at least 3 elements");
+    if (length < 3 || length > kLongestWindow)
+        throw py::value_error("a window has 3 to " + std::to_string(kLongestWindow) + " elements");
     py::array_t<float> weights(length);
     float* const w = weights.mutable_data();
     std::fill_n(w, length, 1.f);

@@ -40,6 +40,11 @@ std::vector<fs::path> Paths(const std::vector<fs::path>& inputs) {
     return inputs;
 }
 
+void RequireBscans(int bscans, int first, int count, int step) {
+    if (step < 1 || first < 0 || count < 1 || first + std::int64_t{count - 1} * step >= bscans)
+        throw py::index_error("the recording has B-scans 0 to " + std::to_string(bscans - 1));
+}
+
 /// What a file says of itself, and its samples piece by piece.
 class Source {
 public:
@@ -53,8 +58,7 @@ public:
     Block Read(int first, int count, int step) {
         Recording part = source->About();
         const int bscans = part.size.bscans;
-        if (step < 1 || first < 0 || count < 1 || first + std::int64_t{count - 1} * step >= bscans)
-            throw py::index_error("the recording has B-scans 0 to " + std::to_string(bscans - 1));
+        RequireBscans(bscans, first, count, step);
         if (first == 0 && count == bscans) return Block(ReadRecording(*source));
         part.size.bscans = count;
         part.data = AllocateSamples(part.size.Count());
@@ -111,8 +115,7 @@ std::unique_ptr<Source> Open(const std::vector<fs::path>& inputs, bool keepMarks
 Block Part(const Block& block, int first, int count, int step) {
     Recording part = block;
     const int bscans = block.size.bscans;
-    if (step < 1 || first < 0 || count < 1 || first + std::int64_t{count - 1} * step >= bscans)
-        throw py::index_error("the recording has B-scans 0 to " + std::to_string(bscans - 1));
+    RequireBscans(bscans, first, count, step);
     part.size.bscans = count;
     if (step == 1) { // a view
         part.data = Samples(block.data, part.Bscan(first));
@@ -176,7 +179,8 @@ void BindFiles(py::module_& module) {
         .def(
             "read",
             [](Source& s, int first, std::optional<int> count, int step) {
-                const int left = s.Size().bscans - first, all = step > 0 ? (left + step - 1) / step : 0;
+                const std::int64_t left = std::int64_t{s.Size().bscans} - first;
+                const int all = step > 0 ? static_cast<int>((left + step - 1) / step) : 0;
                 const py::gil_scoped_release released;
                 return s.Read(first, count.value_or(all), step);
             },
@@ -187,7 +191,6 @@ void BindFiles(py::module_& module) {
     module.def("part", &Part, py::arg("recording"), py::arg("first"), py::arg("count"), py::arg("step"));
     module.def("write", &Write, py::arg("recording"), py::arg("file"));
     module.def("formats", &FormatList);
-    module.def("load_vti", &LoadVti);
     module.attr("COLOURS") =
         py::dict(py::arg("grey") = ColourList(tzmchain::kGrey), py::arg("seismic") = ColourList(tzmchain::kSeismic),
                  py::arg("heat") = ColourList(tzmchain::kHeat));

@@ -4,6 +4,7 @@
 #include <pybind11/stl.h>
 
 #include "Block.h"
+#include "Framework/Cancelled.h"
 #include "Run.h"
 
 namespace tzmpy {
@@ -18,7 +19,10 @@ py::dict Find(const Block& block, double from, double to, int count, std::option
     const Turn turn;
     Watch watch(std::move(progress));
     FocusOptions options{from, to, count, timeZero, [&](double share) { return watch(0, share); }};
-    const PermittivityFocus focus = Released(watch, [&] { return FindPermittivity(block, options); });
+    const PermittivityFocus focus = Released(watch, [&] {
+        if (!watch(0, 0)) throw Exception::Cancelled(); // however short the search is, it may be refused
+        return FindPermittivity(block, options);
+    });
     PassLogOn();
     py::array_t<double> curve({static_cast<py::ssize_t>(focus.curve.size()), py::ssize_t{3}});
     auto rows = curve.mutable_unchecked<2>();

@@ -54,6 +54,12 @@ def test_chains_come_in_many_forms(scene, tmp_path):
             tzm.Chain(wrong)
     with pytest.raises(ValueError, match="no steps"):
         tzm.Chain().run(scene)
+    names = [step.name for step in tzm.Chain.standard(scene, preset="geology", frequency=200, migration="GazdagMigration")]
+    assert {"Dewow", "GazdagMigration", "Agc"} <= set(names) and "Envelope" not in names
+    assert tzm.Chain.standard(scene, preset="utility", frequency=200)[names.index("Dewow")].window == 10
+    for wrong in [{"preset": "lava"}, {"preset": "utility", "frequency": 0}, {"chain": wanted, "signed_image": False}]:
+        with pytest.raises(ValueError):
+            tzm.run(scene, **wrong)
     with pytest.raises(ValueError, match="did you mean 'KirchhoffMigration'"):
         tzm.run(scene, migration="Kirchhof")
 
@@ -105,7 +111,8 @@ def test_threads_queue_up_and_leave_the_interpreter_free(scene):
 
 def test_ctrl_c_ends_a_run():
     program = """
-import sys, tzm
+import signal, sys, tzm
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job would ignore it
 rec = tzm.demo(lanes=40)
 chain = tzm.Chain(["KirchhoffMigration"] * 500)
 for step in chain: step.time_zero = 0

@@ -39,12 +39,14 @@ def of_pybind(doc: str) -> str:
     text = re.sub(r"numpy\.ndarray\[[^\]]*\]", "np.ndarray", text)
     text = re.sub(r"numpy\.\w+", "Any", text)
     text = re.sub(r"\bobject\b|\bhandle\b", "Any", text)
-    text = text.replace("os.PathLike", "str").replace("self: Recording", "self").replace("Dict[", "Dict[")
+    text = text.replace("os.PathLike", "str").replace("self: Recording", "self")
     text = re.sub(r": list\b", ": List[Any]", re.sub(r"-> list$", "-> List[Any]", text))
     text = re.sub(r"-> dict$", "-> Dict[str, Any]", re.sub(r": dict\b", ": Dict[str, Any]", text))
     text = re.sub(r"-> tuple$", "-> Tuple[Any, ...]", text)
     text = re.sub(r"\*\*kwargs", "**kwargs: Any", text)
     text = re.sub(r"self: [\w.:]+", "self", text)
+    arguments, arrow, result = text.rpartition(" -> ")
+    text = arguments.replace("List[", "Sequence[") + arrow + result
     return f"def {text}: ..."
 
 
@@ -77,8 +79,8 @@ def core() -> str:
     ]
     for name, value in vars(_core).items():
         if isinstance(value, (str, float, tuple, dict)) and (not name.startswith("__") or name == "__version__"):
-            kind = {str: "str", float: "float", tuple: "Tuple[Tuple[str, str], ...]"}.get(type(value))
-            lines.append(f"{name}: {kind or 'Dict[str, List[Tuple[float, float, float]]]'}")
+            kind = {str: "str", float: "float", tuple: "Tuple[Tuple[str, str], ...]", dict: "Dict[str, Any]"}
+            lines.append(f"{name}: {kind[type(value)]}")
     for kind in (_core.Recording, _core.Algorithm, _core.Source, _core.Parts):
         lines += ["", f"class {kind.__name__}:"]
         if kind is _core.Recording:

@@ -15,7 +15,7 @@ from .errors import ParameterError
 from .names import did_you_mean, snake_case
 
 # By the numbers of ValueType.
-_KINDS = ["int", "float", "bool", "str", "str", "sequence of int", "dict of int", "sequence of float"]  # of ValueType
+_KINDS = ["int", "float", "bool", "str", "str", "sequence of int", "dict of int", "sequence of float"]
 
 
 class Algorithm(_core.Algorithm):

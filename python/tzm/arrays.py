@@ -72,7 +72,8 @@ def iir_design(
     b, a : numpy.ndarray
         Numerator and denominator, of order + 1 elements.
     """
-    return _core.iir_design(kind, frequency, order, ripple)
+    b, a = _core.iir_design(kind, frequency, order, ripple)
+    return b, a
 
 
 def filter_zero_phase(b: Any, a: Any, block: Any) -> np.ndarray:

@@ -153,7 +153,7 @@ def _nearest(places: np.ndarray, place: float) -> int:
     return int(np.argmin(np.abs(places - place)))
 
 
-class _Methods:
+class _Methods(_core.Recording):
     def slice(
         self,
         *,
@@ -186,10 +186,10 @@ class _Methods:
             places, place = np.arange(self.shape[2], dtype=float), float(sample)
         elif time is not None:
             places, place = self.time, float(time)
-        else:
-            if self.depth is None:
-                raise ValueError("a depth needs time_zero and permittivity of the recording")
+        elif depth is not None and self.depth is not None:
             places, place = self.depth, float(depth)
+        else:
+            raise ValueError("a depth needs time_zero and permittivity of the recording")
         step = places[1] - places[0] if len(places) > 1 else 1
         if not places[0] - step / 2 <= place <= places[-1] + step / 2:
             raise ValueError(f"the slice must lie between {places[0]:.4g} and {places[-1]:.4g}, not at {place:.4g}")
@@ -205,7 +205,7 @@ class _Methods:
             if not -count <= bscan < count:
                 raise IndexError(f"B-scan {bscan}: there are {count}")
             return bscan % count
-        channels = channel_count(self)
+        channels = channel_count(self.channels, count)
         return count // channels // 2 * channels + channel_index(self.channels, channel or 0, count)
 
     def plot(

@@ -71,7 +71,7 @@ def open(  # noqa: A001 - it opens
 
 def channel_index(channels: Sequence[str], channel: Union[int, str], bscans: int) -> int:
     """Which channel a name or a number means."""
-    count = len(channels) or (5 if bscans % 5 == 0 else 7 if bscans % 7 == 0 else 1)
+    count = channel_count(channels, bscans)
     if isinstance(channel, str):
         if channel not in channels:
             raise ValueError(f"there is no channel '{channel}'{did_you_mean(channel, channels)}")
@@ -81,10 +81,9 @@ def channel_index(channels: Sequence[str], channel: Union[int, str], bscans: int
     return int(channel) % count
 
 
-def channel_count(recording: Any) -> int:
+def channel_count(channels: Sequence[str], bscans: int) -> int:
     """Channels of a recording: those that it names, else 5 or 7 where they divide its B-scans, else 1."""
-    bscans = recording.shape[0]
-    return len(recording.channels) or (5 if bscans % 5 == 0 else 7 if bscans % 7 == 0 else 1)
+    return len(channels) or (5 if bscans % 5 == 0 else 7 if bscans % 7 == 0 else 1)
 
 
 def read(
@@ -130,8 +129,7 @@ def read(
     if channel is None:
         return source.read()
     channels, bscans = source.about()["channels"], source.shape[0]
-    count = len(channels) or (5 if bscans % 5 == 0 else 7 if bscans % 7 == 0 else 1)
-    return source.read(channel_index(channels, channel, bscans), None, count)
+    return source.read(channel_index(channels, channel, bscans), None, channel_count(channels, bscans))
 
 
 def formats() -> List[Dict[str, Any]]:

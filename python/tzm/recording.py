@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import os
-from typing import TYPE_CHECKING, Any, Optional, Union
+from typing import TYPE_CHECKING, Any, Dict, Optional, Union
 
 import numpy as np
 
@@ -20,7 +20,7 @@ _SPEED = 3e8  # m/s
 _NANOSECOND = 1e-9
 
 
-class _Methods:
+class _Methods(_core.Recording):
     """Methods that `Recording` gets from here."""
 
     def __repr__(self) -> str:
@@ -69,8 +69,8 @@ class _Methods:
 
     def channel(self, channel: Union[int, str]) -> "_core.Recording":
         """The B-scans of one channel, by its number from 0 or by its name."""
+        count = channel_count(self.channels, self.shape[0])
         first = channel_index(self.channels, channel, self.shape[0])
-        count = channel_count(self)
         return _core.part(self, first, (self.shape[0] - first + count - 1) // count, count)
 
     def bscans(self, first: int, count: int) -> "_core.Recording":
@@ -98,7 +98,7 @@ class _Methods:
         """
         import xarray
 
-        coords = {
+        coords: Dict[str, Any] = {
             "across": ("across", self.across, {"units": "m"} if self.line_spacing else {"long_name": "B-scan"}),
             "distance": ("distance", self.distance, {"units": "m", "long_name": "distance along the scan"}),
             "time": ("time", self.time, {"units": "ns", "long_name": "two-way time"}),
@@ -115,8 +115,9 @@ class _Methods:
         )
 
 
-def _rebuilt(data: np.ndarray, about: dict) -> "_core.Recording":
-    recording = _core.Recording(data, **{k: v for k, v in about.items() if not (isinstance(v, list) and not v)})
+def _rebuilt(data: np.ndarray, about: Dict[str, Any]) -> "_core.Recording":
+    fields: Dict[str, Any] = {k: v for k, v in about.items() if not (isinstance(v, list) and not v)}
+    recording = _core.Recording(data, **fields)
     recording.knows_delta_x = about["knows_delta_x"]
     return recording
 
@@ -124,9 +125,8 @@ def _rebuilt(data: np.ndarray, about: dict) -> "_core.Recording":
 def extend(methods: type) -> None:
     """Gives `Recording` the methods of a class."""
     for name, member in vars(methods).items():
-        if name in ("__module__", "__dict__", "__weakref__", "__doc__", "__qualname__"):
-            continue
-        setattr(Recording, name, member)
+        if callable(member) or isinstance(member, property):
+            setattr(Recording, name, member)
 
 
 extend(_Methods)
