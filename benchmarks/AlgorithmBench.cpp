@@ -66,7 +66,8 @@ Chain Algorithms() {
         {"SlidingBackgroundMedian", With<AlgoSlidingBackground>(AlgoParamSlidingBackground(true, 1, 0.25f, true))},
         {"ResampleInTime", With<AlgoResample>(AlgoParamResample(true, 1, 0.07f, 0.f))},
         {"ResampleAlongTheScan", With<AlgoResample>(AlgoParamResample(true, 1, 0.f, 0.007f))},
-        {"Topography", With<AlgoTopography>(AlgoParamTopography(true, 1, 1.f, {1.f, 1.05f, 1.02f}, 6.f))}, // no longer than the input
+        {"Topography",
+         With<AlgoTopography>(AlgoParamTopography(true, 1, 1.f, {1.f, 1.05f, 1.02f}, 6.f))}, // no longer than the input
         {"EigenBackground", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 2, 0.f, false))},
         {"EigenBackgroundEnergy", With<AlgoEigenBackground>(AlgoParamEigenBackground(true, 1, 0, 0.5f, false))},
         {"Deconvolution", std::make_shared<AlgoDeconvolution>()},

@@ -158,10 +158,11 @@ public:
     Chain() = default;
 
     /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
-    /// and times in common first; those of one antenna only a time zero; a recording whose B-scans neither 5 nor 7
-    /// divides is levelled and imaged. A time zero that the recording or the user tells is taken; else it is detected
-    /// where there are channels. A preset adds dewow, band pass, a sliding background and a gain of its own. A signed
-    /// image isn't normalised. ChainError for a preset or a migration that there isn't.
+    /// and times in common; those of one antenna only a time zero. Lines lose wow, what lies outside the antenna's band,
+    /// if its frequency is known, and their mean, and gain what spreading takes. A time zero that the recording or the
+    /// user tells is taken; else it is detected where there are channels. A preset does to lines and arrays what lines
+    /// get, with figures of its own. A signed image isn't normalised. ChainError for a preset or a migration that there
+    /// isn't, and for a frequency that isn't above 0.
     static Chain Standard(const Recording& recording, const ChainChoice& choice = {});
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that

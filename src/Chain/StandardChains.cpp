@@ -42,7 +42,10 @@ double MegahertzIn(const std::string& text) {
 
 /// MHz; 0 if nobody knows it. Instruments name their channels after the antenna.
 double FrequencyOf(const Recording& recording, const ChainChoice& choice, const ChainPreset* preset) {
-    if (choice.frequency) return *choice.frequency;
+    if (choice.frequency) {
+        if (*choice.frequency > 0) return *choice.frequency;
+        throw ChainError("the frequency of an antenna is above 0 MHz");
+    }
     for (const std::string& channel : recording.channels)
         if (const double frequency = MegahertzIn(channel); frequency > 0) return frequency;
     return preset ? preset->frequency : 0.;
@@ -59,23 +62,33 @@ const ChainPreset* PresetOf(const ChainChoice& choice) {
 }
 
 /// What lies below and above the antenna's band goes: two of its periods are a window that keeps its wavelets, and it
-/// transmits from about half to twice its nominal frequency. \param frequency MHz
-void AddFilters(Chain& chain, double frequency) {
-    chain.Add("Dewow").Set("window", 2e3 / frequency);
+/// transmits from about half to twice its nominal frequency. \param frequency MHz, 0 if nobody knows it
+void AddFilters(Chain& chain, const Recording& recording, double frequency) {
+    constexpr double kPeriods = 2, kSamples = 50; // that instruments have of two periods, as a rule
+    chain.Add("Dewow").Set("window", frequency > 0 ? 1e3 * kPeriods / frequency : 1e9 * kSamples * recording.deltaT);
+    if (frequency <= 0) return;
     Step& band = chain.Add("BandPass");
     band.Set("low", frequency / 2);
     band.Set("high", 2 * frequency);
 }
 
-void AddGain(Chain& chain, const ChainPreset& preset, double frequency) {
-    if (preset.agcPeriods > 0) {
+/// \param preset null: one level for the whole of every line
+void AddSlidingBackground(Chain& chain, const Recording& recording, const ChainPreset* preset) {
+    Step& background = chain.Add("SlidingBackground");
+    background.Set("window", preset ? preset->backgroundWindow : 2 * recording.size.ascans * recording.deltaX);
+    background.Set("median", preset && preset->backgroundMedian);
+}
+
+/// \param preset null: what spreads over a sphere loses its amplitude with the time
+void AddGainOverTime(Chain& chain, const ChainPreset* preset, double frequency) {
+    if (preset && preset->agcPeriods > 0) {
         Step& gain = chain.Add("Agc");
-        gain.Set("window", 1e3 * preset.agcPeriods / frequency);
-        gain.Set("floor", preset.agcFloor);
+        gain.Set("window", 1e3 * preset->agcPeriods / frequency);
+        gain.Set("floor", preset->agcFloor);
     } else {
         Step& gain = chain.Add("TimeGain");
-        gain.Set("power", preset.gainPower);
-        gain.Set("rate", preset.gainRate);
+        gain.Set("power", preset ? preset->gainPower : 1.);
+        gain.Set("rate", preset ? preset->gainRate : 0.);
     }
 }
 
@@ -83,8 +96,8 @@ void AddGain(Chain& chain, const ChainPreset& preset, double frequency) {
 
 // Offsets go first, since the detection compares counts with a threshold. Levels come ahead of the bistatic correction:
 // that crushes the direct wave of the bistatic channels, so that behind it the energy of traces with a direct wave
-// would be compared with that of traces without. Of an array only the surface is taken out for background: a median
-// would take bars along the scan with it.
+// would be compared with that of traces without. Of an array only the surface is taken out for background: what takes
+// out more would take bars along the scan with it.
 Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     const bool channels = HasChannels(recording), array = channels && !recording.oneAntennaPair;
     const bool known = recording.timeZero || choice.timeZero;
@@ -104,20 +117,17 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
         chain.Add("EnergyCorrection");
         chain.Add("BistaticCorrection");
     }
-    if (preset) AddFilters(chain, frequency);
-    const std::string background = choice.background.value_or(array ? "surface" : "none");
-    if (preset && !choice.background) {
-        Step& sliding = chain.Add("SlidingBackground");
-        sliding.Set("window", preset->backgroundWindow);
-        sliding.Set("median", preset->backgroundMedian);
-    } else if (background != "none") {
+    const bool asLines = preset || !array;
+    if (asLines) AddFilters(chain, recording, frequency);
+    if (!choice.background && asLines)
+        AddSlidingBackground(chain, recording, preset);
+    else if (const std::string background = choice.background.value_or("surface"); background != "none")
         chain.Add("BgRemoval").Set("algorithm", background);
-    }
     chain.Add(choice.migration);
     const bool isSigned = choice.signedImage.value_or(preset && preset->signedImage);
     if (!isSigned) chain.Add("Envelope");
-    if (preset) {
-        AddGain(chain, *preset, frequency);
+    if (asLines) {
+        AddGainOverTime(chain, preset, frequency);
     } else { // up to four times at the last sample
         Step& gain = chain.Add("DepthGaining");
         gain.Set("Apex", -1);

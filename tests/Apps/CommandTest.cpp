@@ -162,7 +162,7 @@ TEST(Command, ARecipeRepeatsItsRun) {
     const Json::Value recipe = ParseJson(ReadText(folder / "two/recipe.json"), "recipe");
     EXPECT_EQ(recipe["steps"][1]["input"][2], 1); // no step tells channels apart
     EXPECT_EQ(recipe["image"]["bscans"], 1);
-    EXPECT_EQ(recipe["chain"][1]["parameters"]["permittivity"], 4.5);
+    EXPECT_EQ(recipe["chain"][3]["parameters"]["permittivity"], 4.5);
     EXPECT_EQ(recipe["threads"], 1);
     EXPECT_NE(recipe["documents"]["configuration"].asString().find("InterpolationMethod"), std::string::npos);
 }

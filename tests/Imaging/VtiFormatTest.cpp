@@ -7,35 +7,13 @@
 #include <vtkOutputWindow.h>
 
 #include "Framework/Logger.h"
-#include "Recording/Format.h"
-#include "Recording/Refusal.h"
 #include "Recording/private/Checksum.h"
 #include "Recording/private/Text.h"
+#include "support/Recordings.h"
 #include "support/TemporaryFolder.h"
 
 namespace TZM {
 namespace {
-
-/// 3 x 2 x 5 with element i = i.
-Recording Counting() {
-    Recording recording;
-    recording.size = {3, 2, 5};
-    recording.deltaT = 1.5625e-11;
-    recording.deltaX = 0.008466666602071127;
-    recording.data = AllocateSamples(recording.size.Count());
-    for (int i = 0; i < 30; ++i) recording.data[i] = static_cast<float>(i);
-    return recording;
-}
-
-std::string RefusalOf(const std::filesystem::path& input) {
-    try {
-        ReadRecording(input);
-    } catch (const FormatError& refusal) {
-        EXPECT_EQ(std::string(refusal.what()).find('\n'), std::string::npos);
-        return refusal.what();
-    }
-    return "no refusal";
-}
 
 TEST(VtiFormat, ComesBackFromAVtkImageWithItsIntervals) {
     const TemporaryFolder folder;
@@ -77,12 +55,8 @@ TEST(VtiFormat, RefusesWhatIsNoImageOrAPartOfOne) {
 }
 
 TEST(VtiFormat, TellsWhyAFileCannotBeWritten) {
-    try {
-        WriteVti(ImageOf(Counting()), "/dev/full");
-        ADD_FAILURE();
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(std::string(refusal.what()), "can't write /dev/full: no space left on device");
-    }
+    EXPECT_EQ(RefusalOf([] { WriteVti(ImageOf(Counting()), "/dev/full"); }),
+              "can't write /dev/full: no space left on device");
 }
 
 } // namespace

@@ -18,7 +18,7 @@ TZM_EXPORT Index HilbertEnvelopesWorkSize(const IppsHilbertSpec_32f32fc* state);
 /// the range of the input isn't checked, but `largest`, if not null, receives the largest magnitude of every row, NaN
 /// if one is in it.
 TZM_EXPORT IppStatus HilbertEnvelopes(const float* src, Index srcStep, float* dst, Index dstStep, int rows,
-                           const IppsHilbertSpec_32f32fc* state, float* work, float* largest = nullptr);
+                                      const IppsHilbertSpec_32f32fc* state, float* work, float* largest = nullptr);
 
 /// The peaks alone: peaks[r] = the largest of the envelope of src[r].
 IppStatus HilbertEnvelopePeaks(const float* src, Index srcStep, float* peaks, int rows,

@@ -32,7 +32,8 @@ struct AscanKernels {
     /// Squares below 1e-36 may give less than their root.
     void (*unfoldEnvelopes)(const float* signal, const float* hilbert, const float* factors, Index count, float* dst);
     /// The spectrum v of a folded signal, n lane blocks: v[j] = a v[j] + b v[n - j], v[n - j] = a v[n - j] + conj(b)
-    /// v[j] for 0 < j < n - j, v[0] and v[n / 2] times their a. The table holds a and the parts of b, for j = 0 .. n / 2.
+    /// v[j] for 0 < j < n - j, v[0] and v[n / 2] times their a. The table holds a and the parts of b,
+    /// for j = 0 .. n / 2.
     void (*mixMirrored)(float* v, const float* table, Index n);
 };
 
