@@ -9,7 +9,7 @@ namespace {
 /// A form that this build can't read: said when its files are met.
 [[maybe_unused]] Format Missing(const char* name, const char* files, std::vector<std::string> extensions,
                                 const char* library) {
-    const std::string text = std::string(": this build lacks ") + library + ", which reads " + files;
+    const std::string text = std::string(": this build lacks ") + library + ", which " + files + " needs";
     const auto refuse = [text](const std::filesystem::path& file) {
         return FormatError("can't use " + file.string() + text);
     };

@@ -170,6 +170,7 @@ TEST(Survey, BringsFilesToOneIntervalWhenAsked) {
     EXPECT_EQ(both.Bscan(0)[199], 0); // beyond the shorter A-scans
 }
 
+#if TZM_WITH_HDF5
 TEST(Spacing, IsMadeEvenAsPositionsTell) {
     const TemporaryFolder folder;
     Recording recording;
@@ -199,6 +200,7 @@ TEST(Spacing, IsMadeEvenAsPositionsTell) {
     EXPECT_DOUBLE_EQ(told->About().deltaX, 0.1);
     EXPECT_TRUE(told->About().knowsDeltaX);
 }
+#endif
 
 TEST(Spacing, IsToldByMarksAndByTheHeadersOfAscans) {
     const TemporaryFolder folder;

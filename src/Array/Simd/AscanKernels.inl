@@ -63,37 +63,31 @@ void LaneLessMeans(const float* lanes, double* work, int len, int half, float* d
 
 void LaneLevelled(const float* lanes, const float* measured, double* work, int len, int half, bool squared, float level,
                   float floor, float scale, float* dst) {
-    const auto quotients = [&](int e, const float* levels) {
-        const float* const from = lanes + static_cast<long>(kRowLanes) * e;
-        float* const to = dst + static_cast<long>(kRowLanes) * e;
-#pragma omp simd
-        for (int l = 0; l < kRowLanes; ++l) {
-            const float divisor = levels[l] > floor * scale ? levels[l] : floor * scale;
-            const float quotient = from[l] * scale * level / divisor;
-            to[l] = levels[l] != levels[l] ? levels[l] : divisor == 0.f ? 0.f : quotient;
-        }
-    };
+    constexpr int kRegisters = kRowLanes / kLanes;
+    const Floats least = Floats{} + floor * scale;
     const double wide = static_cast<double>(scale);
-    float levels[kRowLanes];
-    const auto keep = [&](const Doubles* means) {
-        for (int k = 0; k < kRowLanes / kLanes; ++k)
-            *reinterpret_cast<Floats*>(levels + k * kLanes) = __builtin_convertvector(means[k], Floats);
+    const auto quotients = [&](int e, int k, Floats strength) {
+        const long at = static_cast<long>(kRowLanes) * e + k * kLanes;
+        const Floats divisor = strength > least ? strength : least;
+        const Floats quotient = *reinterpret_cast<const Floats*>(lanes + at) * scale * level / divisor;
+        const Floats levelled = divisor == 0.f ? Floats{} : quotient;
+        *reinterpret_cast<Floats*>(dst + at) = strength != strength ? strength : levelled;
     };
     if (squared)
         LaneWindows(
             measured, work, len, half, [wide](Doubles x) { return (x * wide) * (x * wide); },
             [&](int e, const Doubles* means) {
-                keep(means);
-#pragma omp simd
-                for (int l = 0; l < kRowLanes; ++l) levels[l] = __builtin_sqrtf(levels[l]);
-                quotients(e, levels);
+                for (int k = 0; k < kRegisters; ++k) {
+                    Floats strength = __builtin_convertvector(means[k], Floats);
+                    for (int l = 0; l < kLanes; ++l) strength[l] = __builtin_sqrtf(strength[l]);
+                    quotients(e, k, strength);
+                }
             });
     else
         LaneWindows(
             measured, work, len, half, [wide](Doubles x) { return x * wide; },
             [&](int e, const Doubles* means) {
-                keep(means);
-                quotients(e, levels);
+                for (int k = 0; k < kRegisters; ++k) quotients(e, k, __builtin_convertvector(means[k], Floats));
             });
 }
 
