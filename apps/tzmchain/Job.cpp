@@ -45,8 +45,10 @@ constexpr char kImage[] = "image.vti", kRecipe[] = "recipe.json", kScene[] = "sc
 // Rough times per sample of the tasks beside the chain, on the scale of the rows of Algorithms().
 constexpr double kFocusCost = 400, kReadCost = 14, kWriteCost = 6, kPictureCost = 24, kReportCost = 60;
 
-const std::map<std::string, std::string> kOptions = {
-    {"timeZero", "--time-zero"}, {"permittivity", "--permittivity"}, {"antennaOffset", "--antenna-offset"}};
+const std::map<std::string, std::string> kOptions = {{"timeZero", "--time-zero"},
+                                                     {"permittivity", "--permittivity"},
+                                                     {"antennaOffset", "--antenna-offset"},
+                                                     {"lineSpacing", "--line-spacing"}};
 
 /// Refusal with what the library put into its error list while it took over a document.
 void RequireAccepted(bool accepted, const fs::path& file) {
@@ -59,9 +61,11 @@ void RequireAccepted(bool accepted, const fs::path& file) {
 /// The program's own tuning: the migration is periodic in time, and without room below, the surface would come back at
 /// the bottom of the image. The user's keys win.
 void AddOwnKeys(Json::Value& configuration) {
-    Json::Value& section = configuration["FkMigration"];
-    if (!section.isNull() && !section.isObject()) return;
-    if (!section.isMember("DepthSpectrumSizeExtension")) section["DepthSpectrumSizeExtension"] = 1;
+    for (const char* name : {"FkMigration", "FkMigration3D"}) {
+        Json::Value& section = configuration[name];
+        if (!section.isNull() && !section.isObject()) continue;
+        if (!section.isMember("DepthSpectrumSizeExtension")) section["DepthSpectrumSizeExtension"] = 1;
+    }
 }
 
 /// Gives the library its documents, and the terminal a line for every key that it will skip.
@@ -92,8 +96,8 @@ void LoadDocuments(const JobOptions& options, Progress& progress) {
 Chain ChosenChain(const JobOptions& options, const Recording& recording) {
     if (options.chain.empty())
         return Chain::Standard(recording,
-                               {options.background, options.migration.value_or("FkMigration"), options.numbers.timeZero,
-                                options.frequency, options.preset, options.signedImage});
+                               {options.background, options.migration.value_or(""), options.numbers.timeZero,
+                                options.frequency, options.preset, options.signedImage, options.numbers.lineSpacing});
     if (options.background)
         throw Refusal("--background is of the standard chains; name a BgRemoval in the chain document");
     if (options.migration) throw Refusal("--migration is of the standard chains; name one in the chain document");
@@ -111,13 +115,17 @@ Chain ChosenChain(const JobOptions& options, const Recording& recording) {
 
 /// Refuses options that no step of the chain heeds.
 void RequireHeeded(const Chain& chain, const JobOptions& options) {
-    const auto refuse = [&](bool given, const char* option, const char* parameter) {
-        const auto heeds = [&](const Step& step) { return step.Info().Find(parameter) != nullptr; };
+    const auto refuse = [&](bool given, const char* option, const std::vector<std::string>& parameters) {
+        const auto heeds = [&](const Step& step) {
+            return std::any_of(parameters.begin(), parameters.end(),
+                               [&](const std::string& name) { return step.Info().Find(name) != nullptr; });
+        };
         if (given && std::none_of(chain.steps.begin(), chain.steps.end(), heeds))
             throw Refusal(std::string(option) + " would have no effect: no step of the chain heeds it");
     };
-    refuse(options.numbers.antennaOffset.has_value(), "--antenna-offset", "antennaOffset");
-    refuse(!options.calibration.empty(), "--calibration", "IgnoreCalibration");
+    refuse(options.numbers.antennaOffset.has_value(), "--antenna-offset", {"antennaOffset", "antennaOffsetBi"});
+    refuse(options.numbers.lineSpacing.has_value(), "--line-spacing", {"lineSpacing"});
+    refuse(!options.calibration.empty(), "--calibration", {"IgnoreCalibration"});
 }
 
 /// What the chain will need and nobody tells, or what is to be searched anyway.
@@ -335,11 +343,13 @@ bool TooLarge(const Recording& recording, const JobOptions& options) {
 constexpr std::int64_t kChunkMemory = std::int64_t{1} << 29;
 
 /// Whether a recording goes in chunks that memory would hold whole: few blocks that serve again and again are faster
-/// than new memory, and reading, work and writing overlap.
+/// than new memory, and reading, work and writing overlap. Not where chunks would work on many lines of each other.
 bool GainsByChunks(const Chain& chain, const Recording& recording, const JobOptions& options) {
     const bool large = recording.size.Count() * std::int64_t{sizeof(float)} > kChunkMemory / 2;
     return large && options.memory == 0 && recording.size.bscans > 5 &&
-           std::all_of(chain.steps.begin(), chain.steps.end(), [](const Step& step) { return step.WorksInParts(); });
+           std::all_of(chain.steps.begin(), chain.steps.end(), [](const Step& step) {
+               return step.WorksInParts() && step.CouplingNow().neighbours < Coupling::kAsFarAsItReaches;
+           });
 }
 
 /// Runs a chain from file to file.

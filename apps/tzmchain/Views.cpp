@@ -135,6 +135,9 @@ Stage::Stage(const std::string& name, const Recording& recording, const Choice& 
     : title(name), unit(ofValues), bscans(recording.About()), timeZero(choice.indices.size(), recording.timeZero),
       across(static_cast<std::size_t>(recording.size.samples) * static_cast<std::size_t>(recording.size.bscans)),
       lineCount(recording.size.bscans), indices(choice.indices) {
+    if (lineCount != choice.lineCount) // they lie evenly from the first line to the last
+        for (int& index : indices)
+            index = static_cast<int>(std::lround(double(index) * (lineCount - 1) / std::max(choice.lineCount - 1, 1)));
     bscans.size.bscans = static_cast<int>(indices.size());
     bscans.data = AllocateSamples(bscans.size.Count());
 }

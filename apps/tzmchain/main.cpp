@@ -146,11 +146,15 @@ void AddJobOptions(CLI::App& command, JobOptions& options) {
                     "Relative permittivity of the ground, likewise");
     command.add_option("--antenna-offset", options.numbers.antennaOffset,
                        "Metres between transmitter and receiver of a bistatic channel, likewise");
+    command.add_option("--line-spacing", options.numbers.lineSpacing, "Metres between neighbouring lines, likewise");
     AddWords(command, "--background", options.background, "Background removal of the standard chain",
              Words(FindAlgorithm("BgRemoval")->Find("algorithm")->words));
     AddWords(command, "--migration", options.migration, "Migration of the standard chain",
-             std::vector<std::pair<std::string, std::string>>{
-                 {"fk", "FkMigration"}, {"kirchhoff", "KirchhoffMigration"}, {"gazdag", "GazdagMigration"}});
+             std::vector<std::pair<std::string, std::string>>{{"array", "ArrayMigration"},
+                                                              {"fk3d", "FkMigration3D"},
+                                                              {"fk", "FkMigration"},
+                                                              {"kirchhoff", "KirchhoffMigration"},
+                                                              {"gazdag", "GazdagMigration"}});
     std::vector<std::string> presets;
     for (const ChainPreset& preset : ChainPresets()) presets.push_back(preset.name);
     AddWords(command, "--preset", options.preset, "Figures of the standard chain for what is in the ground",

@@ -19,7 +19,7 @@ CHANNEL = "TX2RX1"  # bistatic, so that the steps for channels show
 def prepared(up_to, mesh=False):
     """The slab of the demo behind the standard chain's steps ahead of an algorithm."""
     record = tzm.demo(mesh=mesh)
-    chain = tzm.Chain.standard(record)
+    chain = tzm.Chain.standard(record, migration=up_to if "Migration" in up_to else "FkMigration")
     steps = chain[: [step.name for step in chain].index(up_to)]
     return steps.run(record, progress=False) if len(steps) else record
 

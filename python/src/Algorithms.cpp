@@ -37,7 +37,7 @@ std::string ShapeText(const AlgorithmInfo& info, AlgoBase& algorithm) {
 
 py::dict RowOf(const AlgorithmInfo& info) {
     const std::unique_ptr<AlgoBase> algorithm = info.make();
-    const std::string coupling = info.coupling(*algorithm).Text();
+    const std::string coupling = Step(info).CouplingNow().Text();
     py::list parameters, keys;
     for (const ParameterInfo& p : info.parameters)
         parameters.append(py::dict(py::arg("name") = p.name, py::arg("type") = p.TypeText(),
@@ -49,9 +49,8 @@ py::dict RowOf(const AlgorithmInfo& info) {
                              py::arg("default") = k.defaultValue, py::arg("limits") = k.Limits()));
     return py::dict(py::arg("name") = info.name, py::arg("summary") = info.summary, py::arg("page") = info.page,
                     py::arg("coupling") = coupling, py::arg("shape") = ShapeText(info, *algorithm),
-                    py::arg("tells_channels") = info.tellsChannels,
-                    py::arg("most_samples") = info.mostSamples, py::arg("parameters") = parameters,
-                    py::arg("keys") = keys);
+                    py::arg("tells_channels") = info.tellsChannels, py::arg("most_samples") = info.mostSamples,
+                    py::arg("parameters") = parameters, py::arg("keys") = keys);
 }
 
 py::list Rows() {
@@ -93,7 +92,8 @@ namespace {
 
 Block RunChain(const std::vector<const Step*>& steps, const Block& block, const py::object& config,
                const py::object& calibration, std::optional<int> timeZero, std::optional<double> permittivity,
-               std::optional<double> antennaOffset, int threads, py::object progress) {
+               std::optional<double> antennaOffset, std::optional<double> lineSpacing, int threads,
+               py::object progress) {
     const Turn turn;
     const Documents documents(config, calibration);
     Watch watch(std::move(progress));
@@ -101,7 +101,8 @@ Block RunChain(const std::vector<const Step*>& steps, const Block& block, const 
     Released(watch, [&] {
         Recording recording = block;
         Chain chain = ChainOf(steps);
-        const std::vector<std::string> warnings = Prepare(chain, recording, {timeZero, permittivity, antennaOffset});
+        const std::vector<std::string> warnings =
+            Prepare(chain, recording, {timeZero, permittivity, antennaOffset, lineSpacing});
         RequireFinite(recording, recording.file.empty() ? "the recording" : recording.file.string());
         RunOptions options;
         options.threads = threads;
@@ -161,7 +162,7 @@ Json::Value DocumentOf(const Chain& chain) {
 py::object StandardChain(const Block& block, std::optional<std::string> background,
                          const std::optional<std::string>& migration, std::optional<int> timeZero,
                          std::optional<double> frequency, std::optional<std::string> preset,
-                         std::optional<bool> signedImage) {
+                         std::optional<bool> signedImage, std::optional<double> lineSpacing) {
     ChainChoice choice;
     choice.background = std::move(background);
     if (migration) choice.migration = *migration;
@@ -169,6 +170,7 @@ py::object StandardChain(const Block& block, std::optional<std::string> backgrou
     choice.frequency = frequency;
     choice.preset = std::move(preset);
     choice.signedImage = signedImage;
+    choice.lineSpacing = lineSpacing;
     return FromJson(DocumentOf(Chain::Standard(block, choice)));
 }
 
@@ -189,9 +191,10 @@ void BindRun(py::module_& module) {
     module.def("rows", &Rows);
     module.def("run_chain", &RunChain, py::arg("steps"), py::arg("recording"), py::arg("config"),
                py::arg("calibration"), py::arg("time_zero"), py::arg("permittivity"), py::arg("antenna_offset"),
-               py::arg("threads"), py::arg("progress"));
+               py::arg("line_spacing"), py::arg("threads"), py::arg("progress"));
     module.def("standard_chain", &StandardChain, py::arg("recording"), py::arg("background"), py::arg("migration"),
-               py::arg("time_zero"), py::arg("frequency"), py::arg("preset"), py::arg("signed_image"));
+               py::arg("time_zero"), py::arg("frequency"), py::arg("preset"), py::arg("signed_image"),
+               py::arg("line_spacing"));
     py::dict presets;
     for (const ChainPreset& preset : ChainPresets()) presets[py::str(preset.name)] = preset.meaning;
     module.attr("PRESETS") = presets;

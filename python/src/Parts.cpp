@@ -37,8 +37,9 @@ public:
     py::list Couplings() const {
         static const char* const names[] = {"ascan", "bscan", "lane", "neighbours", "block"};
         py::list list;
-        for (const Step& step : chain.steps) {
-            const Coupling c = step.CouplingNow();
+        for (std::size_t i = 0; i < chain.steps.size(); ++i) {
+            const Step& step = chain.steps[i];
+            const Coupling c = step.CouplingNow(abouts[i].size.samples * abouts[i].deltaT);
             list.append(py::make_tuple(names[c.scope], c.neighbours, c.throughFindings, step.Info().cost));
         }
         return list;
@@ -143,12 +144,14 @@ private:
 /// A chain as it will be run on a recording: with all parameters, what the recording is then, and warnings.
 py::tuple Settled(const std::vector<const Step*>& steps, const std::tuple<int, int, int>& shape, const py::dict& fields,
                   const py::object& config, const py::object& calibration, std::optional<int> timeZero,
-                  std::optional<double> permittivity, std::optional<double> antennaOffset) {
+                  std::optional<double> permittivity, std::optional<double> antennaOffset,
+                  std::optional<double> lineSpacing) {
     const Turn turn;
     const Documents documents(config, calibration);
     Recording about = AboutOf(shape, fields);
     Chain chain = ChainOf(steps);
-    const std::vector<std::string> warnings = Prepare(chain, about, {timeZero, permittivity, antennaOffset});
+    const std::vector<std::string> warnings =
+        Prepare(chain, about, {timeZero, permittivity, antennaOffset, lineSpacing});
     Json::Value document;
     document["chain"] = chain.Document();
     return py::make_tuple(FromJson(document), py::cast(Block(about)).attr("about")(), warnings);
@@ -168,7 +171,8 @@ void BindParts(py::module_& module) {
         .def("work", &Parts::Work, py::arg("begin"), py::arg("end"), py::arg("data"), py::arg("first"), py::arg("core"),
              py::arg("looks"), py::arg("threads"));
     module.def("settled", &Settled, py::arg("steps"), py::arg("shape"), py::arg("about"), py::arg("config"),
-               py::arg("calibration"), py::arg("time_zero"), py::arg("permittivity"), py::arg("antenna_offset"));
+               py::arg("calibration"), py::arg("time_zero"), py::arg("permittivity"), py::arg("antenna_offset"),
+               py::arg("line_spacing"));
 }
 
 } // namespace tzmpy

@@ -56,7 +56,8 @@ def test_chains_come_in_many_forms(scene, tmp_path):
         tzm.Chain().run(scene)
     names = [step.name for step in tzm.Chain.standard(scene, preset="geology", frequency=200, migration="GazdagMigration")]
     assert {"Dewow", "GazdagMigration", "Agc"} <= set(names) and "Envelope" not in names
-    assert tzm.Chain.standard(scene, preset="utility", frequency=200)[names.index("Dewow")].window == 10
+    lines = tzm.Chain.standard(scene, preset="utility", frequency=200, migration="FkMigration")
+    assert lines[names.index("Dewow")].window == 10
     for wrong in [{"preset": "lava"}, {"preset": "utility", "frequency": 0}, {"chain": wanted, "signed_image": False}]:
         with pytest.raises(ValueError):
             tzm.run(scene, **wrong)

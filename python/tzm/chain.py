@@ -98,6 +98,7 @@ class Chain:
         frequency: Optional[float] = None,
         preset: Optional[str] = None,
         signed_image: Optional[bool] = None,
+        line_spacing: Optional[float] = None,
     ) -> "Chain":
         """The chain that brings a recording from its counts to an image.
 
@@ -108,7 +109,8 @@ class Chain:
         background : str, optional
             Procedure of the background removal; else the chain's own.
         migration : str, optional
-            Name of the algorithm; else FkMigration.
+            Name of the algorithm; else ArrayMigration for an array whose lines lie a known distance apart, FkMigration
+            for all others.
         time_zero : int, optional
             Sample of time zero, if the recording doesn't tell.
         frequency : float, optional
@@ -117,11 +119,15 @@ class Chain:
             What is in the ground, one of `presets`: adds filters, a sliding background and a gain for it.
         signed_image : bool, optional
             Reflectors keep the signs of their wavelets, no envelope is taken; else the preset's choice.
+        line_spacing : float, optional
+            Metres between neighbouring lines, if the recording doesn't tell.
         """
         if migration is not None:
             algorithm(migration)
         return cls(
-            _core.standard_chain(recording, background, migration, time_zero, frequency, preset, signed_image)
+            _core.standard_chain(
+                recording, background, migration, time_zero, frequency, preset, signed_image, line_spacing
+            )
         )
 
     def run(
@@ -133,6 +139,7 @@ class Chain:
         time_zero: Optional[int] = None,
         permittivity: Optional[float] = None,
         antenna_offset: Optional[float] = None,
+        line_spacing: Optional[float] = None,
         threads: int = 0,
         progress: Progress = None,
     ) -> "_core.Recording":
@@ -150,6 +157,8 @@ class Chain:
             Relative permittivity of the ground, for all steps.
         antenna_offset : float, optional
             Metres from transmitter to receiver of a bistatic channel, for all steps.
+        line_spacing : float, optional
+            Metres between neighbouring lines, for all steps.
         threads : int, optional
             0: as many as OpenMP takes.
         progress : bool or callable, optional
@@ -172,8 +181,8 @@ class Chain:
 
         Notes
         -----
-        What nobody told of time zero, permittivity and antenna offset comes from the recording, else from the
-        algorithms' defaults, of which a `ChainWarning` tells. Ctrl-C ends a run. The interpreter isn't held meanwhile;
+        What nobody told of time zero, permittivity, antenna offset and line spacing comes from the recording, else from
+        the algorithms' defaults, of which a `ChainWarning` tells. Ctrl-C ends a run. The interpreter isn't held meanwhile;
         documents and intervals belong to the process, however, so that runs of two threads queue up.
         """
         if not self._steps:
@@ -188,6 +197,7 @@ class Chain:
                 time_zero,
                 permittivity,
                 antenna_offset,
+                line_spacing,
                 threads,
                 tell,
             )
@@ -244,10 +254,16 @@ def as_recording(block: Any) -> "_core.Recording":
     return _core.Recording(block)
 
 
-def chain_for(recording: "_core.Recording", chain: Any, time_zero: Optional[int], **choice: Any) -> Chain:
+def chain_for(
+    recording: "_core.Recording",
+    chain: Any,
+    time_zero: Optional[int],
+    line_spacing: Optional[float],
+    **choice: Any,
+) -> Chain:
     """The chain that is given, else the standard one of that choice."""
     if chain is None:
-        return Chain.standard(recording, time_zero=time_zero, **choice)
+        return Chain.standard(recording, time_zero=time_zero, line_spacing=line_spacing, **choice)
     given = [name for name, value in choice.items() if value is not None]
     if given:
         raise ValueError(f"{given[0]} chooses within the standard chain, and another chain is given")
@@ -307,6 +323,7 @@ def run(
     preset: Optional[str] = None,
     signed_image: Optional[bool] = None,
     time_zero: Optional[int] = None,
+    line_spacing: Optional[float] = None,
     **options: Any,
 ) -> "_core.Recording":
     """Makes an image of a recording: `Chain.run` of the standard chain for it, or of another one.
@@ -321,6 +338,8 @@ def run(
         Of the standard chain, see `Chain.standard`.
     time_zero : int, optional
         Sample of time zero.
+    line_spacing : float, optional
+        Metres between neighbouring lines.
     **options
         ``permittivity``, ``antenna_offset``, ``config``, ``calibration``, ``threads``, ``progress``: see `Chain.run`.
 
@@ -339,10 +358,11 @@ def run(
         block,
         chain,
         time_zero,
+        line_spacing,
         background=background,
         migration=migration,
         frequency=frequency,
         preset=preset,
         signed_image=signed_image,
     )
-    return chosen.run(block, time_zero=time_zero, **options)
+    return chosen.run(block, time_zero=time_zero, line_spacing=line_spacing, **options)

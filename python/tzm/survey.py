@@ -284,6 +284,7 @@ def run(
     time_zero: Optional[int] = None,
     permittivity: Optional[float] = None,
     antenna_offset: Optional[float] = None,
+    line_spacing: Optional[float] = None,
     background: Optional[str] = None,
     migration: Optional[str] = None,
     frequency: Optional[float] = None,
@@ -306,7 +307,7 @@ def run(
         Whose workers do it; else the current one, if there is one; else this process, lane by lane.
     lanes_per_task : int, optional
         Lanes (5 or 7 B-scans) of a task. A task holds up to four times its lanes in memory.
-    config, calibration, time_zero, permittivity, antenna_offset
+    config, calibration, time_zero, permittivity, antenna_offset, line_spacing
         As of `Chain.run`.
     background, migration, frequency, preset, signed_image
         As of `tzm.run`.
@@ -346,6 +347,7 @@ def run(
         _core.about_of(shape, about),
         chain,
         time_zero,
+        line_spacing,
         background=background,
         migration=migration,
         frequency=frequency,
@@ -353,7 +355,7 @@ def run(
         signed_image=signed_image,
     )
     document, about, notes = _core.settled(
-        list(chosen), shape, about, config, calibration, time_zero, permittivity, antenna_offset
+        list(chosen), shape, about, config, calibration, time_zero, permittivity, antenna_offset, line_spacing
     )
     for line in notes:
         warnings.warn(line, ChainWarning, stacklevel=_outside())

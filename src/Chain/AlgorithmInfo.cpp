@@ -36,7 +36,9 @@ std::string Coupling::Text() const {
     case Ascan: return "one A-scan";
     case Bscan: return "one B-scan";
     case Lane: return "the B-scans of a lane";
-    case Neighbours: return "a B-scan and " + std::to_string(neighbours) + " on each side";
+    case Neighbours:
+        if (neighbours == kAsFarAsItReaches) return "a B-scan and those on each side that it reaches";
+        return "a B-scan and " + std::to_string(neighbours) + " on each side";
     case Block: break;
     }
     return throughFindings ? "the block, through some numbers" : "the block";

@@ -66,8 +66,10 @@ struct TZM_EXPORT Coupling {
         Block       ///< all of it
     };
     Scope scope = Ascan;
-    int neighbours = 0;
+    int neighbours = 0;           ///< kAsFarAsItReaches of one whose reach hangs on the length of the A-scans
     bool throughFindings = false; ///< of a Block: only through what Look finds in its parts
+
+    static constexpr int kAsFarAsItReaches = std::numeric_limits<int>::max();
 
     std::string Text() const; ///< "one B-scan", "the B-scans of a lane"
 };
@@ -84,14 +86,16 @@ struct TZM_EXPORT AlgorithmInfo {
     bool findsTimeZero = false; ///< finds it itself
     bool migrates = false;      ///< moves energy to its reflectors; drops the samples ahead of time zero
     bool tellsChannels = false; ///< refuses a number of B-scans that neither 5 nor 7 divides
+    bool fillsGaps = false;     ///< what it gives stands everywhere, where A-scans aren't valid, too
     int mostSamples = std::numeric_limits<int>::max(); ///< per A-scan that it takes
 
     std::function<std::unique_ptr<AlgoBase>()> make; ///< a new object with its defaults
     /// What it makes of the sizes, intervals and places of a block, of which it gets all but the samples; empty if it
     /// keeps them, but for samples that it drops ahead of time zero, and A-scans and B-scans that it counts otherwise.
     std::function<void(const AlgoBase&, Recording&)> regrids;
-    /// What it couples with the parameters that an object has; the configuration document counts, too.
-    std::function<Coupling(const AlgoBase&)> coupling;
+    /// What it couples with the parameters that an object has, in A-scans that last so many seconds; the configuration
+    /// document counts, too.
+    std::function<Coupling(const AlgoBase&, double duration)> coupling;
 
     const ParameterInfo* Find(const std::string& parameter) const; ///< null if it has none of that name
     /// Shape of what it gives for a block, with the parameters that an object has.

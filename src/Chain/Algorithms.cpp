@@ -19,7 +19,9 @@
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Gain/AlgoTimeGain.h"
+#include "Algorithms/Migration/AlgoArrayMigration.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoFkMigration3D.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
@@ -42,10 +44,12 @@ namespace TZM {
 namespace {
 
 constexpr Sensible kPermittivity = {1, 81}; // air to water
+constexpr Sensible kLineSpacing = {0.001, 10};
 constexpr int kLongestEnvelope = 1024;
 
 constexpr const char* kDroppedSamples = "samples ahead of the direct wave, which are dropped";
 constexpr const char* kGround = "relative permittivity of the ground";
+constexpr const char* kLinesApart = "distance between neighbouring B-scans";
 
 /// What all migrations are told.
 template <class A>
@@ -55,6 +59,14 @@ Row<A> MigrationRow(const std::string& summary, double cost, const char* overlay
         .Parameter("permittivity", &AlgoParamMigrationBase::permittivity, "", kPermittivity, kGround)
         .Parameter("overlays", &AlgoParamMigrationBase::overlays, "", kAnyValue, overlays);
 }
+
+/// Limits that the Stolt migrations apply to their keys.
+constexpr std::pair<const char*, const char*> kStoltRemarks[] = {
+    {"DipMax", "0 to 90 degrees"},
+    {"DipWidth", "at most 90 - DipMax"},
+    {"InterpolationMethod", "1 windowed sinc, other values linear"},
+    {"MaxMigFreqRel", "0.01 to 1"},
+    {"HarlanThreshold", "0.01 to 10"}};
 
 /// Window of a sum-up.
 template <class A>
@@ -166,11 +178,7 @@ std::vector<AlgorithmInfo> Rows() {
                        "share of white noise that steadies the operator")
             .Page("deconvolution"),
         MigrationRow<AlgoFkMigration>("moves energy back to its reflector with one speed (Stolt)", 6, unusedOverlays)
-            .Remark("DipMax", "0 to 90 degrees")
-            .Remark("DipWidth", "at most 90 - DipMax")
-            .Remark("InterpolationMethod", "1 windowed sinc, other values linear")
-            .Remark("MaxMigFreqRel", "0.01 to 1")
-            .Remark("HarlanThreshold", "0.01 to 10")
+            .With(kStoltRemarks)
             .Page("fk-migration"),
         MigrationRow<AlgoKirchhoffMigration>(
             "sums along the travel times of points, under layers and within an aperture", 20,
@@ -183,6 +191,47 @@ std::vector<AlgorithmInfo> Rows() {
             .Parameter("useTaper", &AlgoParamGazdagMigration::useTaper, "", kAnyValue,
                        "fades the A-scans at both ends of a B-scan; not with useFFT")
             .Page("gazdag-migration"),
+        MigrationRow<AlgoArrayMigration>("sums all lines and A-scans along the true paths of an array, under layers",
+                                         120, "layers above the ground, as JSON text")
+            .Parameter("lineSpacing", &AlgoParamArrayMigration::lineSpacing, "m", kLineSpacing, kLinesApart)
+            .Parameter("lines", &AlgoParamArrayMigration::lines, "", kFromZero,
+                       "B-scans of the image, from the first line to the last; 0: those of the recording")
+            .Parameter("apertureAngle", &AlgoParamArrayMigration::apertureAngle, "degree", {0, 85},
+                       "opening of the aperture, whose radius is half its tangent times the depth; 0: no limit")
+            .Parameter("apertureBaseWidth", &AlgoParamArrayMigration::apertureBaseWidth, "", kFromZero,
+                       "A-scans to each side that count at any depth")
+            .Parameter("apertureBaseLines", &AlgoParamArrayMigration::apertureBaseLines, "", kFromZero,
+                       "B-scans to each side that count at any depth")
+            .Parameter("antennaOffsetMono", &AlgoParamArrayMigration::antennaOffsetMono, "m", {0, 10},
+                       "distance between the antennas of a monostatic channel, along the scan")
+            .Parameter("antennaOffsetBi", &AlgoParamArrayMigration::antennaOffsetBi, "m", {0, 10},
+                       "distance between those of a bistatic channel; 0 behind a bistatic correction")
+            .Parameter("bistaticAcross", &AlgoParamArrayMigration::bistaticAcross, "", kAnyValue,
+                       "the antennas of a bistatic channel stand across the scan; else along it")
+            .Parameter("antiAlias", &AlgoParamArrayMigration::antiAlias, "", kAnyValue,
+                       "fades out dips that neighbouring traces are too far apart for")
+            .Parameter("wavelet", &AlgoParamArrayMigration::wavelet, "", kAnyValue,
+                       "\"corrected\" sums the derivative, which keeps the pulse of flat reflectors")
+            .Remark("Wavelet", "\"raw\" or \"corrected\"")
+            .FillsGaps()
+            .Couples([](const AlgoArrayMigration& migration, double duration) {
+                if (!migration.WorksInParts()) return Coupling{Coupling::Block, 0, false};
+                if (!std::isfinite(duration)) return Coupling{Coupling::Neighbours, Coupling::kAsFarAsItReaches, false};
+                return Coupling{Coupling::Neighbours, migration.LinesBeside(duration), false};
+            })
+            .Page("array-migration"),
+        MigrationRow<AlgoFkMigration3D>("moves energy back in all directions with one speed (Stolt), for one antenna",
+                                        30, unusedOverlays)
+            .Parameter("lineSpacing", &AlgoParamFkMigration3D::lineSpacing, "m", kLineSpacing, kLinesApart)
+            .Parameter("padding", &AlgoParamFkMigration3D::padding, "", {0, 4},
+                       "share of the block's extent by which the transforms are longer")
+            .Parameter("taper", &AlgoParamFkMigration3D::taper, "", {0, 0.5},
+                       "share of the extent over which the block fades out at its ends")
+            .With(kStoltRemarks)
+            .Couples([](const AlgoFkMigration3D&) {
+                return Coupling{Coupling::Block, 0, false};
+            })
+            .Page("fk-migration-3d"),
         Row<AlgoMig2Post>("replaces every A-scan by its envelope", 2, Coupling::Ascan)
             .UpToSamples(kLongestEnvelope)
             .Page("mig2post"),

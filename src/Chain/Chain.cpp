@@ -216,8 +216,11 @@ std::vector<AssumedNumber> Chain::Settle(Recording& recording, const GivenNumber
     }
     if (numbers.permittivity) Set("permittivity", *numbers.permittivity, true);
     if (numbers.antennaOffset) Set("antennaOffset", *numbers.antennaOffset, true);
+    if (numbers.lineSpacing) Set("lineSpacing", *numbers.lineSpacing, true);
     if (recording.permittivity) Set("permittivity", *recording.permittivity, false);
     if (recording.antennaOffset) Set("antennaOffset", *recording.antennaOffset, false);
+    if (recording.lineSpacing) Set("lineSpacing", *recording.lineSpacing, false);
+    SettleAntennas(recording, numbers);
     ReadConfiguration(recording);
     std::vector<AssumedNumber> assumed;
     SettleNumber(*this, "timeZero", "sample of time zero", numbers.timeZero, recording, &Recording::timeZero, assumed);
@@ -225,7 +228,30 @@ std::vector<AssumedNumber> Chain::Settle(Recording& recording, const GivenNumber
                  assumed);
     SettleNumber(*this, "antennaOffset", "antenna offset in metres", numbers.antennaOffset, recording,
                  &Recording::antennaOffset, assumed);
+    SettleNumber(*this, "lineSpacing", "distance between lines in metres", numbers.lineSpacing, recording,
+                 &Recording::lineSpacing, assumed);
     return assumed;
+}
+
+// Behind a bistatic correction the times are those of one antenna; channels of one pair of antennas are all alike.
+void Chain::SettleAntennas(const Recording& recording, const GivenNumbers& numbers) {
+    bool corrected = false;
+    for (Step& step : steps) {
+        corrected = corrected || step.Info().Find("antennaOffset");
+        if (!step.Info().Find("antennaOffsetBi")) continue;
+        const auto set = [&](const char* parameter, const Json::Value& value) {
+            if (!step.given.count(parameter)) step.Set(parameter, value);
+        };
+        const auto offset = numbers.antennaOffset ? numbers.antennaOffset : recording.antennaOffset;
+        if (recording.oneAntennaPair) {
+            set("bistaticAcross", false);
+            set("antennaOffsetBi", step.Get("antennaOffsetMono"));
+        } else if (corrected) {
+            set("antennaOffsetBi", 0.);
+        } else if (offset) {
+            set("antennaOffsetBi", *offset);
+        }
+    }
 }
 
 Json::Value Chain::Document() const {

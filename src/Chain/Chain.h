@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -44,8 +45,10 @@ public:
     /// ChainError if the algorithm has no such parameter, or if the value is of the wrong type.
     void Set(const std::string& parameter, const Json::Value& value);
 
-    /// What it must see of a block at once, with its parameters.
-    Coupling CouplingNow() const { return info->coupling(*algorithm); }
+    /// What it must see of a block at once, with its parameters. \param duration of an A-scan in s; else the longest
+    Coupling CouplingNow(double duration = std::numeric_limits<double>::infinity()) const {
+        return info->coupling(*algorithm, duration);
+    }
     /// Whether it can work on a block part by part, with what it has found in all of them and their places.
     bool WorksInParts() const;
 
@@ -69,11 +72,12 @@ struct TZM_EXPORT StepReport {
 /// What the standard chains leave to the user.
 struct TZM_EXPORT ChainChoice {
     std::optional<std::string> background; ///< procedure of the background removal; else the chain's own
-    std::string migration = "FkMigration"; ///< the algorithm
+    std::string migration;                 ///< the algorithm; empty: the chain's own
     std::optional<int> timeZero;           ///< sample of the recording, if the user gives it
     std::optional<double> frequency;       ///< MHz, nominal one of the antenna; else that of the channels' names
     std::optional<std::string> preset;     ///< name of one of ChainPresets(), for what is in the ground
     std::optional<bool> signedImage; ///< no envelope: reflectors keep the signs of their wavelets; else the preset's
+    std::optional<double> lineSpacing = std::nullopt; ///< m, if the user gives it
 };
 
 /// A standard chain's figures for what is sought in the ground.
@@ -104,9 +108,10 @@ struct TZM_EXPORT AssumedNumber {
 
 /// Numbers that a user gives for every step that has such a parameter.
 struct TZM_EXPORT GivenNumbers {
-    std::optional<int> timeZero;         ///< sample
-    std::optional<double> permittivity;  ///< relative
-    std::optional<double> antennaOffset; ///< m
+    std::optional<int> timeZero;                      ///< sample
+    std::optional<double> permittivity;               ///< relative
+    std::optional<double> antennaOffset;              ///< m
+    std::optional<double> lineSpacing = std::nullopt; ///< m, from B-scan to B-scan
 };
 
 /// How far a run is, all its steps together.
@@ -160,9 +165,11 @@ public:
     /// The chain that brings a recording from its counts to an image. The channels of an array get time zero, levels
     /// and times in common; those of one antenna only a time zero. Lines lose wow, what lies outside the antenna's band,
     /// if its frequency is known, and their mean, and gain what spreading takes. A time zero that the recording or the
-    /// user tells is taken; else it is detected where there are channels. A preset does to lines and arrays what lines
-    /// get, with figures of its own. A signed image isn't normalised. ChainError for a preset or a migration that there
-    /// isn't, and for a frequency that isn't above 0.
+    /// user tells is taken; else it is detected where there are channels. An array whose lines lie a known distance
+    /// apart is imaged as a volume along the ways between its antennas, all others B-scan by B-scan with one speed,
+    /// unless the user chooses a migration. A preset does to lines and arrays what lines get, with figures of its own. A
+    /// signed image isn't normalised. ChainError for a preset or a migration that there isn't, and for a frequency that
+    /// isn't above 0.
     static Chain Standard(const Recording& recording, const ChainChoice& choice = {});
 
     /// From a document like {"chain": [{"algorithm": "FkMigration", "parameters": {"timeZero": 125}}]}. A recipe that
@@ -176,12 +183,12 @@ public:
     /// Sets a parameter in all steps that have it; without `overrule` only in those where nobody has set it.
     void Set(const std::string& parameter, const Json::Value& value, bool overrule);
 
-    /// Settles what all sides say of time zero, permittivity and antenna offset. In rising order count: an algorithm's
-    /// default, the recording, the chain's document, the given numbers, the configuration document. The recording gets
-    /// what the chain works with, so that axes and depths belong to it. Behind a step that moves time zero to sample 0
-    /// it is 0 unless the chain's document says otherwise, and behind a step that changes the interval its sample
-    /// there. What else a recording may tell of a parameter, such as elevations by its positions, counts where nobody
-    /// has set it. To be called once, ahead of Run. Gives the numbers that nobody knows.
+    /// Settles what all sides say of time zero, permittivity, antenna offset and line spacing. In rising order count:
+    /// an algorithm's default, the recording, the chain's document, the given numbers, the configuration document. The
+    /// recording gets what the chain works with, so that axes and depths belong to it. Behind a step that moves time
+    /// zero to sample 0 it is 0 unless the chain's document says otherwise, and behind a step that changes the interval
+    /// its sample there. What else a recording may tell of a parameter, such as elevations by its positions, counts
+    /// where nobody has set it. To be called once, ahead of Run. Gives the numbers that nobody knows.
     std::vector<AssumedNumber> Settle(Recording& recording, const GivenNumbers& numbers);
 
     /// Refuses in advance what can't work on such a recording, whose samples aren't needed: ChainError for shapes,
@@ -219,6 +226,7 @@ public:
 
 private:
     void Read(const Json::Value& document);
+    void SettleAntennas(const Recording& recording, const GivenNumbers& numbers);
     void ReadConfiguration(const Recording& recording);
 };
 

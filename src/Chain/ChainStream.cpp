@@ -22,6 +22,8 @@ namespace {
 constexpr int kBlocks = 4;
 /// Work per sample, on the scale of AlgorithmInfo::cost, that costs less than to write a block and read it again.
 constexpr double kRepeated = 12, kReadCost = 14, kWriteCost = 6;
+/// Lines beside a chunk, more than any recording has.
+constexpr std::int64_t kMostBeside = 1 << 28;
 
 /// B-scans of which a chunk holds a whole number. Five keep their places for whatever counts them by five.
 int LaneOf(int bscans) { return bscans % 5 != 0 && bscans % 7 == 0 ? 7 : 5; }
@@ -118,17 +120,23 @@ public:
         : steps(ofChain), source(from), sink(to), options(with), abouts(steps.size() + 1), findings(steps.size()) {
         abouts[0] = source.About();
         result.steps.resize(steps.size());
-        for (std::size_t i = 0; i < steps.size(); ++i) result.steps[i].algorithm = steps[i].Info().name;
+        for (std::size_t i = 0; i < steps.size(); ++i) { // what is refused is refused ahead of the work of hours
+            result.steps[i].algorithm = steps[i].Info().name;
+            abouts[i + 1] = Outcome(steps[i], abouts[i]);
+            RequireWhole({i, i + 1, false, false});
+        }
+        passes = Plan();
+        for (const Pass& pass : passes) RequireWhole(pass);
+    }
+
+    /// Whether a single line, which goes as one chunk anyway, must go as copies to a step that tells channels apart.
+    bool NeedsCopies() const {
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            if (abouts[i].size.bscans == 1 && (i == 0 || steps[i].Info().tellsChannels)) return true;
+        return false;
     }
 
     RunResult Run() {
-        for (std::size_t i = 0; i < steps.size(); ++i) { // ahead of the work of hours
-            abouts[i + 1] = Outcome(steps[i], abouts[i]);
-            if (!steps[i].WorksInParts() && ChunksOf({i, i + 1, false, false}).size() > 1)
-                throw ChainError(steps[i].Info().name + " must see the whole block: give it more memory",
-                                 steps[i].Info().name);
-        }
-        const std::vector<Pass> passes = Plan();
         for (const Pass& pass : passes) planned += CostOf(pass);
         clock.emplace(options, planned);
         result.lowest = std::numeric_limits<float>::infinity(), result.highest = -result.lowest;
@@ -165,13 +173,23 @@ private:
         return cost;
     }
 
+    /// ChainError for a step that must see the whole block in a pass that takes it in chunks.
+    void RequireWhole(const Pass& pass) const {
+        const auto first = steps.begin() + static_cast<std::ptrdiff_t>(pass.begin),
+                   last = steps.begin() + static_cast<std::ptrdiff_t>(pass.end),
+                   step = std::find_if(first, last, [](const Step&s) { return !s.WorksInParts(); });
+        if (step != last && ChunksOf(pass).size() > 1)
+            throw ChainError(step->Info().name + " must see the whole block: give it more memory", step->Info().name);
+    }
+
     /// B-scans on each side that the steps of a pass need beside those that they give.
     int MarginOf(const Pass& pass) const {
-        int beside = 0;
+        std::int64_t beside = 0;
         for (std::size_t i = pass.begin; i < pass.end; ++i)
-            if (const Coupling coupling = steps[i].CouplingNow(); coupling.scope == Coupling::Neighbours)
+            if (const Coupling coupling = steps[i].CouplingNow(abouts[i].size.samples * abouts[i].deltaT);
+                coupling.scope == Coupling::Neighbours)
                 beside += coupling.neighbours;
-        return beside;
+        return static_cast<int>(std::min(beside, kMostBeside));
     }
 
     std::vector<Chunk> ChunksOf(const Pass& pass) const {
@@ -270,12 +288,12 @@ private:
 
     /// What the steps of a pass make of a chunk, without its margins.
     Recording WorkOn(const Pass& pass, const Chunk& chunk, Recording block) {
-        const int bscans = abouts[pass.begin].size.bscans;
+        const bool all = chunk.end - chunk.begin == abouts[pass.begin].size.bscans; // of which a step may make others
         const auto core = [&](const Recording& of) {
-            return View(of, chunk.begin - chunk.readBegin, chunk.end - chunk.readBegin);
+            return all ? of : View(of, chunk.begin - chunk.readBegin, chunk.end - chunk.readBegin);
         };
         for (std::size_t i = pass.begin; i < pass.end; ++i) {
-            if (options.observe && pass.keeps) options.observe(i, core(block), chunk.begin, bscans);
+            if (options.observe && pass.keeps) options.observe(i, core(block), chunk.begin, abouts[i].size.bscans);
             double before = kReadCost, told = -1;
             for (std::size_t k = pass.begin; k < i; ++k) before += steps[k].Info().cost;
             const auto tell = [&](double share) {
@@ -288,7 +306,7 @@ private:
             if (!tell(0)) throw Exception::Cancelled();
             const auto begin = std::chrono::steady_clock::now();
             try {
-                Recording next = Work(steps[i], block, {chunk.readBegin, bscans}, findings[i]);
+                Recording next = Work(steps[i], block, {chunk.readBegin, abouts[i].size.bscans}, findings[i]);
                 if (next.size.samples > abouts[i + 1].size.samples)
                     Crop(next, abouts[i + 1].size.samples, next.size.bscans);
                 block = std::move(next);
@@ -320,6 +338,7 @@ private:
     const StreamOptions& options;
     std::vector<Recording> abouts;  ///< of the whole block ahead of each step, and of the image
     std::vector<Findings> findings; ///< of each step
+    std::vector<Pass> passes;
     // Where the next pass finds its block, if not in the source.
     std::optional<BscanFile> scratch;
     bool inSink = false;
@@ -333,14 +352,14 @@ private:
 RunResult Chain::Stream(RecordingSource& source, RecordingSink& sink, const StreamOptions& options) const {
     const Recording& about = source.About();
     Check(about);
-    if (about.size.bscans == 1) { // goes as copies to what tells channels apart, and as one chunk anyway
+    if (Streaming(steps, source, sink, options).NeedsCopies()) {
         Recording recording = about;
         recording.data = AllocateSamples(about.size.Count());
-        source.Read(0, 1, recording.data.get());
+        source.Read(0, about.size.bscans, recording.data.get());
         RequireFinite(recording, about.file.string());
         RunResult result = Run(std::move(recording), options);
         sink.Begin(result.image);
-        sink.Write(0, 1, result.image.data.get());
+        sink.Write(0, result.image.size.bscans, result.image.data.get());
         sink.End();
         result.image.data.reset();
         return result;

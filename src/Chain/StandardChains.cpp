@@ -51,6 +51,12 @@ double FrequencyOf(const Recording& recording, const ChainChoice& choice, const 
     return preset ? preset->frequency : 0.;
 }
 
+/// The algorithm; a volume where all channels' lines have places.
+std::string MigrationOf(const Recording& recording, const ChainChoice& choice, bool array) {
+    if (!choice.migration.empty()) return choice.migration;
+    return array && (recording.lineSpacing || choice.lineSpacing) ? "ArrayMigration" : "FkMigration";
+}
+
 const ChainPreset* PresetOf(const ChainChoice& choice) {
     if (!choice.preset) return nullptr;
     std::vector<std::string> known;
@@ -101,8 +107,9 @@ void AddGainOverTime(Chain& chain, const ChainPreset* preset, double frequency) 
 Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     const bool channels = HasChannels(recording), array = channels && !recording.oneAntennaPair;
     const bool known = recording.timeZero || choice.timeZero;
-    const AlgorithmInfo* migration = FindAlgorithm(choice.migration);
-    if (!migration || !migration->migrates) throw ChainError("\"" + choice.migration + "\" is no migration");
+    const std::string migration = MigrationOf(recording, choice, array);
+    const AlgorithmInfo* info = FindAlgorithm(migration);
+    if (!info || !info->migrates) throw ChainError("\"" + migration + "\" is no migration");
     const ChainPreset* const preset = PresetOf(choice);
     const double frequency = FrequencyOf(recording, choice, preset);
     Chain chain;
@@ -111,11 +118,11 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     // all.
     if (channels && !known)
         chain.Add("TimeZeroDetection");
-    else if (array || (channels && !recording.timeZeros.empty()) || choice.migration == "KirchhoffMigration")
+    else if (array || (channels && !recording.timeZeros.empty()) || migration == "KirchhoffMigration")
         chain.Add("TimeZeroCrop");
     if (array) {
         chain.Add("EnergyCorrection");
-        chain.Add("BistaticCorrection");
+        if (!info->Find("antennaOffsetBi")) chain.Add("BistaticCorrection"); // else it knows the ways of both antennas
     }
     const bool asLines = preset || !array;
     if (asLines) AddFilters(chain, recording, frequency);
@@ -123,7 +130,8 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
         AddSlidingBackground(chain, recording, preset);
     else if (const std::string background = choice.background.value_or("surface"); background != "none")
         chain.Add("BgRemoval").Set("algorithm", background);
-    chain.Add(choice.migration);
+    Step& image = chain.Add(migration);
+    if (info->Find("wavelet")) image.Set("wavelet", "corrected");
     const bool isSigned = choice.signedImage.value_or(preset && preset->signedImage);
     if (!isSigned) chain.Add("Envelope");
     if (asLines) {

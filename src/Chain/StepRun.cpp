@@ -54,8 +54,8 @@ Setting::~Setting() {
 
 bool Step::WorksInParts() const {
     const Coupling coupling = CouplingNow();
-    return coupling.scope != Coupling::Block || coupling.throughFindings ||
-           dynamic_cast<const CountsBscans*>(algorithm.get());
+    const auto* counts = dynamic_cast<const CountsBscans*>(algorithm.get());
+    return coupling.scope != Coupling::Block || coupling.throughFindings || (counts && counts->WorksInParts());
 }
 
 RunClock::RunClock(const RunOptions& ofRun, double cost) : options(ofRun), planned(cost) {}
@@ -125,6 +125,18 @@ std::string NoteOf(const StepReport& report, bool found, const Recording& record
 
 } // namespace
 
+namespace {
+
+/// Other lines than before lie evenly from the first one to the last; a single one, between them.
+void SpreadLines(const Recording& in, Recording& out) {
+    if (in.lineSpacing && out.size.bscans > 1)
+        out.lineSpacing = *in.lineSpacing * (in.size.bscans - 1) / (out.size.bscans - 1);
+    out.positions.clear();
+    out.channels.clear();
+}
+
+} // namespace
+
 Recording Outcome(const Step& step, const Recording& in) {
     if (const auto& regrids = step.Info().regrids) {
         Recording out = in.About();
@@ -142,6 +154,8 @@ Recording Outcome(const Step& step, const Recording& in) {
     Recording out = in.About();
     out.size = {props.samplesPerAscan, props.ascansPerBscan, props.bscanCount};
     if (out.size.ascans != in.size.ascans || out.size.bscans != in.size.bscans) out.validRanges = props.bscanInfo;
+    if (step.Info().fillsGaps) out.validRanges.clear();
+    if (out.size.bscans != in.size.bscans) SpreadLines(in, out);
     out.firstSample += in.size.samples - out.size.samples;
     if (step.Info().setsTimeZero) out.startTime = 0, out.firstSample = 0;
     if (step.Info().setsTimeZero || step.Info().migrates) {

@@ -296,7 +296,7 @@ TEST(ArrayMigration, PartsOfABlockGiveItsBits) {
     Migration algo(6, 0, 0.05f);
     algo.GetParams().apertureAngle = 40;
     const Block whole = Executed(algo, in);
-    const int beside = algo.LinesBeside(40);
+    const int beside = algo.LinesBeside(40 * 5e-11);
     EXPECT_LE(beside, 4);
     const ImageProps props(40, 21, 15); // of channels of its own, if it weren't told
     Block part(props);

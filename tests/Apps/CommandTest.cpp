@@ -125,11 +125,13 @@ TEST(Command, DemoWritesImagePicturesRecipeAndScene) {
     const Json::Value recipe = ParseJson(ReadText(folder / "deep/out/recipe.json"), "recipe");
     EXPECT_EQ(recipe["input"]["sha256"], ChecksumOf(folder / "deep/out/scene.f32"));
     EXPECT_EQ(recipe["outputs"].size(), 12u);
-    EXPECT_EQ(recipe["chain"][3]["parameters"]["antennaOffset"], 0.1);
-    EXPECT_EQ(recipe["chain"][4]["parameters"]["algorithm"], "surface");
-    EXPECT_EQ(recipe["chain"][5]["parameters"]["timeZero"], 0);
-    EXPECT_EQ(recipe["chain"][5]["parameters"]["permittivity"], 6.5);
-    EXPECT_EQ(recipe["steps"].size(), 9u);
+    EXPECT_EQ(recipe["chain"][3]["parameters"]["algorithm"], "surface");
+    const Json::Value migration = recipe["chain"][4]["parameters"];
+    EXPECT_EQ(migration["antennaOffsetBi"], 0.1);
+    EXPECT_EQ(migration["lineSpacing"], 0.05);
+    EXPECT_EQ(migration["timeZero"], 0);
+    EXPECT_EQ(migration["permittivity"], 6.5);
+    EXPECT_EQ(recipe["steps"].size(), 8u);
     EXPECT_GT(recipe["peak_memory_bytes"].asInt64(), 0);
     EXPECT_NEAR(recipe["image"]["max"].asDouble(), 1, 1e-6);
     EXPECT_EQ(recipe["steps"][1]["shifts"][7], 44);
@@ -211,7 +213,7 @@ TEST(Command, BadInputGivesOneLineAndLeavesNothing) {
     refused("run " + at + "good.f32 --quiet --out " + at + "empty/below", "can't");
     refused("run " + at + "good.f32 --quiet --out /proc/tzmchain", "can't write");
     refused("info " + at + "short.f32 ", "has 100 bytes");
-    refused("run " + at + "good.f32 --migration stolt" + tail, "stolt isn't one of fk, kirchhoff, gazdag");
+    refused("run " + at + "good.f32 --migration stolt" + tail, "stolt isn't one of array, fk3d, fk, kirchhoff, gazdag");
     folder.Write("detect.json", R"({"chain": [{"algorithm": "TimeZeroDetection"}]})");
     refused("run " + at + "good.f32 --chain " + at + "level.json --background none" + tail, "--background is of the");
     refused("run " + at + "good.f32 --chain " + at + "level.json --migration fk" + tail, "--migration is of the");

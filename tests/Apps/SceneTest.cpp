@@ -85,7 +85,9 @@ TEST(Scene, ImagesBarAndBackWallAtOnePlaceInAllChannelsFromTheirCounts) {
     scene.slabThickness = 0.80;
     Recording recording = Record(scene);
     recording.startTime = 3e-9; // told by no sidecar: time counts from what is found
-    Chain chain = Chain::Standard(recording);
+    ChainChoice choice;
+    choice.migration = "FkMigration"; // each channel for itself
+    Chain chain = Chain::Standard(recording, choice);
     EXPECT_TRUE(chain.Settle(recording, {}).empty());
     const RunResult result = chain.Run(recording);
     const Recording& image = result.image;

@@ -174,6 +174,38 @@ TEST(Chain, PreparesWhatHasChannelsAndTakesATimeZeroThatIsTold) {
     EXPECT_THROW(Chain::Standard({}, {std::nullopt, "Mig2Post", {}, {}, {}, {}}), ChainError);
 }
 
+TEST(Chain, ImagesLinesWithPlacesAsAVolumeAlongTheWaysBetweenTheAntennas) {
+    Recording array;
+    array.size = {512, 10, 35}, array.lineSpacing = 0.04, array.antennaOffset = 0.07;
+    const std::string ahead = "OffsetRemoval TimeZeroDetection EnergyCorrection ",
+                      behind = " Envelope DepthGaining NormalizationCscan ";
+    Chain volume = Chain::Standard(array, {});
+    EXPECT_EQ(NamesOf(volume), ahead + "BgRemoval ArrayMigration" + behind);
+    ChainChoice stolt, given;
+    stolt.migration = "FkMigration3D"; // which takes the times of one antenna
+    given.lineSpacing = 0.1;
+    EXPECT_EQ(NamesOf(Chain::Standard(array, stolt)), ahead + "BistaticCorrection BgRemoval FkMigration3D" + behind);
+    volume.Settle(array, {});
+    EXPECT_EQ(volume.steps[4].Get("lineSpacing"), 0.04);
+    EXPECT_EQ(volume.steps[4].Get("antennaOffsetBi"), 0.07);
+    EXPECT_EQ(volume.steps[4].Get("bistaticAcross"), true);
+
+    const char* const text = R"({"chain": [{"algorithm": "BistaticCorrection"}, {"algorithm": "ArrayMigration"}]})";
+    Chain corrected = Parse(text), alike = Parse(text);
+    corrected.Settle(array, {{}, {}, {}, 0.02});
+    EXPECT_EQ(corrected.steps[1].Get("antennaOffsetBi"), 0.);
+    EXPECT_EQ(array.lineSpacing, 0.02);
+    array.lineSpacing.reset(), array.oneAntennaPair = true;
+    const auto assumed = alike.Settle(array, {});
+    ASSERT_EQ(assumed.size(), 3u); // and neither time zero nor permittivity is known
+    EXPECT_EQ(assumed.back().Text(), "the distance between lines in metres isn't known, 0.05 is taken");
+    EXPECT_EQ(alike.steps[1].Get("bistaticAcross"), false);
+    EXPECT_EQ(alike.steps[1].Get("antennaOffsetBi"), alike.steps[1].Get("antennaOffsetMono"));
+    array.oneAntennaPair = false;
+    EXPECT_EQ(NamesOf(Chain::Standard(array, {})), ahead + "BistaticCorrection BgRemoval FkMigration" + behind);
+    EXPECT_EQ(NamesOf(Chain::Standard(array, given)), ahead + "BgRemoval ArrayMigration" + behind);
+}
+
 TEST(Chain, PresetsHaveFiguresForWhatIsInTheGround) {
     Recording recording;
     recording.size = {512, 100, 1};

@@ -149,9 +149,12 @@ TEST(Stream, GivesTheBitsOfTheWholeBlockForAnyChainAndMemory) {
         } catch (const ChainError& error) { // by a step that says so, and ahead of any work
             const Coupling coupling =
                 FindAlgorithm(error.step)
-                    ->coupling(std::find_if(chain.steps.begin(), chain.steps.end(), [&](const Step& step) {
-                                   return step.Info().name == error.step;
-                               })->Algorithm());
+                    ->coupling(std::find_if(chain.steps.begin(), chain.steps.end(),
+                                            [&](const Step& step) {
+                                                return step.Info().name == error.step && !step.WorksInParts();
+                                            })
+                                   ->Algorithm(),
+                               0);
             ASSERT_TRUE(coupling.scope == Coupling::Block && !coupling.throughFindings) << note() << error.what();
             ASSERT_NE(std::string(error.what()).find("must see the whole block"), std::string::npos) << error.what();
             ASSERT_EQ(source.most, 0);
@@ -183,7 +186,7 @@ TEST(Stream, GivesTheBitsOfTheWholeBlockForAnyChainAndMemory) {
     EXPECT_GT(chunked, kChains / 5);
     EXPECT_GT(coupled, kChains / 6);
     for (const AlgorithmInfo& info : Algorithms()) {
-        const Coupling coupling = info.coupling(*info.make());
+        const Coupling coupling = info.coupling(*info.make(), 0);
         if (coupling.scope != Coupling::Block || coupling.throughFindings) {
             EXPECT_TRUE(parted.count(info.name)) << info.name;
         }

@@ -57,10 +57,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else if (AlgoBase::SetConfigString(text)) { // else every reader leaves at once
         ReadAs<AlgoBgRemoval, AlgoEigenBackground, AlgoSlidingBackground, AlgoDeconvolution, AlgoDipFilter,
                AlgoAutoGain, AlgoDepthGaining, AlgoSetContrastBscan, AlgoNormalizationBscan, AlgoNormalizationCscan,
-               AlgoFkMigration, AlgoKirchhoffMigration, AlgoGazdagMigration, AlgoResample, AlgoTimeZeroCrop,
-               AlgoTimeZeroDetection, AlgoTopography, AlgoBistaticCorrection, AlgoBistaticReplacement,
-               AlgoHorizontalSumUp, AlgoVerticalSumUp, AlgoBandPass, AlgoDewow, AlgoEnvelope, AlgoTimeGain, AlgoAgc>(
-            text);
+               AlgoFkMigration, AlgoArrayMigration, AlgoFkMigration3D, AlgoKirchhoffMigration, AlgoGazdagMigration,
+               AlgoResample, AlgoTimeZeroCrop, AlgoTimeZeroDetection, AlgoTopography, AlgoBistaticCorrection,
+               AlgoBistaticReplacement, AlgoHorizontalSumUp, AlgoVerticalSumUp, AlgoBandPass, AlgoDewow, AlgoEnvelope,
+               AlgoTimeGain, AlgoAgc>(text);
         try {
             AlgoBorderClearing().ParseParamsFromJsonConfig();
         } catch (const std::runtime_error&) { // of a value that can't be converted

@@ -15,11 +15,15 @@ namespace {
 
 /// Runs on a block of a few samples; a transform of any size that a document asks for isn't wanted here.
 void RunShortly(const AlgoBase& algorithm) {
-    if (dynamic_cast<const AlgoFkMigration*>(&algorithm)) return;
-    Block in(ImageProps(24, 6, 5), 100.f), out = in;
+    if (dynamic_cast<const AlgoFkMigration*>(&algorithm) || dynamic_cast<const AlgoFkMigration3D*>(&algorithm)) return;
+    Block in(ImageProps(24, 6, 5), 100.f);
+    const ImageProps props = algorithm.GetAdjustedImageDimensions(in.props);
+    constexpr int kMostLines = 100;
+    if (props.bscanCount > kMostLines) return;
+    Block out(props);
     for (std::size_t i = 0; i < in.data.size(); i += 7) in.data[i] = static_cast<float>(i);
     try {
-        algorithm.Execute(in.data.data(), in.props, out.data.data(), algorithm.GetAdjustedImageDimensions(in.props));
+        algorithm.Execute(in.data.data(), in.props, out.data.data(), props);
     } catch (const Exception::CalcError&) {
     } catch (const std::bad_alloc&) {
     }

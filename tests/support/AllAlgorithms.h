@@ -18,7 +18,9 @@
 #include "Algorithms/Gain/AlgoNormalizationCscan.h"
 #include "Algorithms/Gain/AlgoSetContrastBscan.h"
 #include "Algorithms/Gain/AlgoTimeGain.h"
+#include "Algorithms/Migration/AlgoArrayMigration.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoFkMigration3D.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/AlgoMig2Post.h"
@@ -121,6 +123,8 @@ inline std::vector<Row> AllAlgorithms() {
             {std::make_shared<AlgoFkMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoGazdagMigration>(), 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoKirchhoffMigration>(), 12, false, zero, zero, zero},
+            {std::make_shared<AlgoArrayMigration>(), 5 * 12, false, zero, zero, zero},
+            {std::make_shared<AlgoFkMigration3D>(), 5 * 12, false, bounds, bounds, bounds},
             {std::make_shared<AlgoMig2Post>(), 1, false, range, range, "bad_alloc"},
             {std::make_shared<AlgoEnvelope>(), 1, false, copy, copy, copy},
             {std::make_shared<AlgoDewow>(), 1, false, copy, copy, copy},

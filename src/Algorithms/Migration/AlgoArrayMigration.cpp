@@ -62,7 +62,7 @@ const std::vector<JsonSection<P>>& Sections() {
                                                       {{kOwnSection},
                                                        {
                                                            Real("LineSpacing", &P::lineSpacing),
-                                                           Integer("Lines", &P::lines, 0, 100000),
+                                                           Integer("Lines", &P::lines, 0, 9999),
                                                            Real("ApertureAngle", &P::apertureAngle, 0., 85.),
                                                            Integer("ApertureBaseWidth", &P::apertureBaseWidth, 0, 100),
                                                            Integer("ApertureBaseLines", &P::apertureBaseLines, 0, 100),
@@ -191,13 +191,13 @@ constexpr std::size_t kCurves = 24;
 
 } // namespace
 
-int AlgoArrayMigration::LinesBeside(int samples) const {
+int AlgoArrayMigration::LinesBeside(double duration) const {
     if (!(params.lineSpacing > 0.f)) return 0;
     std::vector<Overlay> layers;
     ParseActiveOverlays(params.overlays, layers);
     double permittivity = std::max(params.permittivity.value, 1.f);
     for (const Overlay& layer : layers) permittivity = std::min(permittivity, std::max<double>(layer.Permittivity, 1.));
-    const double record = 0.5 * 3e8 / std::sqrt(permittivity) * samples * globalSettings.delta_t; // m
+    const double record = 0.5 * 3e8 / std::sqrt(permittivity) * duration; // m
     const double opening = Opening(params.apertureAngle),
                  radius = record * (opening > 0. ? opening / std::hypot(opening, 1.) : 1.);
     const double lines = std::ceil(radius / params.lineSpacing) + 1;
@@ -251,7 +251,7 @@ void AlgoArrayMigration::ExecutePart(const float* in, const ImageProps& inProps,
         const int channels = arrays ? GetChannelCount(part.blockBscans) : 1;
         const auto isBistatic = [&](int z) { return IsBistatic(part.firstBscan + z, channels); };
         const LineDistances distances(src.dim2, dst.dim2, spacing);
-        const double farthest = (LinesBeside(src.dim0) + 1) * spacing;
+        const double farthest = (LinesBeside(double(src.dim0) * globalSettings.delta_t) + 1) * spacing;
         std::vector<Pass> passes;
         for (const std::int64_t distance : distances.UpTo(farthest, dst.dim2)) {
             passes.push_back({false, distance});

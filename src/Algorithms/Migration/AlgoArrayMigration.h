@@ -82,8 +82,8 @@ public:
 
     bool WorksInParts() const override { return params.lines == 0; }
 
-    /// B-scans on each side that the aperture reaches at most, in A-scans of so many samples.
-    int LinesBeside(int samples) const;
+    /// B-scans on each side that the aperture reaches at most, in A-scans that last so many seconds.
+    int LinesBeside(double duration) const;
 
     /// The keys that ParseParamsFromJsonConfig reads, with their defaults.
     std::vector<JsonKeyInfo> DescribeKeys() const;

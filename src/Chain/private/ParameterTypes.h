@@ -14,6 +14,7 @@
 
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Filter/AlgoEnvelope.h"
+#include "Algorithms/Migration/AlgoArrayMigration.h"
 #include "Algorithms/Reduction/AlgoBorderClearing.h"
 #include "Chain/AlgorithmInfo.h"
 #include "Recording/private/Text.h"
@@ -116,6 +117,12 @@ inline constexpr std::pair<const char*, Removal> kRemovals[] = {{"none", Removal
                                                                 {"surface", Removal::Surface}};
 template <>
 struct ValueOf<Removal> : ValueOfWord<Removal, kRemovals> {};
+
+using Wavelet = AlgoParamArrayMigration::Wavelet;
+inline constexpr std::pair<const char*, Wavelet> kWavelets[] = {{"raw", Wavelet::Raw},
+                                                                {"corrected", Wavelet::Corrected}};
+template <>
+struct ValueOf<Wavelet> : ValueOfWord<Wavelet, kWavelets> {};
 
 inline constexpr std::pair<const char*, AlgoParamEnvelope::Kind> kEnvelopeKinds[] = {
     {"magnitude", AlgoParamEnvelope::Magnitude},

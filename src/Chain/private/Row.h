@@ -33,7 +33,7 @@ public:
         info.summary = summary;
         info.cost = cost;
         info.make = [] { return std::make_unique<A>(); };
-        info.coupling = [scope](const AlgoBase& of) {
+        info.coupling = [scope](const AlgoBase& of, double) {
             if constexpr (std::is_base_of_v<CouplesBlock, A>)
                 if (static_cast<const A&>(of).IsCoupled()) return Coupling{Coupling::Block, 0, true};
             return Coupling{scope, 0, false};
@@ -90,6 +90,12 @@ public:
         return std::move(*this);
     }
 
+    template <class Remarks>
+    Row&& With(const Remarks& remarks) && {
+        for (const auto& [key, remark] : remarks) std::move(*this).Remark(key, remark);
+        return std::move(*this);
+    }
+
     Row&& SetsTimeZero() && {
         info.setsTimeZero = true;
         return std::move(*this);
@@ -105,16 +111,26 @@ public:
         return std::move(*this);
     }
 
+    Row&& FillsGaps() && {
+        info.fillsGaps = true;
+        return std::move(*this);
+    }
+
     Row&& UpToSamples(int most) && {
         info.mostSamples = most;
         return std::move(*this);
     }
 
-    /// What it couples depends on parameters: `coupling` takes an A. Not for what couples the block through findings,
-    /// which says so itself.
+    /// What it couples depends on parameters: `coupling` takes an A, or an A and the seconds that an A-scan lasts. Not
+    /// for what couples the block through findings, which says so itself.
     template <class Function>
     Row&& Couples(Function coupling) && {
-        info.coupling = [coupling](const AlgoBase& of) { return coupling(static_cast<const A&>(of)); };
+        info.coupling = [coupling](const AlgoBase& of, [[maybe_unused]] double duration) {
+            if constexpr (std::is_invocable_v<Function, const A&, double>)
+                return coupling(static_cast<const A&>(of), duration);
+            else
+                return coupling(static_cast<const A&>(of));
+        };
         return std::move(*this);
     }
 
