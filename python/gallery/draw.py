@@ -25,8 +25,7 @@ def prepared(up_to, mesh=False):
 
 
 def compare(blocks, channel=CHANNEL, **options):
-    """Draws blocks by their titles, and writes the picture: to the file that the command line names, else beside the
-    script."""
+    """Draws blocks by their titles, and writes the picture."""
     figure, axes = plt.subplots(len(blocks), 1, figsize=(9, 3.4 * len(blocks)), layout="constrained", squeeze=False)
     for ax, (title, block) in zip(axes[:, 0], blocks.items()):
         if isinstance(block, tzm.DepthSlice):
@@ -34,6 +33,11 @@ def compare(blocks, channel=CHANNEL, **options):
         else:
             block.plot(channel, ax=ax, **options)
         ax.set_title(title)
+    save(figure)
+
+
+def save(figure):
+    """Writes the picture to the file that the command line names, else beside the script."""
     script = Path(sys.argv[0])
     out = Path(sys.argv[1]) if len(sys.argv) > 1 else script.with_suffix(".png")
     figure.savefig(out, dpi=100)

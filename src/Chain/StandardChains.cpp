@@ -131,7 +131,10 @@ Chain Chain::Standard(const Recording& recording, const ChainChoice& choice) {
     else if (const std::string background = choice.background.value_or("surface"); background != "none")
         chain.Add("BgRemoval").Set("algorithm", background);
     Step& image = chain.Add(migration);
-    if (info->Find("wavelet")) image.Set("wavelet", "corrected");
+    if (info->Find("wavelet")) { // sharp: pulses as they are, and a wide aperture, which costs half as much again
+        image.Set("wavelet", "corrected");
+        image.Set("apertureAngle", 70.);
+    }
     const bool isSigned = choice.signedImage.value_or(preset && preset->signedImage);
     if (!isSigned) chain.Add("Envelope");
     if (asLines) {
