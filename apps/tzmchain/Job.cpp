@@ -264,8 +264,7 @@ public:
         for (auto& [step, stage] : all) stages.push_back(std::move(stage));
         for (const StepReport& report : result.steps) // the input counts from the time zero that was found in it
             if (!report.shifts.empty() && report.input.samples == stages.front().bscans.size.samples)
-                for (std::size_t i = 0; i < choice.indices.size(); ++i)
-                    stages.front().timeZero[i] = report.shifts[static_cast<std::size_t>(choice.indices[i])];
+                stages.front().CountFrom(report.shifts);
         std::vector<std::string> files = DrawBscans(choice, stages, folder, style);
         for (const std::string& file : DrawAcross(stages, folder, style)) files.push_back(file);
         for (const std::string& file : slabs.Draw(folder, style)) files.push_back(file);

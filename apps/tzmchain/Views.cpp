@@ -142,6 +142,10 @@ Stage::Stage(const std::string& name, const Recording& recording, const Choice& 
     bscans.data = AllocateSamples(bscans.size.Count());
 }
 
+void Stage::CountFrom(const std::vector<int>& timeZeros) {
+    for (std::size_t i = 0; i < indices.size(); ++i) timeZero[i] = timeZeros[static_cast<std::size_t>(indices[i])];
+}
+
 void Stage::Take(int firstBscan, const Recording& part) {
     const std::int64_t samples = part.size.samples, length = samples * part.size.ascans;
     for (std::size_t i = 0; i < indices.size(); ++i)
@@ -258,9 +262,8 @@ void DepthSlabs::Take(int firstBscan, const Recording& part) {
     });
 }
 
-std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, const Style& style) const {
-    if (slices.empty()) return {};
-    std::vector<std::vector<float>> means = slabs;
+std::vector<Panel> DepthSlabs::Panels(std::vector<std::vector<float>>& means) const {
+    means = slabs;
     const auto held = [](int cell, int of, int count) { return std::min((cell + 1) * of, count) - cell * of; };
     for (std::vector<float>& slab : means)
         for (int row = 0; row < rows; ++row)
@@ -286,6 +289,13 @@ std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, c
         panel.unit = "mean magnitude";
         panels.push_back(panel);
     }
+    return panels;
+}
+
+std::vector<std::string> DepthSlabs::Draw(const std::filesystem::path& folder, const Style& style) const {
+    if (slices.empty()) return {};
+    std::vector<std::vector<float>> means;
+    std::vector<Panel> panels = Panels(means);
     if (!style.scaleEach) { // the brightest slab has the whole scale; noise in a dark one doesn't look like a target
         ColourRange range = RobustRange(panels.front());
         for (const Panel& panel : panels) range.high = std::max(range.high, RobustRange(panel).high);

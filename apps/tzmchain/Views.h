@@ -57,6 +57,9 @@ struct Stage {
     /// Keeps what is drawn of B-scans of the recording, the first of which is `firstBscan`.
     void Take(int firstBscan, const TZM::Recording& part);
 
+    /// Counts time from the samples that were found for each B-scan of the recording.
+    void CountFrom(const std::vector<int>& timeZeros);
+
     std::string title, unit;
     TZM::Recording bscans;                    ///< one behind the other, kept when the recording itself is released
     std::vector<std::optional<int>> timeZero; ///< of each
@@ -91,6 +94,9 @@ public:
     /// Draws them from above, on a linear scale, one for all unless the style has it otherwise. Gives the name of the
     /// file, "depth-slices.png", or nothing for a single line.
     std::vector<std::string> Draw(const std::filesystem::path& folder, const Style& style) const;
+
+    /// A panel for each. \param means what they show, to live as long.
+    std::vector<Panel> Panels(std::vector<std::vector<float>>& means) const;
 
 private:
     TZM::Recording about;
