@@ -2,13 +2,16 @@
 // direct sums, a strided diffraction sum, a recursion from depth to depth. One thread.
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Migration/AlgoArrayMigration.h"
+#include "Algorithms/Migration/AlgoFkMigration.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/TransformSize.h"
 #include "Array/Primitives/FftPlan.h"
 #include "Array/Primitives/Ippi.h"
+#include "Focus/FindPermittivity.h"
 #include "Framework/private/BscanLayout.h"
 #include "Measure.h"
+#include "support/FocusScenes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -307,6 +310,19 @@ void AddMigration(const std::string& name, const std::shared_ptr<AlgoBase>& algo
     });
 }
 
+/// The search over 40 permittivities beside a single migration of its line.
+void AddFocus() {
+    const FocusScene scene;
+    AddMigration("Fk", std::make_shared<AlgoFkMigration>(), ImageProps(scene.samples, scene.ascans, 1));
+    AddAtLevels("FindPermittivity40", [](benchmark::State& state) {
+        const Recording recording = RecordOf(FocusScene());
+        FocusOptions options;
+        options.timeZero = FocusScene().timeZero;
+        options.count = 40;
+        Measure(state, [&] { FindPermittivity(recording, options); });
+    });
+}
+
 bool RegisterAll() {
     omp_set_num_threads(1);
     for (const ImageProps& props : {ImageProps(512, 300, kBscans), ImageProps(1024, 1000, kBscans)}) {
@@ -344,6 +360,7 @@ bool RegisterAll() {
         AddMigration("Gazdag", std::make_shared<AlgoGazdagMigration>(), one);
         AddMigration("Gazdag", std::make_shared<AlgoGazdagMigration>(), ImageProps(samples, 300, 10));
     }
+    AddFocus();
     return true;
 }
 

@@ -152,7 +152,7 @@ public:
 private:
     /// A pass ahead of every step that couples the block; where that is expensive, it goes on from there.
     std::vector<Pass> Plan() const {
-        std::vector<Pass> passes;
+        std::vector<Pass> plan;
         std::size_t from = 0;
         for (std::size_t i = 0; i < steps.size(); ++i) {
             const Coupling coupling = steps[i].CouplingNow();
@@ -160,11 +160,11 @@ private:
             double cost = 0;
             for (std::size_t k = from; k < i; ++k) cost += steps[k].Info().cost;
             const bool keeps = cost > kRepeated;
-            passes.push_back({from, i, true, keeps});
+            plan.push_back({from, i, true, keeps});
             if (keeps) from = i;
         }
-        passes.push_back({from, steps.size(), false, true});
-        return passes;
+        plan.push_back({from, steps.size(), false, true});
+        return plan;
     }
 
     double CostOf(const Pass& pass) const {
@@ -177,7 +177,7 @@ private:
     void RequireWhole(const Pass& pass) const {
         const auto first = steps.begin() + static_cast<std::ptrdiff_t>(pass.begin),
                    last = steps.begin() + static_cast<std::ptrdiff_t>(pass.end),
-                   step = std::find_if(first, last, [](const Step&s) { return !s.WorksInParts(); });
+                   step = std::find_if(first, last, [](const Step& s) { return !s.WorksInParts(); });
         if (step != last && ChunksOf(pass).size() > 1)
             throw ChainError(step->Info().name + " must see the whole block: give it more memory", step->Info().name);
     }

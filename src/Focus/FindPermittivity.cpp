@@ -20,7 +20,7 @@ constexpr double kLeastContrast = 0.1, kAboveChance = 2; // of a peak that isn't
 constexpr double kOwnContrast = 0.25;                    // of a window that focuses by itself
 constexpr double kSecondPeak = 0.3, kLeastSecond = 0.04; // share of the highest peak, and height, of a second one
 constexpr double kApart = 0.1;                           // share by which it differs at least
-constexpr double kModelError = 0.012;                    // share: antennas apart, unknown wavelets, attenuation
+constexpr double kModelError = 0.006;                    // share: antennas apart, unknown wavelets, attenuation
 
 std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<LinePiece>& pieces,
                                    const FocusTable& table, const std::vector<double>& weights,

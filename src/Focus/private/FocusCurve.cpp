@@ -53,6 +53,9 @@ FocusTable::FocusTable(const FocusScans& scans, const std::vector<double>& permi
                     scan.Migrate(tables, ahead[static_cast<std::size_t>(a)], backwards, work,
                                  &sums[static_cast<std::size_t>((p * aheads + a) * windows + first)]);
             });
+        const std::vector<int>& depths = scan.Cuts().depths;
+        for (int w = 0, down = static_cast<int>(depths.size()) - 1; w < scan.Cuts().Count(); ++w)
+            times.push_back((depths[w % down] + depths[w % down + 1]) / 2. / depths.back());
         first += scan.Cuts().Count();
     }
 }
@@ -108,7 +111,8 @@ std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const st
         const std::vector<double> own = table.Own(ahead, w);
         const CurvePeak peak = HighestPeak(own, from, to);
         const bool inside = peak.index > from && peak.index + 1 < to;
-        weights[w] *= inside ? std::pow(std::max(0., peak.height - LowerQuartile(own) - kNoContrast), 2) : 0;
+        const double above = std::max(0., peak.height - LowerQuartile(own) - kNoContrast);
+        weights[w] *= inside ? table.Time(w) * above * above : 0;
         all += weights[w];
     }
     if (!(all > 0)) return shares;

@@ -36,6 +36,9 @@ public:
         return sums[static_cast<std::size_t>((permittivity * aheads + ahead) * windows + window)];
     }
 
+    /// Where the middle of a window lies between time zero, 0, and the end of the record, 1.
+    double Time(int window) const { return times[static_cast<std::size_t>(window)]; }
+
     /// The curve of one window.
     std::vector<double> Own(int ahead, int window) const;
 
@@ -49,6 +52,7 @@ public:
 private:
     int windows = 0, trials, aheads;
     std::vector<WindowSums> sums;
+    std::vector<double> times;
 };
 
 /// A peak of a curve.
@@ -79,7 +83,8 @@ struct FocusScale {
     double step; ///< of the logarithm
 };
 
-/// The shares of the windows times the square of what their own peaks, near the common one, stand out by.
+/// The shares of the windows times the square of what their own peaks, near the common one, stand out by, and times the
+/// time of their middles: what is wrong with time zero and with wavelets that lag moves a peak by so much less.
 std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const std::vector<double>& shares,
                                     const CurvePeak& common, const FocusScale& scale);
 
