@@ -1,5 +1,5 @@
-# Components: Core, Formats and CoreDevelopment, what needs no VTK; Runtime and Development, the library of the VTK classes; Tools, the
-# host program; Python, the module tzm.
+# Components: Core, Formats and CoreDevelopment, what needs no VTK; Runtime and Development, the libraries of the VTK classes; Tools,
+# the host program; Python, the module tzm; VtkPython, the VTK classes in VTK's Python.
 include(CMakePackageConfigHelpers)
 
 set(tzm_package vtkTZMProcessChainImaging)
@@ -27,6 +27,9 @@ tzm_install_licence(CoreDevelopment libtzmcore-dev)
 tzm_install_licence(Formats libtzmformats${tzm_soversion})
 if(TZM_BUILD_IMAGING)
   tzm_install_libraries(${tzm_package}Targets Runtime Development vtkTZMProcessChainImaging tzmvti)
+  install(EXPORT tzmVtkFiltersTargets NAMESPACE TZM:: DESTINATION ${tzm_package_dir} COMPONENT Development)
+  get_property(tzm_filter_headers GLOBAL PROPERTY tzm_filter_headers)
+  install(FILES ${tzm_filter_headers} DESTINATION ${tzm_include_dir}/VtkFilters COMPONENT Development)
   tzm_install_licence(Runtime libvtktzmprocesschainimaging${tzm_soversion})
   tzm_install_licence(Development libvtktzmprocesschainimaging-dev)
 endif()
@@ -68,6 +71,9 @@ endif()
 if(TZM_BUILD_PYTHON)
   tzm_install_licence(Python python3-tzm)
 endif()
+if(TZM_BUILD_VTK_PYTHON)
+  tzm_install_licence(VtkPython python3-tzmvtk)
+endif()
 
 # Debian packages: cpack -G DEB
 set(CPACK_PACKAGE_NAME vtktzmprocesschainimaging)
@@ -80,7 +86,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR}/src)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR}/src ${CMAKE_CURRENT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 
 # A component as a Debian package; more arguments: packages that it needs beside those that its binaries tell.
@@ -115,5 +121,9 @@ if(TZM_BUILD_PYTHON)
     python3-numpy)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-matplotlib, python3-xarray")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-distributed, python3-zarr, python3-tqdm")
+endif()
+if(TZM_BUILD_VTK_PYTHON)
+  tzm_debian_package(VtkPython python3-tzmvtk python "VTK classes in Python" "libvtktzmprocesschainimaging${tzm_soversion} ${same}"
+    "libtzmformats${tzm_soversion} ${same}" python3-vtk9)
 endif()
 include(CPack)

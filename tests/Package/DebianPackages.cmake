@@ -30,7 +30,7 @@ endforeach()
 
 set(root ${scratch}/tree/usr)
 file(GLOB pkgconfig ${root}/lib/pkgconfig ${root}/lib/*/pkgconfig)
-file(GLOB library ${root}/lib/libvtkTZM*.so ${root}/lib/*/libvtkTZM*.so)
+file(GLOB library ${root}/lib/libvtkTZMProcess*.so ${root}/lib/*/libvtkTZMProcess*.so)
 get_filename_component(libraries ${library} DIRECTORY)
 set(environment ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libraries} PKG_CONFIG_PATH=${pkgconfig})
 

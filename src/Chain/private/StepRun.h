@@ -80,7 +80,7 @@ RunResult RunWatched(const Options& options, const Run& run) {
 TZM_EXPORT ChainError Explained(const Step& step, const Exception::CalcError& error, const Dimensions& size);
 
 /// Keeps the first samples of every A-scan and the first B-scans, in place.
-void Crop(Recording& block, int samples, int bscans);
+TZM_EXPORT void Crop(Recording& block, int samples, int bscans);
 
 /// What is known of the block that a step makes of another, without its samples; of a detection it has all samples
 /// still. ChainError if nothing would be left of an A-scan.

@@ -1,0 +1,56 @@
+"""A recording as a volume: the standard chain on it, its strongest echoes. A script for pvpython, or File > Load State:
+
+    tzmchain demo --out demo && pvpython paraview/demo.py PLUGIN demo/scene.f32 slab.png
+
+or, on many processes, mpirun -np 8 pvbatch paraview/demo.py ...
+"""
+
+import sys
+
+from paraview import simple
+
+# Lightness rises evenly: value from 0 to 1, red, green, blue.
+HEAT = [0, 0.01, 0.01, 0.05, 1 / 6, 0.22, 0.06, 0.37, 2 / 6, 0.51, 0.15, 0.43, 3 / 6, 0.79, 0.27, 0.33,
+        4 / 6, 0.96, 0.49, 0.17, 5 / 6, 0.98, 0.75, 0.20, 1, 0.99, 0.99, 0.80]
+
+
+def show(recording, plugin, permittivity=None):
+    """A view of the image of a recording. `plugin` holds the names that LoadPlugin has given."""
+    reader = simple.OpenDataFile(recording)
+    chain = plugin["GPRChain"](Input=reader)
+    if permittivity:
+        chain.Permittivity = permittivity
+    chain.UpdatePipeline()
+    bounds = chain.GetDataInformation().GetBounds()
+    low, high = chain.PointData.GetArray("amplitude").GetRange()
+
+    view = simple.CreateRenderView()
+    view.UseColorPaletteForBackground = 0
+    view.BackgroundColorMode = "Single Color"
+    view.Background = [0.06, 0.06, 0.08]
+    view.ViewSize = [1200, 800]
+    display = simple.Show(chain, view)
+    # ns along x and m along the others: the picture's box has sides of 2 by 3 by 1.
+    sides = [bounds[1] - bounds[0], bounds[3] - bounds[2], bounds[5] - bounds[4]]
+    display.Scale = [wanted / side for wanted, side in zip((1.2, 3.0, 2.0), sides)]
+    display.SetRepresentationType("Volume")
+    simple.ColorBy(display, ("POINTS", "amplitude"))
+    colours = simple.GetColorTransferFunction("amplitude")
+    colours.RGBPoints = [low + (high - low) * x if i % 4 == 0 else x for i, x in enumerate(HEAT)]
+    opacity = simple.GetOpacityTransferFunction("amplitude")
+    opacity.Points = [v for share, o in ((0, 0), (0.25, 0), (0.5, 0.25), (1, 0.9))
+                      for v in (low + (high - low) * share, o, 0.5, 0)]
+    # Samples run down; the eye stands above the surface and to the side.
+    view.CameraViewUp = [-1, 0, 0]
+    simple.ResetCamera(view)
+    centre = list(view.CameraFocalPoint)
+    view.CameraPosition = [centre[0] - 3.0, centre[1] - 4.0, centre[2] - 3.5]
+    simple.ResetCamera(view)
+    simple.Render(view)
+    return view
+
+
+if __name__ == "__main__":
+    PLUGIN, RECORDING, PICTURE = sys.argv[1:]
+    simple.LoadPlugin(PLUGIN, remote=False, ns=globals())
+    simple.SaveScreenshot(PICTURE, show(RECORDING, globals()), ImageResolution=[1200, 800])
