@@ -86,6 +86,20 @@ class Browser:
         self.driver.execute_script("arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('input'))",
                                    self.find(name), value)
 
+    def pinch(self, name, before, after):
+        """Two fingers that lie so many pixels from the middle of a canvas, to the left and to the right, move apart."""
+        x, y = self.driver.execute_script(
+            "const box = arguments[0].getBoundingClientRect(); return [box.x + box.width / 2, box.y + box.height / 2]",
+            self.find(name))
+        def touch(kind, *reach):
+            points = [{"x": x + side * r, "y": y, "id": i} for r in reach for i, side in enumerate((-1, 1))]
+            self.driver.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": points})
+        self.driver.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 2})
+        touch("touchStart", before)
+        touch("touchMove", after)
+        touch("touchEnd")
+        self.driver.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": False})
+
     def messages(self):
         return self.driver.get_log("browser")
 
@@ -146,6 +160,13 @@ class Report(unittest.TestCase):
         self.assertAlmostEqual(ascan, (box["width"] / 2 + 40 - 58) / (box["width"] - 58 - 46) * ASCANS - 0.5, delta=0.6)
         browser.find("bscan").send_keys(Keys.ARROW_LEFT, Keys.ARROW_UP, Keys.PAGE_DOWN)
         self.assertEqual(browser.place(), (ascan - 1, 3, sample - 1))
+        far = ascan
+        browser.pinch("bscan", 20, 100)  # five times as large: the same way of the pointer is a fifth of it
+        actions().click_and_hold(browser.find("bscan")).move_by_offset(40, 0).release().perform()
+        near = browser.place()[0]
+        self.assertLess(near, far)
+        self.assertAlmostEqual(near, ASCANS / 2 - 0.5 + 40 / (box["width"] - 58 - 46) * ASCANS / 5, delta=0.9)
+        browser.set("ascan", ascan - 1), browser.set("sample", sample - 1)
         browser.find("cross").send_keys(Keys.ARROW_RIGHT, Keys.PAGE_UP)
         self.assertEqual(browser.place(), (ascan - 2, 4, sample - 1))
         browser.find("plan").send_keys(Keys.SHIFT, Keys.ARROW_LEFT, Keys.NULL)
