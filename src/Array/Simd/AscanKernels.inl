@@ -54,7 +54,7 @@ void LaneLessMeans(const float* lanes, double* work, int len, int half, float* d
         [&](int e, const Doubles* means) {
             const long at = static_cast<long>(kRowLanes) * e;
             for (int k = 0; k < kRowLanes / kLanes; ++k) {
-                const Floats& x = *reinterpret_cast<const Floats*>(lanes + at + k * kLanes);
+                const Floats x = *reinterpret_cast<const Floats*>(lanes + at + k * kLanes);
                 *reinterpret_cast<Floats*>(dst + at + k * kLanes) =
                     __builtin_convertvector(__builtin_convertvector(x, Doubles) - means[k], Floats);
             }

@@ -623,7 +623,8 @@ struct CurveColumns {
 
     Register run[kCurveRows][kRegisters];
 
-    static const Register& At(const float* p, int i) { return *reinterpret_cast<const Register*>(p + kFloats * i); }
+    // By value: clang forgets the alignment of a vector that is referred to.
+    static Register At(const float* p, int i) { return *reinterpret_cast<const Register*>(p + kFloats * i); }
     void Load(const float* sums) {
         for (int r = 0; r < kCurveRows; ++r)
             for (int i = 0; i < kRegisters; ++i) run[r][i] = At(sums + kCurveColumns * r, i);
