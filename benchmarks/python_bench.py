@@ -21,6 +21,7 @@ import warnings
 
 import numpy as np
 import scipy.fft
+import scipy.ndimage
 import scipy.signal
 
 import tzm
@@ -54,6 +55,17 @@ B, A = scipy.signal.butter(1, 0.01, "high")
 
 def high_pass(block):
     return scipy.signal.filtfilt(B, A, block, axis=1)
+
+
+BAND = scipy.signal.butter(4, (400e6, 1600e6), "band", fs=1 / DELTA_T, output="sos")
+
+
+def band_pass(block):
+    return scipy.signal.sosfiltfilt(BAND, block, axis=-1)
+
+
+def local_median(block):  # of 51 A-scans
+    return block - scipy.ndimage.median_filter(block, (1, 51, 1), mode="nearest")
 
 
 class Stolt:
@@ -108,6 +120,8 @@ def main():
         ("envelope", tzm.Mig2Post(), envelope, "scipy.signal.hilbert, numpy.abs"),
         ("median background", tzm.BgRemoval(algorithm="median"), median_background, "numpy.median"),
         ("high-pass along the scan", tzm.BgRemoval(algorithm="highpass"), high_pass, "scipy.signal.filtfilt"),
+        ("band pass", tzm.BandPass(low=400, high=1600, order=4), band_pass, "scipy.signal.sosfiltfilt"),
+        ("median of 51 A-scans", tzm.SlidingBackground(window=0.25, median=True), local_median, "scipy.ndimage.median_filter"),
         ("Stolt migration", migration, Stolt(np.fft, 512, 300, 6.5), "numpy.fft.rfft2, linear read"),
         ("Stolt migration", migration, stolt, "scipy.fft.rfft2, linear read"),
     ]
