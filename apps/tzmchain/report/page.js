@@ -447,7 +447,8 @@ export class Page {
   /** @param {boolean} shown */
   async showInput(shown) {
     if (shown && this.about.input) {
-      this.recorded ??= Volume.read(this.about.input, element('input').textContent ?? '');
+      const {input} = this.about;
+      this.recorded ??= parsed().then(() => Volume.read(input, element('input').textContent ?? ''));
       const volume = await this.recorded;
       if (!this.beside) {
         this.beside = new InputSource(volume, this.about, this);
@@ -457,6 +458,12 @@ export class Page {
     element('beside-figure').hidden = !shown;
     this.redraw();
   }
+}
+
+/** When the input has come, too, which stands behind everything that the first picture needs. */
+async function parsed() {
+  if (document.readyState === 'loading')
+    await new Promise((resolve) => document.addEventListener('DOMContentLoaded', resolve, {once: true}));
 }
 
 async function open() {
