@@ -1,6 +1,6 @@
-"""A recording as a volume: the standard chain on it, its strongest echoes. A script for pvpython, or File > Load State:
+"""A recording as a volume: the standard chain on it, its strongest echoes. A script for pvpython:
 
-    tzmchain demo --out demo && pvpython paraview/demo.py PLUGIN demo/scene.f32 slab.png
+    tzmchain demo --out demo && pvpython paraview/demo.py PLUGIN demo/scene.f32 slab.png    # or demo.pvsm, a state
 
 or, on many processes, mpirun -np 8 pvbatch paraview/demo.py ...
 """
@@ -30,27 +30,32 @@ def show(recording, plugin, permittivity=None):
     view.Background = [0.06, 0.06, 0.08]
     view.ViewSize = [1200, 800]
     display = simple.Show(chain, view)
-    # ns along x and m along the others: the picture's box has sides of 2 by 3 by 1.
-    sides = [bounds[1] - bounds[0], bounds[3] - bounds[2], bounds[5] - bounds[4]]
-    display.Scale = [wanted / side for wanted, side in zip((1.2, 3.0, 2.0), sides)]
+    # Times become depths, in m like the other axes.
+    scale = [0.299792458 / 2 / (permittivity or 6.5) ** 0.5, 1, 1]
+    display.Scale = scale
     display.SetRepresentationType("Volume")
     simple.ColorBy(display, ("POINTS", "amplitude"))
     colours = simple.GetColorTransferFunction("amplitude")
     colours.RGBPoints = [low + (high - low) * x if i % 4 == 0 else x for i, x in enumerate(HEAT)]
     opacity = simple.GetOpacityTransferFunction("amplitude")
-    opacity.Points = [v for share, o in ((0, 0), (0.25, 0), (0.5, 0.25), (1, 0.9))
+    opacity.Points = [v for share, o in ((0, 0), (0.06, 0), (0.25, 0.3), (1, 0.95))
                       for v in (low + (high - low) * share, o, 0.5, 0)]
     # Samples run down; the eye stands above the surface and to the side.
+    centre = [(bounds[2 * i] + bounds[2 * i + 1]) / 2 * scale[i] for i in range(3)]
+    size = sum(((bounds[2 * i + 1] - bounds[2 * i]) * scale[i]) ** 2 for i in range(3)) ** 0.5
+    simple.ResetCamera(view)
     view.CameraViewUp = [-1, 0, 0]
-    simple.ResetCamera(view)
-    centre = list(view.CameraFocalPoint)
-    view.CameraPosition = [centre[0] - 3.0, centre[1] - 4.0, centre[2] - 3.5]
-    simple.ResetCamera(view)
+    view.CameraFocalPoint = centre
+    view.CameraPosition = [c + size * way for c, way in zip(centre, (-0.75, -1.25, -0.8))]
     simple.Render(view)
     return view
 
 
 if __name__ == "__main__":
-    PLUGIN, RECORDING, PICTURE = sys.argv[1:]
+    PLUGIN, RECORDING, RESULT = sys.argv[1:]
     simple.LoadPlugin(PLUGIN, remote=False, ns=globals())
-    simple.SaveScreenshot(PICTURE, show(RECORDING, globals()), ImageResolution=[1200, 800])
+    VIEW = show(RECORDING, globals())
+    if RESULT.endswith(".pvsm"):
+        simple.SaveState(RESULT)
+    else:
+        simple.SaveScreenshot(RESULT, VIEW, ImageResolution=[1200, 800])

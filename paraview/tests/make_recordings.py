@@ -34,5 +34,8 @@ tzmchain, folder = sys.argv[1], pathlib.Path(sys.argv[2])
 dzt(folder / "line.dzt", 256, 40, 5)
 (folder / "line.json").write_text(json.dumps(LINE))
 (folder / "broken.dzt").write_text("no radar")
-subprocess.run([tzmchain, "run", folder / "line.dzt", "--chain", folder / "line.json", "--out", folder / "line", "--quiet"], check=True)
+# The program gives a migration more room unless its configuration says otherwise.
+(folder / "none.json").write_text(json.dumps({"FkMigration": {"DepthSpectrumSizeExtension": 0}}))
+subprocess.run([tzmchain, "run", folder / "line.dzt", "--chain", folder / "line.json", "--config", folder / "none.json", "--out",
+                folder / "line", "--quiet"], check=True)
 subprocess.run([tzmchain, "demo", "--out", folder / "demo", "--quiet"], check=True)

@@ -36,21 +36,13 @@ std::string Capital(std::string name) {
     return name;
 }
 
-std::string Lower(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-/// "HalfLenTriangle" as "Half len triangle"; what is written in capitals stays.
+/// "HalfLenTriangle" as "Half Len Triangle". ParaView's Python knows a property by the letters of its label.
 std::string Words(const std::string& name) {
     std::string words;
     for (std::size_t i = 0; i < name.size(); ++i) {
-        const auto isUpper = [&](std::size_t k) {
-            return k < name.size() && std::isupper(static_cast<unsigned char>(name[k]));
-        };
-        const bool begins = i > 0 && isUpper(i) && !isUpper(i - 1);
-        if (begins) words += ' ';
-        words += begins && !isUpper(i + 1) ? Lower(name.substr(i, 1)) : name.substr(i, 1);
+        const auto is = [&](int (*kind)(int), std::size_t k) { return kind(static_cast<unsigned char>(name[k])) != 0; };
+        if (i > 0 && is(std::isupper, i) && is(std::islower, i - 1)) words += ' ';
+        words += name[i];
     }
     return Capital(words);
 }
@@ -237,7 +229,7 @@ std::string Property(const ParameterInfo& p) {
                       domain + "        <Documentation>@meaning@. @limits@</Documentation>\n      </@tag@>\n",
                   {{"tag", tag},
                    {"Name", Capital(p.name)},
-                   {"label", Xml(Words(p.name) + (p.unit.empty() ? "" : " (" + p.unit + ")"))},
+                   {"label", Words(p.name)},
                    {"default", Xml(value)},
                    {"meaning", Xml(Capital(p.meaning))},
                    {"limits", Xml(Limits(p))}});
@@ -322,16 +314,15 @@ std::string ChainPanel() {
          {"long",
           "What the recording tells (time zero, permittivity, antenna offset) counts where neither document nor "
           "numbers say otherwise."}},
-        Plain("String", "FileName", "Chain document", "", "        <FileListDomain name=\"files\"/>\n",
+        Plain("String", "FileName", "File Name", "", "        <FileListDomain name=\"files\"/>\n",
               "A chain document or the recipe of a run; none: the standard chain.") +
             Plain("String", "Preset", "Preset", "", presets,
                   "Of the standard chain: what is in the ground" + Xml(meanings)) +
-            Plain("Int", "TimeZero", "Time zero (sample)", "-1", "",
-                  "Below 0: as the recording or the document tell.") +
+            Plain("Int", "TimeZero", "Time Zero", "-1", "", "Sample; below 0: as the recording or the document tell.") +
             Plain("Double", "Permittivity", "Permittivity", "0", "", "Of the ground, 1 to 81; 0: as they tell.") +
-            Plain("Double", "AntennaOffset", "Antenna offset (m)", "-1", "",
-                  "From transmitter to receiver; below 0: as they tell.") +
-            Plain("Double", "LineSpacing", "Distance between lines (m)", "0", "", "0: as they tell."));
+            Plain("Double", "AntennaOffset", "Antenna Offset", "-1", "",
+                  "In m, from transmitter to receiver; below 0: as they tell.") +
+            Plain("Double", "LineSpacing", "Line Spacing", "0", "", "In m; 0: as they tell."));
 }
 
 /// The reader for all forms but that of VTK's own images, which ParaView reads.
@@ -355,9 +346,9 @@ std::string ReaderPanel() {
         <Documentation>The files to read.</Documentation>
       </StringVectorProperty>
 )" +
-            Plain("Double", "DeltaX", "Distance between A-scans (m)", "0", "",
-                  "To which lines are resampled; 0: as they are.") +
-            Plain("Int", "Resample", "Bring intervals together", "0", "        <BooleanDomain name=\"bool\"/>\n",
+            Plain("Double", "DeltaX", "Delta X", "0", "",
+                  "Distance between A-scans in m to which lines are resampled; 0: as they are.") +
+            Plain("Int", "Resample", "Resample", "0", "        <BooleanDomain name=\"bool\"/>\n",
                   "Files of several sampling intervals are brought to the finest of them.") +
             Plain("String", "Component", "Component", "Ez", "", "Of the field, in a form that holds several."),
         "        <ReaderFactory extensions=\"" + list + "\" file_description=\"Ground-penetrating radar\"/>\n" + kView);

@@ -210,8 +210,11 @@ int vtkTZMBlockFilter::RunAlgorithm(vtkImageData* input, vtkImageData* output) {
             throw;
         }
         const TZM::Setting setting(request.about, this->NumberOfThreads);
-        Recording lines = run.Run(std::move(part), wanted, exchange, [this](double share) {
-            this->UpdateProgress(share);
+        output->Initialize(); // its memory, if nobody else holds it, serves once more
+        double told = -1;
+        Recording lines = run.Run(std::move(part), wanted, exchange, [this, &told](double share) {
+            constexpr double kStep = 1. / 64; // a loop over A-scans asks more often than anybody listens
+            if (share >= told + kStep || share >= 1) this->UpdateProgress(told = share);
 #if VTK_MAJOR_VERSION > 9 || (VTK_MAJOR_VERSION == 9 && VTK_MINOR_VERSION >= 3)
             return !this->CheckAbort();
 #else
