@@ -3,6 +3,7 @@
 #include "Algorithms/Background/AlgoBgRemoval.h"
 #include "Algorithms/Migration/AlgoArrayMigration.h"
 #include "Algorithms/Migration/AlgoFkMigration.h"
+#include "Algorithms/Migration/AlgoFkMigration3D.h"
 #include "Algorithms/Migration/AlgoGazdagMigration.h"
 #include "Algorithms/Migration/AlgoKirchhoffMigration.h"
 #include "Algorithms/Migration/TransformSize.h"
@@ -193,7 +194,31 @@ std::shared_ptr<AlgoArrayMigration> ArrayMigration(float spacing, bool antiAlias
     return migration;
 }
 
+/// The sum's innermost step alone: a tile along curves through rows that a cache holds. Terms per second tell what the
+/// machine can do; a term is one addition, half a read of its row in registers of all lanes.
+void AddCurveTiles(const std::string& cache, int rowCount) {
+    AddAtLevels("CurveTile" + cache, [=](benchmark::State& state) {
+        using IPP::Simd::kCurveColumns, IPP::Simd::kCurveRows;
+        constexpr int kDistances = 64, kStride = 2 * kDistances + kCurveColumns;
+        IPP::Array<float> rows(rowCount * kStride), sums(kCurveRows * kCurveColumns);
+        rows.Zero(), sums.Zero();
+        std::vector<int> places;
+        const std::vector<float> weights(std::size_t(kDistances) * kCurveRows, 1.f);
+        for (int k = 0; k < kDistances; ++k) // neighbouring samples read neighbouring rows, a distance the next one
+            for (int r = 0; r < kCurveRows; ++r)
+                places.push_back((k * std::max(1, rowCount / kDistances) + r) % rowCount * kStride + kDistances);
+        Measure(state, [&] {
+            IPP::Simd::Active().curveTile(places.data(), weights.data(), kDistances, kDistances - 1, rows.data,
+                                          sums.data, kCurveColumns, kCurveColumns);
+        });
+        constexpr double kTerms = double(2 * kDistances - 1) * kCurveRows * kCurveColumns;
+        state.counters["perSecond"] = benchmark::Counter(kTerms, benchmark::Counter::kIsIterationInvariantRate);
+    });
+}
+
 void AddArrayMigration(const ImageProps& props) {
+    AddCurveTiles("FirstCache", 16);    // 10 KiB
+    AddCurveTiles("SecondCache", 1024); // 640 KiB
     constexpr float spacing = 0.025f;
     Add("StridedArraySumOfOneLine" + SizeOf(props), [=](benchmark::State& state) {
         Blocks& b = BlocksOf(props);
@@ -352,6 +377,9 @@ bool RegisterAll() {
     }
     AddArrayMigration(ImageProps(512, 300, kBscans));
     AddMigration("Kirchhoff", With<AlgoKirchhoffMigration>(AlgoParamKirchhoffMigration(true, 1, 0, 6.f, "")),
+                 ImageProps(512, 300, kBscans));
+    AddMigration("Fk", With<AlgoFkMigration>(AlgoParamFkMigration(true, 1, 0, 6.f, "")), ImageProps(512, 300, kBscans));
+    AddMigration("Fk3D", With<AlgoFkMigration3D>(AlgoParamFkMigration3D(true, 1, 0, 6.f, "", 0.025f)),
                  ImageProps(512, 300, kBscans));
     for (const int samples : {128, 512, 1024, 2048}) {
         const ImageProps one(samples, 300, 1);

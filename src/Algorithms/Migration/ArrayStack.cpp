@@ -59,14 +59,16 @@ void ArrayCurves::AddSample(const ArrayStackSettings& s, int i, double speed, co
                                     times.data(), moveouts.data(), reach + 1);
     const double factor = s.corrected ? -dx * dy / (2. * M_PI) : s.samples;
     const int most = std::min(s.samples, std::numeric_limits<int>::max() / s.samples - 1);
-    for (int d = 0; d <= reach; ++d) {
+    int count = reach + 1;
+    while (count > 0 && !(times[std::size_t(count) - 1] + 0.5 < s.samples)) --count; // times grow with the distance
+    const std::size_t end = start + std::size_t(count) * kCurveRows;
+    if (count > 0 && end > weights.size()) {
+        weights.resize(end, 0.f);
+        places.resize(end, -1);
+    }
+    for (int d = 0; d < count; ++d) {
         const double time = times[std::size_t(d)];
-        if (!(time + 0.5 < s.samples)) return;
         const std::size_t place = start + std::size_t(d) * kCurveRows + std::size_t(i % kCurveRows);
-        if (place >= weights.size()) {
-            weights.resize(start + (std::size_t(d) + 1) * kCurveRows, 0.f);
-            places.resize(weights.size(), -1);
-        }
         const double moveout = s.antiAlias ? moveouts[std::size_t(d)] + 0.5 : 1.;
         const int width = std::clamp(static_cast<int>(std::min(moveout, double(most))), 1, most);
         places[place] = width * s.samples + static_cast<int>(time + 0.5);
@@ -165,14 +167,21 @@ void ArrayStack::Add(const ArrayCurves& curves, const float* first, const float*
             for (int g = chunk; g < std::min(chunk + kGroups, curves.Groups()); ++g) {
                 const ArrayCurves::Group group = curves.At(g);
                 if (group.distances == 0) continue;
-                std::fill_n(sums, kCurveRows * kCurveColumns, 0.f);
                 // Distances that bring the tile beyond the line on either side hold nothing.
                 const int right = std::min(group.distances, ascans - x),
-                          left = std::min(group.distances - 1, x + kCurveColumns - 1);
-                kernels.curveTile(group.places, group.weights, right, left, work->data + x, sums);
-                for (int r = 0; r < std::min(kCurveRows, imageSamples - g * kCurveRows); ++r) {
-                    float* const out = image + (std::size_t(g) * kCurveRows + std::size_t(r)) * std::size_t(ascans) + x;
-                    kernels.add(out, sums + kCurveColumns * r, out, columns);
+                          left = std::min(group.distances - 1, x + kCurveColumns - 1),
+                          rowCount = std::min(kCurveRows, imageSamples - g * kCurveRows);
+                float* const out = image + std::size_t(g) * kCurveRows * std::size_t(ascans) + x;
+                if (columns == kCurveColumns && rowCount == kCurveRows) {
+                    kernels.curveTile(group.places, group.weights, right, left, work->data + x, out, ascans, columns);
+                    continue;
+                }
+                std::fill_n(sums, kCurveRows * kCurveColumns, 0.f);
+                kernels.curveTile(group.places, group.weights, right, left, work->data + x, sums, kCurveColumns,
+                                  columns);
+                for (int r = 0; r < rowCount; ++r) {
+                    float* const row = out + std::size_t(r) * std::size_t(ascans);
+                    kernels.add(row, sums + kCurveColumns * r, row, columns);
                 }
             }
         }

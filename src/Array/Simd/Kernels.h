@@ -117,10 +117,13 @@ struct Kernels {
     /// kTileColumns.
     void (*tileProducts)(const double* a, const double* b, long step, int count, double* sums, long sumsStep);
 
-    /// A tile of sums along curves, each row with its own, on both sides of its columns: with n = kCurveRows k + r,
-    /// sums[kCurveColumns r + c] += sum of weights[n] src[offsets[n] + c + k] over k below right, and of
-    /// weights[n] src[offsets[n] + c - k] over k = 1 .. left.
-    void (*curveTile)(const int* offsets, const float* weights, int right, int left, const float* src, float* sums);
+    /// The first `columns` of a tile of sums along curves, up to kCurveColumns and perhaps some more of them, each row
+    /// with its own, on both sides of its columns: with n = kCurveRows k + r, sums[step r + c] += sum of weights[n]
+    /// src[offsets[n] + c + k] over k below right, and of weights[n] src[offsets[n] + c - k] over k = 1 .. left.
+    /// src + offsets[n] stands on a boundary of 64 bytes; whole lines of so many bytes are read, up to the one behind
+    /// the last column.
+    void (*curveTile)(const int* offsets, const float* weights, int right, int left, const float* src, float* sums,
+                      long step, int columns);
 
     /// The mean of two legs, and how much it differs between neighbours, for x[k] = k dx, k below len:
     /// r1 = sqrt((x + ax)^2 + (y + ay)^2 + t^2), r2 = sqrt((x - ax)^2 + (y - ay)^2 + t^2), times[k] = (r1 + r2) / 2,

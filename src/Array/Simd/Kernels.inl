@@ -614,10 +614,10 @@ void WeightedRows(const int* offsets, const float* weights, int count, const flo
 
 // Columns of a tile that stay in registers along the curves. The rows lie close together wherever they are read, so
 // that most reads find them in the first cache.
+template <int kRegisters> // beside each other
 struct CurveColumns {
     typedef float Register __attribute__((vector_size(8 * kLanes), aligned(4), may_alias));
     static constexpr int kFloats = 2 * kLanes;
-    static constexpr int kRegisters = kLanes == 8 ? 2 : 1; // beside each other
     static constexpr int kColumns = kRegisters * kFloats;
     static_assert(kCurveColumns % kColumns == 0, "whole registers only");
 
@@ -625,14 +625,14 @@ struct CurveColumns {
 
     // By value: clang forgets the alignment of a vector that is referred to.
     static Register At(const float* p, int i) { return *reinterpret_cast<const Register*>(p + kFloats * i); }
-    void Load(const float* sums) {
+    void Clear() {
         for (int r = 0; r < kCurveRows; ++r)
-            for (int i = 0; i < kRegisters; ++i) run[r][i] = At(sums + kCurveColumns * r, i);
+            for (int i = 0; i < kRegisters; ++i) run[r][i] = Register{};
     }
-    void Store(float* sums) const {
+    void AddTo(float* sums, long step) const {
         for (int r = 0; r < kCurveRows; ++r)
             for (int i = 0; i < kRegisters; ++i)
-                *reinterpret_cast<Register*>(sums + kCurveColumns * r + kFloats * i) = run[r][i];
+                *reinterpret_cast<Register*>(sums + step * r + kFloats * i) += run[r][i];
     }
     // Distances begin .. end - 1 on one side.
     void Side(const int* offsets, const float* weights, int begin, int end, const float* src, int step) {
@@ -642,7 +642,42 @@ struct CurveColumns {
                 for (int i = 0; i < kRegisters; ++i) run[r][i] += weights[kCurveRows * k + r] * At(p, i);
             }
     }
+#if defined __clang__ // which shifts by constants only
+    static constexpr bool kWholeLines = false;
+    void SidesOfLines(const int*, const float*, int, int, const float*) {}
+#else
+    static constexpr bool kWholeLines = kFloats * sizeof(float) == 64 && kRegisters > 1;
+    // The columns from a distance on, out of whole lines of the cache: an unaligned read of a register as long as a
+    // line would take two of them, as one of two registers would take four in place of three.
+    struct Shifted {
+        typedef int Places __attribute__((vector_size(8 * kLanes)));
+        Shifted(long distance, const Places& counting)
+            : first(distance & -long{kFloats}), places(counting + static_cast<int>(distance - first)) {}
+        void Read(const float* p, Register* columns) const {
+            Register parts[kRegisters + 1];
+            for (int i = 0; i <= kRegisters; ++i)
+                parts[i] = *static_cast<const Register*>(__builtin_assume_aligned(p + first + kFloats * i, 64));
+            for (int i = 0; i < kRegisters; ++i) columns[i] = __builtin_shuffle(parts[i], parts[i + 1], places);
+        }
+        const long first;
+        const Places places;
+    };
+    void SidesOfLines(const int* offsets, const float* weights, int begin, int end, const float* src) {
+        typename Shifted::Places counting;
+        for (int i = 0; i < kFloats; ++i) counting[i] = i;
+        for (long k = begin; k < end; ++k) {
+            const Shifted before(-k, counting), behind(k, counting);
+            for (int r = 0; r < kCurveRows; ++r) {
+                const float* const p = src + offsets[kCurveRows * k + r];
+                Register one[kRegisters], other[kRegisters];
+                before.Read(p, one), behind.Read(p, other);
+                for (int i = 0; i < kRegisters; ++i) run[r][i] += weights[kCurveRows * k + r] * (one[i] + other[i]);
+            }
+        }
+    }
+#endif
     void Sides(const int* offsets, const float* weights, int begin, int end, const float* src) {
+        if constexpr (kWholeLines) return SidesOfLines(offsets, weights, begin, end, src);
         for (long k = begin; k < end; ++k)
             for (int r = 0; r < kCurveRows; ++r) {
                 const float* const p = src + offsets[kCurveRows * k + r];
@@ -652,17 +687,21 @@ struct CurveColumns {
     }
 };
 
-void CurveTile(const int* offsets, const float* weights, int right, int left, const float* src, float* sums) {
+void CurveTile(const int* offsets, const float* weights, int right, int left, const float* src, float* sums, long step,
+               int columns) {
     const int both = left + 1 < right ? left + 1 : right, first = right < 1 ? right : 1;
-    for (int c = 0; c < kCurveColumns; c += CurveColumns::kColumns) {
-        CurveColumns columns;
-        columns.Load(sums + c);
-        columns.Side(offsets, weights, 0, first, src + c, 1);
-        columns.Sides(offsets, weights, 1, both, src + c);
-        columns.Side(offsets, weights, both > 1 ? both : 1, right, src + c, 1);
-        columns.Side(offsets, weights, both > 1 ? both : 1, left + 1, src + c, -1);
-        columns.Store(sums + c);
-    }
+    const auto sum = [&](auto run, int c) {
+        run.Clear();
+        run.Side(offsets, weights, 0, first, src + c, 1);
+        run.Sides(offsets, weights, 1, both, src + c);
+        run.Side(offsets, weights, both > 1 ? both : 1, right, src + c, 1);
+        run.Side(offsets, weights, both > 1 ? both : 1, left + 1, src + c, -1);
+        run.AddTo(sums + c, step);
+    };
+    constexpr int kMost = kLanes == 8 ? 2 : 1, kFloats = 2 * kLanes;
+    int c = 0;
+    for (; c + kMost * kFloats <= columns; c += kMost * kFloats) sum(CurveColumns<kMost>(), c);
+    for (; c < columns; c += kFloats) sum(CurveColumns<1>(), c);
 }
 
 void TwoLegTimes(double t, double y, double ax, double ay, double dx, double dy, double* times, double* moveouts,
