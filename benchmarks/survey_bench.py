@@ -41,7 +41,7 @@ def main():
     tasks = int(sys.argv[1]) if len(sys.argv) > 1 else 5000
     lane = tzm.demo(lanes=1, ascans=2000)
     megabytes = lane.data.nbytes / 1e6
-    work = least(lambda: tzm.run(lane, threads=1))
+    work = least(lambda: tzm.run(lane, migration="FkMigration", threads=1))
     with tempfile.TemporaryDirectory() as folder:
         array = zarr.open(folder, mode="w", shape=lane.shape, chunks=lane.shape, dtype="f4")
         write = least(lambda: array.__setitem__(slice(None), lane.data))

@@ -123,10 +123,6 @@ std::string NoteOf(const StepReport& report, bool found, const Recording& record
            (recording.timeZero ? "; the recording says sample " + std::to_string(*recording.timeZero) : "");
 }
 
-} // namespace
-
-namespace {
-
 /// Other lines than before lie evenly from the first one to the last; a single one, between them.
 void SpreadLines(const Recording& in, Recording& out) {
     if (in.lineSpacing && out.size.bscans > 1)

@@ -8,10 +8,11 @@
 #include "VtkFilters/vtkTZMBlockFilter.h"
 
 /// Runs a chain of algorithms: that of a document, of the recipe of an earlier run, or the standard one for the
-/// recording, with the bits that a run of the chain on the whole recording gives.
+/// recording, with the bits that a run of the chain on the whole recording gives. The configuration document is the
+/// process's own; that which a recipe holds isn't taken.
 ///
-/// What the recording tells (time zero, permittivity, antenna offset) counts where neither the document nor the numbers
-/// here say otherwise. A time-zero detection leaves fewer samples than are known ahead of the run: the image keeps the
+/// What the recording tells (time zero, permittivity, antenna offset, line spacing) counts where neither the document
+/// nor the numbers here say otherwise. A time-zero detection leaves fewer samples than are known ahead of the run: the image keeps the
 /// length told ahead, and what lies behind the last sample is 0.
 class TZM_EXPORT vtkTZMChainFilter : public vtkTZMBlockFilter {
 public:

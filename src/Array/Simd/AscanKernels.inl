@@ -22,6 +22,7 @@ template <class Term, class Use>
 inline void LaneWindows(const float* lanes, double* ends, int len, int half, const Term& term, const Use& use) {
     constexpr int kRegisters = kRowLanes / kLanes;
     const int window = 2 * half + 1;
+    const double whole = 1. / window;
     const auto add = [&](int e, Doubles* sums) {
         if (e < 0 || e >= len) return;
         const float* const at = lanes + static_cast<long>(kRowLanes) * e;
@@ -40,7 +41,7 @@ inline void LaneWindows(const float* lanes, double* ends, int len, int half, con
         for (int e = group; e < group + window && e < len; ++e) {
             if (e > group) add(e + half, beginning);
             const int first = e > half ? e - half : 0, last = e + half < len ? e + half : len - 1;
-            const double share = 1. / (last - first + 1);
+            const double share = last - first + 1 == window ? whole : 1. / (last - first + 1);
             Doubles means[kRegisters];
             for (int k = 0; k < kRegisters; ++k) means[k] = (*end(e - group, k) + beginning[k]) * share;
             use(e, means);
