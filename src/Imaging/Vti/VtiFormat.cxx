@@ -303,6 +303,12 @@ vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file
     return reader;
 }
 
+vtkSmartPointer<vtkFloatArray> ArrayOf(const Recording& recording) {
+    const auto samples = vtkSmartPointer<SampleArray>::New();
+    samples->Hold(recording.data, recording.size.Count());
+    return samples;
+}
+
 vtkSmartPointer<vtkImageData> ImageOf(const Recording& recording) {
     const auto image = vtkSmartPointer<vtkImageData>::New();
     image->SetDimensions(recording.size.samples, recording.size.ascans, recording.size.bscans);
@@ -310,9 +316,7 @@ vtkSmartPointer<vtkImageData> ImageOf(const Recording& recording) {
     image->SetSpacing(geometry.spacing.data());
     image->SetOrigin(geometry.origin.data());
     image->SetDirectionMatrix(geometry.direction.data());
-    const vtkNew<SampleArray> samples;
-    samples->Hold(recording.data, recording.size.Count());
-    image->GetPointData()->SetScalars(samples);
+    image->GetPointData()->SetScalars(ArrayOf(recording));
     return image;
 }
 

@@ -6,6 +6,7 @@
 
 #include "Recording/Recording.h"
 
+class vtkFloatArray;
 class vtkImageData;
 class vtkXMLImageDataReader;
 
@@ -18,6 +19,9 @@ TZM_EXPORT void RegisterVtiFormat();
 
 /// A reader that is up to date with an image of one number per point. FormatError for every flaw.
 TZM_EXPORT vtkSmartPointer<vtkXMLImageDataReader> OpenVti(const std::filesystem::path& file);
+
+/// An array "amplitude" over the samples of a recording, which live as long as it.
+TZM_EXPORT vtkSmartPointer<vtkFloatArray> ArrayOf(const Recording& recording);
 
 /// An image over the samples of a recording, which live as long as the image.
 TZM_EXPORT vtkSmartPointer<vtkImageData> ImageOf(const Recording& recording);

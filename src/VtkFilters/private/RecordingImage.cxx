@@ -203,7 +203,7 @@ void Fill(vtkImageData* image, vtkInformation* about, const Recording& lines, in
     image->SetExtent(extent);
     image->SetSpacing(about->Get(vtkDataObject::SPACING()));
     image->SetOrigin(about->Get(vtkDataObject::ORIGIN()));
-    image->GetPointData()->SetScalars(ImageOf(lines)->GetPointData()->GetScalars());
+    image->GetPointData()->SetScalars(ArrayOf(lines));
     for (const char* name : {kFirstValid, kValidLength}) image->GetFieldData()->RemoveArray(name);
     if (validRanges.empty()) return;
     image->GetFieldData()->AddArray(Named(kFirstValid, validRanges, &BscanInfo::firstValidIdx));
