@@ -5,7 +5,9 @@
 or, on many processes, mpirun -np 8 pvbatch paraview/demo.py ...
 """
 
+import pathlib
 import sys
+from xml.etree import ElementTree
 
 from paraview import simple
 
@@ -45,10 +47,63 @@ def show(recording, plugin, permittivity=None):
     size = sum(((bounds[2 * i + 1] - bounds[2 * i]) * scale[i]) ** 2 for i in range(3)) ** 0.5
     simple.ResetCamera(view)
     view.CameraViewUp = [-1, 0, 0]
-    view.CameraFocalPoint = centre
+    view.CameraFocalPoint = view.CenterOfRotation = centre
     view.CameraPosition = [c + size * way for c, way in zip(centre, (-0.75, -1.25, -0.8))]
     simple.Render(view)
     return view
+
+
+# What `show` decides on; ParaView has the rest from its defaults.
+KEPT = {
+    "TZMRecordingReader": ("FileNames",),
+    "TZMChain": ("Input", "FileName", "Permittivity"),
+    "PVLookupTable": ("RGBPoints", "ColorSpace", "ScalarOpacityFunction", "ScalarRangeInitialized"),
+    "PiecewiseFunction": ("Points", "ScalarRangeInitialized"),
+    "UniformGridRepresentation": ("Input", "Visibility", "Representation", "Scale", "ColorArrayName", "LookupTable",
+                                  "ScalarOpacityFunction", "ScalarOpacityUnitDistance"),
+    "RenderView": ("Representations", "ViewSize", "UseColorPaletteForBackground", "BackgroundColorMode", "Background",
+                   "CameraViewUp", "CameraFocalPoint", "CameraPosition", "CenterOfRotation"),
+}
+
+
+def save_state(path):
+    """What `show` made, as a state that is short, names files without their folder and fits every machine."""
+    simple.SaveState(path)
+    tree = ElementTree.parse(path)
+    state = tree.getroot().find("ServerManagerState")
+    proxies = {proxy.get("id"): proxy for proxy in state.iter("Proxy") if proxy.get("type") in KEPT}
+    used, reached = [], [key for key, proxy in proxies.items() if proxy.get("type") == "RenderView"]
+    while reached:  # functions that nothing shows are left out
+        key = reached.pop()
+        used.append(key)
+        proxy = proxies[key]
+        for property_ in list(proxy):
+            if property_.get("name") not in KEPT[proxy.get("type")]:
+                proxy.remove(property_)
+                continue
+            for domain in property_.findall("Domain"):
+                property_.remove(domain)
+            reached += [p.get("value") for p in property_.findall("Proxy")
+                        if p.get("value") in proxies and p.get("value") not in used + reached]
+            if property_.get("name") == "FileNames":
+                for element in property_:
+                    element.set("value", pathlib.PurePath(element.get("value")).name)
+    for child in list(state):
+        items = [i for i in child.findall("Item") if i.get("id") in used] if child.tag == "ProxyCollection" else []
+        for item in set(child) - set(items):
+            if child.tag == "ProxyCollection":
+                child.remove(item)
+        if not (child.tag == "Proxy" and child.get("id") in used or items):
+            state.remove(child)
+    numbers = {key: str(1 + i) for i, key in enumerate(sorted(used, key=int))}
+    for element in state.iter():
+        if element.tag == "Property":
+            element.attrib.pop("id")
+        for name in ("id", "value"):
+            if element.tag in ("Proxy", "Item") and name in element.attrib:
+                element.set(name, numbers[element.get(name)])
+    ElementTree.indent(tree)
+    tree.write(path)
 
 
 if __name__ == "__main__":
@@ -56,6 +111,6 @@ if __name__ == "__main__":
     simple.LoadPlugin(PLUGIN, remote=False, ns=globals())
     VIEW = show(RECORDING, globals())
     if RESULT.endswith(".pvsm"):
-        simple.SaveState(RESULT)
+        save_state(RESULT)
     else:
         simple.SaveScreenshot(RESULT, VIEW, ImageResolution=[1200, 800])

@@ -1,10 +1,15 @@
-"""Tests of the plugin in ParaView: KIND PLUGIN FOLDER; recordings and images of make_recordings.py stand in the folder."""
+"""Tests of the plugin in ParaView: KIND PLUGIN FOLDER [PROCESSES of a server]; recordings and images of make_recordings.py stand in the folder."""
 
+import os
 import pathlib
+import re
+import socket
+import subprocess
 import sys
+import threading
 
 import numpy as np
-from paraview import simple
+from paraview import servermanager, simple
 from vtkmodules.util.numpy_support import vtk_to_numpy
 from vtkmodules.vtkIOXML import vtkXMLImageDataReader
 from vtkmodules.vtkParallelCore import vtkMultiProcessController
@@ -72,23 +77,72 @@ def check_errors():
     print("errors are told; there are", len(menu), "readers and filters", flush=True)
 
 
-def check_picture():
-    """The slab of the demo as a volume, from the state of demo.py."""
-    sys.path.insert(0, str(pathlib.Path(__file__).parents[1]))
-    import demo
-    view = demo.show(str(folder / "demo" / "scene.f32"), globals())
-    picture = folder / "slab.png"
+def pixels_of(view, picture):
     simple.SaveScreenshot(str(picture), view, ImageResolution=[1200, 800])
     image = simple.PNGSeriesReader(FileNames=[str(picture)])
     image.UpdatePipeline()
-    pixels = samples_of_colours(local(image))
+    return vtk_to_numpy(local(image).GetPointData().GetScalars())[:, :3].astype(int)
+
+
+def check_picture():
+    """The slab of the demo as a volume, from demo.py and from the state that it keeps beside it."""
+    beside = pathlib.Path(__file__).parents[1]
+    sys.path.insert(0, str(beside))
+    import demo
+    view = demo.show(str(folder / "demo" / "scene.f32"), globals())
+    demo.save_state(str(folder / "demo.pvsm"))
+    pixels = pixels_of(view, folder / "slab.png")
     lit = (pixels.max(axis=1) > 150).mean()
     assert 0.01 < lit < 0.6, lit  # bars, neither nothing nor a block
-    print(f"{lit:.0%} of {picture} are lit", flush=True)
+
+    made, kept = (re.sub(r'version="[^"]*"', "", (where / "demo.pvsm").read_text()) for where in (folder, beside))
+    assert made == kept, "paraview/demo.pvsm isn't what demo.py makes: write it anew"
+    simple.LoadState(str(beside / "demo.pvsm"), data_directory=str(folder / "demo"))
+    loaded, = (other for other in simple.GetRenderViews() if other.SMProxy is not view.SMProxy)
+    difference = np.abs(pixels_of(loaded, folder / "state.png") - pixels).mean()
+    assert difference < 0.5, difference  # a renderer's rounding, of 255
+    print(f"{lit:.0%} of the slab's picture are lit; the state shows the same", flush=True)
 
 
-def samples_of_colours(image):
-    return vtk_to_numpy(image.GetPointData().GetScalars())[:, :3]
+def started(command):
+    """A server and its port. A port that is free now may be taken by the time the server asks for it: another one then."""
+    # The client is an MPI process itself, whose variables aren't the server's.
+    environment = {name: value for name, value in os.environ.items()
+                   if "ALLOW" in name or not name.startswith(("OMPI_", "ORTE_", "PMIX_"))}
+    for _ in range(5):
+        with socket.socket() as probe:
+            probe.bind(("localhost", 0))
+            port = probe.getsockname()[1]
+        server = subprocess.Popen([*command, f"--server-port={port}"], env=environment, text=True,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        for line in server.stdout:
+            if "Accepting connection" in line:
+                threading.Thread(target=server.stdout.read, daemon=True).start()  # it may write on
+                return server, port
+        server.wait()
+    raise RuntimeError("no server came up")
 
 
-{"chain": check_chain, "errors": check_errors, "picture": check_picture}[kind]()
+def check_server():
+    """As a client of a server of so many processes: the bits of tzmchain."""
+    ranks = int(sys.argv[4])
+    server, port = started(["mpirun", "--oversubscribe", "-np", str(ranks), "pvserver"])
+    try:
+        simple.Connect("localhost", port)
+        simple.LoadPlugin(plugin, remote=True, ns=globals())
+        reader = simple.OpenDataFile(str(folder / "line.dzt"))
+        for result in (filters_of(reader), GPRChain(Input=reader, FileName=str(folder / "line.json"))):
+            result.UpdatePipeline()
+            whole = np.full_like(expected("line"), np.nan)
+            for rank in range(ranks):  # each holds its lines
+                part = servermanager.Fetch(result, rank)
+                whole[part.GetExtent()[4]:part.GetExtent()[5] + 1] = samples_of(part)
+            assert np.array_equal(whole, expected("line"))
+    finally:
+        server.terminate()
+        server.wait()
+    print(f"a server of {ranks}: the bits of tzmchain", flush=True)
+    os._exit(0)  # the session that is left has no server to take its leave of
+
+
+{"chain": check_chain, "errors": check_errors, "picture": check_picture, "server": check_server}[kind]()
