@@ -42,12 +42,13 @@ def filters_of(reader):
 
 
 def check_chain():
-    """Filters one by one, and the chain's document, on the part of this process: the bits of tzmchain."""
+    """Filters one by one, the chain's document, and the recipe of a run with the program's own configuration, on the part of this process: the bits of tzmchain."""
     rank = vtkMultiProcessController.GetGlobalController().GetLocalProcessId()
     ranks = vtkMultiProcessController.GetGlobalController().GetNumberOfProcesses()
-    whole = expected("line")
     reader = simple.OpenDataFile(str(folder / "line.dzt"))
-    for result in (filters_of(reader), GPRChain(Input=reader, FileName=str(folder / "line.json"))):
+    for result, whole in ((filters_of(reader), expected("line")),
+                          (GPRChain(Input=reader, FileName=str(folder / "line.json")), expected("line")),
+                          (GPRChain(Input=reader, FileName=str(folder / "own" / "recipe.json")), expected("own"))):
         result.UpdatePipeline()
         image = local(result)
         first, last = image.GetExtent()[4:]

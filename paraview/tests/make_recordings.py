@@ -38,4 +38,5 @@ dzt(folder / "line.dzt", 256, 40, 5)
 (folder / "none.json").write_text(json.dumps({"FkMigration": {"DepthSpectrumSizeExtension": 0}}))
 subprocess.run([tzmchain, "run", folder / "line.dzt", "--chain", folder / "line.json", "--config", folder / "none.json", "--out",
                 folder / "line", "--quiet"], check=True)
+subprocess.run([tzmchain, "run", folder / "line.dzt", "--chain", folder / "line.json", "--out", folder / "own", "--quiet"], check=True)
 subprocess.run([tzmchain, "demo", "--out", folder / "demo", "--quiet"], check=True)

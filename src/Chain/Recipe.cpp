@@ -4,6 +4,8 @@
 
 #include <ctime>
 
+#include "Framework/private/JsonDocument.h"
+
 namespace TZM {
 
 namespace {
@@ -72,6 +74,20 @@ Json::Value RecipeOf(const Chain& chain, const Recording& input, const RunResult
     root["image"]["min"] = result.lowest;
     root["image"]["max"] = result.highest;
     return root;
+}
+
+std::optional<RunDocuments> DocumentsOf(const Json::Value& recipe) {
+    if (!recipe.isObject() || recipe["program"] != "tzmchain" || !recipe["documents"].isObject()) return std::nullopt;
+    RunDocuments documents;
+    for (const auto& [name, text] :
+         {std::pair("configuration", &documents.configuration), std::pair("calibration", &documents.calibration)}) {
+        const Json::Value& told = recipe["documents"][name];
+        if (told.isString()) *text = told.asString();
+        Json::Value parsed;
+        if (!(told.isNull() || told.isString()) || (!text->empty() && !ParseJsonDocument(*text, parsed)))
+            throw ChainError(std::string("the recipe's ") + name + " isn't a document");
+    }
+    return documents;
 }
 
 } // namespace TZM

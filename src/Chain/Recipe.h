@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,13 @@ namespace TZM {
 /// of its own. `input` needs no samples.
 TZM_EXPORT Json::Value RecipeOf(const Chain& chain, const Recording& input, const RunResult& result,
                                 const std::vector<std::string>& warnings);
+
+/// The texts of the process-wide documents, empty for none.
+struct RunDocuments {
+    std::string configuration, calibration;
+};
+
+/// The documents that a recipe's run had; nothing if it isn't a recipe. ChainError for one that isn't a document.
+TZM_EXPORT std::optional<RunDocuments> DocumentsOf(const Json::Value& recipe);
 
 } // namespace TZM

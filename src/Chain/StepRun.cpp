@@ -15,9 +15,16 @@ namespace TZM {
 
 namespace {
 
-/// The configuration document of the process.
-struct Configuration : AlgoBase {
-    static std::string& Text() { return jsonConfig; }
+/// The documents of the process.
+struct ProcessDocuments : AlgoBase {
+    static std::string& Configuration() { return jsonConfig; }
+    static std::string& Calibration() { return jsonCalibration; }
+
+    static RunDocuments Both() { return {Configuration(), Calibration()}; }
+    static void Swap(RunDocuments& documents) {
+        Configuration().swap(documents.configuration);
+        Calibration().swap(documents.calibration);
+    }
 };
 
 /// The configuration with the width of the recording's digitiser, unless a document of the host's tells one.
@@ -38,16 +45,20 @@ std::mutex& RunMutex() {
 
 } // namespace
 
-Setting::Setting(const Recording& recording, int threads)
-    : lock(RunMutex()), before(AlgoBase::GetGlobalSettings()), configuration(Configuration::Text()),
-      threadsBefore(omp_get_max_threads()) {
-    Configuration::Text() = WithBits(configuration, recording.bits);
+Setting::Setting(const RunDocuments* documents)
+    : lock(RunMutex()), before(AlgoBase::GetGlobalSettings()),
+      documentsBefore(documents ? *documents : ProcessDocuments::Both()), threadsBefore(omp_get_max_threads()) {
+    ProcessDocuments::Swap(documentsBefore);
+}
+
+Setting::Setting(const Recording& recording, int threads, const RunDocuments* documents) : Setting(documents) {
+    ProcessDocuments::Configuration() = WithBits(ProcessDocuments::Configuration(), recording.bits);
     AlgoBase::GetGlobalSettings() = SamplingOf(recording);
     if (threads > 0) omp_set_num_threads(threads);
 }
 
 Setting::~Setting() {
-    Configuration::Text().swap(configuration);
+    ProcessDocuments::Swap(documentsBefore);
     AlgoBase::GetGlobalSettings() = before;
     omp_set_num_threads(threadsBefore);
 }

@@ -209,7 +209,7 @@ int vtkTZMBlockFilter::RunAlgorithm(vtkImageData* input, vtkImageData* output) {
             run.TellFailure(error.what(), exchange);
             throw;
         }
-        const TZM::Setting setting(request.about, this->NumberOfThreads);
+        const TZM::Setting setting(request.about, this->NumberOfThreads, this->Documents());
         output->Initialize(); // its memory, if nobody else holds it, serves once more
         double told = -1;
         Recording lines = run.Run(std::move(part), wanted, exchange, [this, &told](double share) {

@@ -13,6 +13,7 @@ class vtkMultiProcessController;
 namespace TZM {
 class SlabRun;
 class Step;
+struct RunDocuments;
 struct Recording;
 } // namespace TZM
 
@@ -74,6 +75,8 @@ protected:
 
     /// The steps as they are to work on such a recording, which learns what they take for granted. TZM::Refusal.
     virtual const std::vector<TZM::Step>& PrepareSteps(TZM::Recording& about) = 0;
+    /// The documents that count while the steps work; null, the default: those of the process.
+    virtual const TZM::RunDocuments* Documents() const { return nullptr; }
     /// Whether a time-zero detection crops the block that the next step gets.
     virtual bool CropsToData() const = 0;
 

@@ -3,11 +3,13 @@
 #include <vtkObjectFactory.h>
 
 #include "Chain/Chain.h"
+#include "Chain/private/StepRun.h"
 #include "Recording/private/Text.h"
 
 struct vtkTZMChainFilter::Internals {
     std::string file, document, preset, notes;
-    TZM::Chain chain; ///< of the last request
+    TZM::Chain chain;                           ///< of the last request
+    std::optional<TZM::RunDocuments> documents; ///< of the recipe that it is from
 };
 
 vtkStandardNewMacro(vtkTZMChainFilter)
@@ -67,6 +69,10 @@ void vtkTZMChainFilter::SetLineSpacing(double metres) {
     this->Modified();
 }
 
+const TZM::RunDocuments* vtkTZMChainFilter::Documents() const {
+    return this->Inner->documents ? &*this->Inner->documents : nullptr;
+}
+
 const std::vector<TZM::Step>& vtkTZMChainFilter::PrepareSteps(TZM::Recording& about) {
     Internals& inner = *this->Inner;
     TZM::GivenNumbers numbers;
@@ -74,10 +80,16 @@ const std::vector<TZM::Step>& vtkTZMChainFilter::PrepareSteps(TZM::Recording& ab
     if (this->Permittivity > 0) numbers.permittivity = this->Permittivity;
     if (this->AntennaOffset >= 0) numbers.antennaOffset = this->AntennaOffset;
     if (this->LineSpacing > 0) numbers.lineSpacing = this->LineSpacing;
+    inner.documents.reset();
+    const auto read = [&](const std::string& text, const std::string& name) {
+        const Json::Value document = TZM::ParseJson(text, name);
+        inner.chain = TZM::Chain::FromDocument(document, name);
+        inner.documents = TZM::DocumentsOf(document);
+    };
     if (!inner.file.empty()) {
-        inner.chain = TZM::Chain::FromDocument(TZM::ParseJson(TZM::ReadText(inner.file), inner.file), inner.file);
+        read(TZM::ReadText(inner.file), inner.file);
     } else if (!inner.document.empty()) {
-        inner.chain = TZM::Chain::FromDocument(TZM::ParseJson(inner.document, "chain"), "chain");
+        read(inner.document, "chain");
     } else {
         TZM::ChainChoice choice;
         choice.timeZero = numbers.timeZero;
@@ -85,6 +97,8 @@ const std::vector<TZM::Step>& vtkTZMChainFilter::PrepareSteps(TZM::Recording& ab
         if (!inner.preset.empty()) choice.preset = inner.preset;
         inner.chain = TZM::Chain::Standard(about, choice);
     }
+    std::optional<TZM::Setting> setting;
+    if (inner.documents) setting.emplace(this->Documents());
     inner.notes.clear();
     for (const TZM::AssumedNumber& number : inner.chain.Settle(about, numbers)) inner.notes += number.Text() + "\n";
     for (const std::string& line : inner.chain.Check(about)) inner.notes += line + "\n";

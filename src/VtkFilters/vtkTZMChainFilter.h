@@ -8,8 +8,8 @@
 #include "VtkFilters/vtkTZMBlockFilter.h"
 
 /// Runs a chain of algorithms: that of a document, of the recipe of an earlier run, or the standard one for the
-/// recording, with the bits that a run of the chain on the whole recording gives. The configuration document is the
-/// process's own; that which a recipe holds isn't taken.
+/// recording, with the bits that a run of the chain on the whole recording gives. A recipe brings the configuration and
+/// the calibration of its run, which count in place of the process's own.
 ///
 /// What the recording tells (time zero, permittivity, antenna offset, line spacing) counts where neither the document
 /// nor the numbers here say otherwise. A time-zero detection leaves fewer samples than are known ahead of the run: the image keeps the
@@ -74,6 +74,7 @@ protected:
     ~vtkTZMChainFilter() override;
 
     const std::vector<TZM::Step>& PrepareSteps(TZM::Recording& about) override;
+    const TZM::RunDocuments* Documents() const override;
     bool CropsToData() const override { return true; }
 
 private:

@@ -313,6 +313,37 @@ TEST(ChainFilter, GivesTheBitsOfARunAndFillsUpWhatADetectionTakes) {
     }
 }
 
+TEST(ChainFilter, RunsARecipeWithTheDocumentsOfItsRun) {
+    const Block scene = TZM::ArrayScene(5, 35);
+    const auto imageOf = [&](const std::string& document) {
+        const vtkNew<vtkTZMChainFilter> filter;
+        filter->SetInputData(ImageOver(scene));
+        filter->SetDocument(document.c_str());
+        Watched watched(filter);
+        filter->Update();
+        return std::pair(filter->GetOutput()->GetNumberOfPoints() ? ScalarsOf(filter->GetOutput()) : std::vector<float>(),
+                         watched.Error());
+    };
+    Json::Value recipe = TZM::ParseJson(R"({"program": "tzmchain", "chain": [{"algorithm": "FkMigration",
+        "parameters": {"timeZero": 30, "permittivity": 9}}]})", "recipe");
+    const char* const configuration = R"({"FkMigration": {"DepthSpectrumSizeExtension": 1, "Permittivity": 4}})";
+    const auto [plain, none] = imageOf(TZM::JsonText(recipe));
+    TZM::AlgoBase::SetConfigString(configuration);
+    const auto [configured, noneEither] = imageOf(TZM::JsonText(recipe));
+    TZM::AlgoBase::SetConfigString("{}");
+    EXPECT_FALSE(SameBits(plain, configured));
+
+    recipe["documents"]["configuration"] = configuration;
+    EXPECT_TRUE(SameBits(imageOf(TZM::JsonText(recipe)).first, configured));
+    EXPECT_EQ(TZM::AlgoBase::GetConfigString(), "{}");
+    TZM::AlgoBase::SetConfigString(configuration);
+    recipe["documents"]["configuration"] = ""; // of a run without one
+    EXPECT_TRUE(SameBits(imageOf(TZM::JsonText(recipe)).first, plain));
+    TZM::AlgoBase::SetConfigString("{}");
+    recipe["documents"]["configuration"] = "{";
+    EXPECT_NE(imageOf(TZM::JsonText(recipe)).second.find("configuration"), std::string::npos);
+}
+
 TEST(RecordingReader, ReadsLinesAndTellsTheNextFilterWhatTheFileTells) {
     const TemporaryFolder folder;
     const std::string file = folder.Write("LINE.DZT", TZM::Dzt(32, 20, 5, 16)).string();

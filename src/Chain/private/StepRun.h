@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Chain/Chain.h"
+#include "Chain/Recipe.h"
 #include "Framework/BlockCoupling.h"
 #include "Framework/CalcError.h"
 #include "Framework/Cancelled.h"
@@ -18,7 +19,10 @@ namespace TZM {
 /// blocks are passed on from step to step. One at a time.
 class TZM_EXPORT Setting {
 public:
-    Setting(const Recording& recording, int threads);
+    /// \param documents that count in place of the process's own; null: those
+    Setting(const Recording& recording, int threads, const RunDocuments* documents = nullptr);
+    /// The documents alone, for what a chain takes from them ahead of its run.
+    explicit Setting(const RunDocuments* documents);
     ~Setting();
     Setting(const Setting&) = delete;
     Setting& operator=(const Setting&) = delete;
@@ -27,7 +31,7 @@ private:
     const std::lock_guard<std::mutex> lock;
     const SpareBlocks spares;
     const AlgoGlobalSettings before;
-    std::string configuration;
+    RunDocuments documentsBefore;
     const int threadsBefore;
 };
 
