@@ -190,6 +190,35 @@ TEST_P(AscanSteps, ANaNStaysInItsAscan) {
     check(Agc(1, 1, 0, false), 10);
 }
 
+TEST_P(AscanSteps, LargeBlocksGetTheBitsOfTheirAscansWhereverTheyLie) {
+    for (const int samples : {512, 503}) {
+        const Block large = NoiseBlock(samples, 1100, 1);  // written past the caches
+        Block few(ImageProps(samples, 1100 % 32 + 32, 1)); // each rides with the same partner in a transform
+        std::copy(large.data.end() - few.data.size(), large.data.end(), few.data.begin());
+        const auto check = [&](const auto& algorithm) {
+            const Block expected = Executed(algorithm, few);
+            std::vector<float> memory(large.data.size() + 32);
+            for (const int offset : {0, 1, 11}) { // floats behind a line of the cache
+                const auto misplaced = reinterpret_cast<std::size_t>(memory.data()) / sizeof(float) % 16;
+                float* const out = memory.data() + (16 - misplaced) + offset;
+                algorithm.Execute(large.data.data(), large.props, out, large.props);
+                const float* const end = out + large.data.size();
+                EXPECT_TRUE(std::equal(end - few.data.size(), end, expected.data.begin())) << samples << offset;
+            }
+        };
+        check(Dewow(1, false));
+        check(Dewow(100, false));
+        check(Agc(1, 1, 0, false));
+        check(Agc(1, 1, 0, true));
+        check(Band(500, 1500, 4));
+        for (const auto kind : {AlgoParamEnvelope::Magnitude, AlgoParamEnvelope::Phase}) {
+            AlgoEnvelope envelope;
+            envelope.Setup({true, 1, kind});
+            check(envelope);
+        }
+    }
+}
+
 TZM_INSTANTIATE_AT_SIMD_LEVELS(AscanSteps);
 
 TEST(AscanStepsScene, BandPassKeepsASineOfTheBandInItsPlaceAndTakesTheOthers) {

@@ -91,9 +91,8 @@ void AlgoBandPass::Execute(const float* in, const ImageProps& inProps, float* ou
             },
             [&](int z, const Work& work) {
                 ForFewAscans(ValidAscans(src, dst, inProps, z), few, work.rows, streams,
-                             [&](const auto& ascans, const auto& rows) {
-                                 filter.Apply(ascans.data, ascans.dim0, ascans.dim1, rows.data, rows.dim0,
-                                              work.lanes.data);
+                             [&](const auto& ascans, const auto& target) {
+                                 filter.Apply(ascans.data, ascans.dim0, ascans.dim1, target, work.lanes.data);
                              });
             });
     });

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Algorithms/Background/DepthRows.h"
-#include "Array/Simd/AscanKernels.h"
 #include "Framework/private/FewAscans.h"
 #include "Framework/private/HalfWindow.h"
 #include "Framework/private/JsonKeys.h"
@@ -58,12 +57,10 @@ void AlgoDewow::Execute(const float* in, const ImageProps& inProps, float* out, 
             return;
         }
         ParallelFor(
-            dst.dim2, [&] { return AscanLanes(src.dim0, 2 * half + 1); },
-            [&](int z, const AscanLanes& work) {
+            dst.dim2, [&] { return WindowLanes(src.dim0, half); },
+            [&](int z, const WindowLanes& work) {
                 work.Run(ValidAscans(src, dst, inProps, z), streams,
-                         [&](const IPP::Array2D<float>&, const float* lanes, float* result) {
-                             IPP::Simd::ActiveAscan().laneLessMeans(lanes, work.sums.data, src.dim0, half, result);
-                         });
+                         [](const auto&, const auto& windows) { IPP::Simd::ActiveAscan().lessMeans(windows); });
             });
     });
 }

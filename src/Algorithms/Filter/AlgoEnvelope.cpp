@@ -45,16 +45,17 @@ public:
           toMegahertz(static_cast<float>(1e-6 / (2. * M_PI * static_cast<double>(deltaT)))), work(hilbert.WorkSize()),
           steps(hilbert.Length()) {}
 
-    void Of(const IPP::Array2D<float>& ascans, const IPP::Array2D<float>& results) {
+    void Of(const IPP::Array2D<float>& ascans, const AscanTarget& target) {
         if (kind != AlgoParamEnvelope::Phase && kind != AlgoParamEnvelope::Frequency)
-            return hilbert.Envelopes(ascans.data, ascans.dim0, ascans.dim1, results.data, results.dim0, work.data);
-        hilbert.Transforms(ascans.data, ascans.dim0, ascans.dim1, results.data, results.dim0, work.data);
+            return hilbert.Envelopes(ascans.data, ascans.dim0, ascans.dim1, target, work.data);
+        hilbert.Transforms(ascans.data, ascans.dim0, ascans.dim1, {rows.data, rows.dim0}, work.data);
         for (int y = 0; y < ascans.dim1; ++y) {
-            float* const row = results.Row(y).data;
+            float* const row = rows.Row(y).data;
             if (kind == AlgoParamEnvelope::Phase)
-                kernels.phases(ascans.Row(y).data, row, row, results.dim0);
+                kernels.phases(ascans.Row(y).data, row, row, rows.dim0);
             else
                 ToFrequency(ascans.Row(y).data, row);
+            target.Put(y, row);
         }
     }
 
@@ -104,7 +105,7 @@ void AlgoEnvelope::Execute(const float* in, const ImageProps& inProps, float* ou
             dst.dim2, [&] { return Attributes(hilbert, params.kind, globalSettings.delta_t); },
             [&](int z, Attributes& attributes) {
                 ForFewAscans(ValidAscans(src, dst, inProps, z), hilbert.RowsAtATime(), attributes.rows, streams,
-                             [&](const auto& ascans, const auto& rows) { attributes.Of(ascans, rows); });
+                             [&](const auto& ascans, const auto& target) { attributes.Of(ascans, target); });
             });
     });
 }

@@ -80,27 +80,24 @@ double RootMeanSquare(const BlockFindings& all) {
     return count > 0. ? std::sqrt(sum / count) : 0.;
 }
 
-/// The envelopes of A-scans side by side.
-class EnvelopeLanes {
+/// The envelopes of a few A-scans.
+class EnvelopeRows {
 public:
-    explicit EnvelopeLanes(const IPP::MirroredHilbert& transform)
-        : hilbert(transform), work(hilbert.WorkSize()), rows(hilbert.Length(), IPP::Simd::kRowLanes), lanes(rows.size) {
-    }
+    explicit EnvelopeRows(const IPP::MirroredHilbert& transform)
+        : hilbert(transform), work(hilbert.WorkSize()), rows(hilbert.Length(), IPP::Simd::kRowLanes) {}
 
     const float* Of(const IPP::Array2D<float>& ascans) const {
         const int few = IPP::MirroredHilbert::RowsAtATime();
         for (int y = 0; y < ascans.dim1; y += few)
-            hilbert.Envelopes(ascans.Row(y).data, ascans.dim0, std::min(few, ascans.dim1 - y), rows.Row(y).data,
-                              rows.dim0, work.data);
-        ToLanes(IPP::Array2D<float>(rows.data, rows.dim0, ascans.dim1), lanes.data);
-        return lanes.data;
+            hilbert.Envelopes(ascans.Row(y).data, ascans.dim0, std::min(few, ascans.dim1 - y),
+                              {rows.Row(y).data, rows.dim0}, work.data);
+        return rows.data;
     }
 
 private:
     const IPP::MirroredHilbert& hilbert;
     IPP::Array<float> work;
     IPP::Array2D<float> rows;
-    IPP::Array<float> lanes;
 };
 
 /// A power of two that brings the numbers near 1, or 1 if they aren't finite.
@@ -119,21 +116,19 @@ void Level(const BlockView& src, const ImageProps& props, const AlgoParamAgc& pa
     if (params.envelope) hilbert.emplace(samples);
     const BlockStreams streams(dst);
     struct Memory {
-        AscanLanes ascans;
-        std::optional<EnvelopeLanes> envelopes;
+        WindowLanes lanes;
+        std::optional<EnvelopeRows> envelopes;
     };
     const auto make = [&] {
-        return Memory{AscanLanes(samples, 2 * half + 1),
-                      hilbert ? std::optional<EnvelopeLanes>(*hilbert) : std::optional<EnvelopeLanes>()};
+        return Memory{WindowLanes(samples, half),
+                      hilbert ? std::optional<EnvelopeRows>(*hilbert) : std::optional<EnvelopeRows>()};
     };
     ParallelFor(dst.dim2, make, [&](int z, const Memory& memory) {
-        const auto level = [&](const IPP::Array2D<float>& ascans, const float* lanes, float* result) {
-            const float* const measured = memory.envelopes ? memory.envelopes->Of(ascans) : lanes;
-            IPP::Simd::ActiveAscan().laneLevelled(lanes, measured, memory.ascans.sums.data, samples, half,
-                                                  !memory.envelopes, params.level, floor,
-                                                  ScaleOf(lanes, samples * IPP::Simd::kRowLanes), result);
-        };
-        memory.ascans.Run(ValidAscans(src, dst, props, z), streams, level);
+        memory.lanes.Run(ValidAscans(src, dst, props, z), streams, [&](const auto& ascans, auto windows) {
+            if (memory.envelopes) windows.measured = memory.envelopes->Of(ascans);
+            IPP::Simd::ActiveAscan().levelled(windows, !memory.envelopes, params.level, floor,
+                                              ScaleOf(ascans.data, ascans.size));
+        });
     });
 }
 

@@ -30,7 +30,7 @@ int MirroredRows::WorkSize() const {
 }
 
 template <class Change, class Store>
-void MirroredRows::Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work, bool inverse,
+void MirroredRows::Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, bool inverse,
                        const Change& change, const Store& store) const {
     const Index lanes = Simd::ActiveFft().lanes, stride = 2 * lanes;
     float* const folded = work;
@@ -48,11 +48,10 @@ void MirroredRows::Run(const float* src, Index srcStep, int rows, float* dst, In
     else
         plan->Forward({spectrum.re, spectrum.im, stride}, spectrum, planWork);
     store(folded, result, loaded.undo, natural);
-    const Simd::FftKernels& fft = Simd::ActiveFft();
-    const Index floatBytes = sizeof(float), low = std::min(Index(rows), lanes);
-    fft.storeRows(natural, stride, int(low), length, dst, dstStep * floatBytes);
-    if (rows > lanes)
-        fft.storeRows(natural + lanes, stride, int(rows - lanes), length, dst + lanes * dstStep, dstStep * floatBytes);
+    const auto put = dst.past ? Simd::ActiveAscan().streamRows : Simd::ActiveFft().storeRows;
+    for (Index first = 0; first < rows; first += lanes)
+        put(natural + first, stride, int(std::min(rows - first, lanes)), length, dst.data + first * dst.step,
+            dst.step * Index{sizeof(float)});
 }
 
 MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index(n))) {
@@ -63,27 +62,24 @@ MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index
 }
 
 template <class Store>
-void MirroredHilbert::Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work,
+void MirroredHilbert::Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work,
                           const Store& store) const {
     MirroredRows::Run(
-        src, srcStep, rows, dst, dstStep, work, false,
+        src, srcStep, rows, dst, work, false,
         [&](const LaneTarget& v) {
             Simd::ActiveFft().multiply(v.re, v.im, v.stride, v.re, v.im, v.stride, turns.data, length);
         },
         store);
 }
 
-void MirroredHilbert::Envelopes(const float* src, Index srcStep, int rows, float* dst, Index dstStep,
-                                float* work) const {
-    Run(src, srcStep, rows, dst, dstStep, work,
-        [&](const float* folded, const float* u, const float* undo, float* natural) {
-            Simd::ActiveAscan().unfoldEnvelopes(folded, u, undo, length, natural);
-        });
+void MirroredHilbert::Envelopes(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
+    Run(src, srcStep, rows, dst, work, [&](const float* folded, const float* u, const float* undo, float* natural) {
+        Simd::ActiveAscan().unfoldEnvelopes(folded, u, undo, length, natural);
+    });
 }
 
-void MirroredHilbert::Transforms(const float* src, Index srcStep, int rows, float* dst, Index dstStep,
-                                 float* work) const {
-    Run(src, srcStep, rows, dst, dstStep, work, [&](const float*, const float* u, const float* undo, float* natural) {
+void MirroredHilbert::Transforms(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
+    Run(src, srcStep, rows, dst, work, [&](const float*, const float* u, const float* undo, float* natural) {
         Simd::ActiveAscan().unfoldLanes(u, undo, -1.f, length, natural);
     });
 }
@@ -101,9 +97,9 @@ MirroredFilter::MirroredFilter(const std::vector<double>& weights)
     }
 }
 
-void MirroredFilter::Apply(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work) const {
+void MirroredFilter::Apply(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
     Run(
-        src, srcStep, rows, dst, dstStep, work, true,
+        src, srcStep, rows, dst, work, true,
         [&](const LaneTarget& v) { Simd::ActiveAscan().mixMirrored(v.re, table.data, length); },
         [&](const float*, const float* filtered, const float* undo, float* natural) {
             Simd::ActiveAscan().unfoldLanes(filtered, undo, 1.f, length, natural);

@@ -8,6 +8,13 @@
 
 namespace IPP {
 
+/// Where rows go, `step` floats apart, and whether past the caches, which takes steps of whole lines of 64 bytes.
+struct RowTarget {
+    float* data;
+    Index step;
+    bool past = false;
+};
+
 /// What is done to rows of one length that their own mirror images continue at both ends: a row x of n samples counts
 /// as one period x[0] .. x[n - 1], x[n - 1] .. x[0] of 2 n samples, so that its end meets itself, not its beginning,
 /// and nothing strong at one end shows at the other.
@@ -35,7 +42,7 @@ protected:
     /// that undo the scaling of the rows, lanes), which makes the lanes that go to the rows of dst. At most
     /// RowsAtATime() rows.
     template <class Change, class Store>
-    void Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work, bool inverse,
+    void Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, bool inverse,
              const Change& change, const Store& store) const;
 
     Index length;
@@ -51,13 +58,12 @@ public:
     explicit MirroredHilbert(int n);
 
     // At most RowsAtATime() rows; steps between rows in floats. src and dst don't overlap.
-    void Envelopes(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work) const;
-    void Transforms(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work) const;
+    void Envelopes(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const;
+    void Transforms(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const;
 
 private:
     template <class Store>
-    void Run(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work,
-             const Store& store) const;
+    void Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, const Store& store) const;
 
     Array<float> turns; ///< i / n * exp(-pi i k / n), 0 for k = 0
 };
@@ -71,7 +77,7 @@ public:
     explicit MirroredFilter(const std::vector<double>& weights);
 
     /// As above.
-    void Apply(const float* src, Index srcStep, int rows, float* dst, Index dstStep, float* work) const;
+    void Apply(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const;
 
 private:
     Array<float> table; ///< for mixMirrored, over n

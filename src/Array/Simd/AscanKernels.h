@@ -4,17 +4,36 @@
 
 namespace IPP::Simd {
 
+/// A-scans in whose windows something is measured, and what that takes. Steps between A-scans in floats.
+struct AscanWindows {
+    const float* src; ///< at most kRowLanes A-scans of len elements
+    Index srcStep;
+    const float* measured; ///< whose windows count: src, or as many others
+    Index measuredStep;
+    int ascans, len;
+    int half;             ///< elements on each side of a window, below len
+    const double* ratios; ///< 2 half + 1 over the elements of the window around each element
+    float* dst;
+    Index dstStep;
+    bool past; ///< writes dst past the caches, whose step is whole lines of 64 bytes then
+
+    // Work memory, in rows of kRowLanes elements.
+    float* lanes;   ///< len + 2 half, the first and the last half of them zeros
+    float* values;  ///< len, if src isn't measured
+    double* ends;   ///< 2 half + 1
+    float* results; ///< len
+};
+
 /// The vector kernels of the steps along single A-scans, of one instruction set; like Kernels.
 struct AscanKernels {
-    // Over the windows e - half .. e + half of kRowLanes rows of len elements side by side, as far as these are there,
-    // half below len. No sum owes anything to what lies outside its window. work holds the elements of a whole window.
-    /// dst[e] = lanes[e] - mean of the window.
-    void (*laneLessMeans)(const float* lanes, double* work, int len, int half, float* dst);
-    /// dst[e] = lanes[e] * level / the larger of floor and the root mean square (or, not `squared`, the mean) of the
+    // Over the windows e - half .. e + half of the elements of each A-scan, as far as these are there. No sum owes
+    // anything to what lies outside its window; sums and means in 64 bits.
+    /// dst[e] = src[e] - mean of the window.
+    void (*lessMeans)(const AscanWindows& windows);
+    /// dst[e] = src[e] * level / the larger of floor and the root mean square (or, not `squared`, the mean) of the
     /// window of `measured`; 0 if that is 0. All but `level` are taken times `scale`, a power of two, which leaves the
     /// result: with it squares keep within the range of floats.
-    void (*laneLevelled)(const float* lanes, const float* measured, double* work, int len, int half, bool squared,
-                         float level, float floor, float scale, float* dst);
+    void (*levelled)(const AscanWindows& windows, bool squared, float level, float floor, float scale);
 
     /// dst[i] = the argument of re[i] + i im[i] in radians, -pi .. pi, within a unit in the last place; 0 of 0. dst may
     /// be re or im.
@@ -35,6 +54,9 @@ struct AscanKernels {
     /// v[j] for 0 < j < n - j, v[0] and v[n / 2] times their a. The table holds a and the parts of b,
     /// for j = 0 .. n / 2.
     void (*mixMirrored)(float* v, const float* table, Index n);
+
+    /// storeRows of FftKernels past the caches, for a step of whole lines of 64 bytes.
+    void (*streamRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep);
 };
 
 extern const AscanKernels ascanKernelsBaseline;

@@ -1,94 +1,183 @@
 // Compiled once per instruction set, with internal linkage, and without any standard header, so that the linker can't
 // hand code of one level to another.
 #include "Array/Simd/AscanKernels.h"
+#include "Array/Simd/Lanes.inl"
 
 namespace IPP::Simd {
 
 namespace {
 
-constexpr int W = TZM_LANES, kLanes = W / 2; // floats and doubles in a register
+constexpr int kLanes = W / 2, kRegisters = kRowLanes / kLanes; // doubles in a register, registers of a row of lanes
 
 typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_alias));
 typedef float Floats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
-typedef float V __attribute__((vector_size(4 * W)));
-typedef float UnalignedV __attribute__((vector_size(4 * W), aligned(4), may_alias));
 
-inline V Load(const float* p) { return *reinterpret_cast<const UnalignedV*>(p); }
-inline void Store(float* p, V v) { *reinterpret_cast<UnalignedV*>(p) = v; }
+/// kLanes floats as doubles. GCC takes the conversion of a vector apart into halves.
+TZM_INLINE Doubles Widened(const float* p) {
+    const Floats floats = *reinterpret_cast<const Floats*>(p);
+#if defined __AVX512F__ && !defined __clang__
+    return __builtin_ia32_cvtps2pd512_mask(floats, Doubles{}, -1, 4);
+#elif defined __AVX2__ && !defined __clang__
+    return __builtin_ia32_cvtps2pd256(floats);
+#else
+    return __builtin_convertvector(floats, Doubles);
+#endif
+}
 
-// Sums over windows, each handed to use(e, sums / elements of the window, as 64-bit floats). The elements lie in groups
-// as long as a window, which then is the end of one group and the beginning of the next.
-template <class Term, class Use>
-inline void LaneWindows(const float* lanes, double* ends, int len, int half, const Term& term, const Use& use) {
-    constexpr int kRegisters = kRowLanes / kLanes;
-    const int window = 2 * half + 1;
-    const double whole = 1. / window;
-    const auto add = [&](int e, Doubles* sums) {
-        if (e < 0 || e >= len) return;
-        const float* const at = lanes + static_cast<long>(kRowLanes) * e;
+template <int... I>
+TZM_INLINE V Joined(Floats a, Floats b, Sequence<I...>) {
+    return __builtin_shufflevector(a, b, I...);
+}
+/// Two registers of doubles as one of floats.
+TZM_INLINE V Narrowed(const Doubles* wide) {
+    return Joined(__builtin_convertvector(wide[0], Floats), __builtin_convertvector(wide[1], Floats),
+                  MakeSequence<W>::Type());
+}
+
+/// Elements from p to the next boundary of a cache line, where streams begin.
+Index BeforeLine(const float* p) { return -(reinterpret_cast<Index>(p) / Index{sizeof(float)}) & 15; }
+
+void StreamRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
+    const Index before = Least(BeforeLine(At(dst, 0)), count);
+    StoreRows(src, srcStride, rows, before, dst, dstStep);
+    StoreTiles(src + before * srcStride, srcStride, rows, count - before, At(dst, 0) + before, dstStep,
+               [](float* p, V v) TZM_UNROLLED { Stream(p, v); });
+}
+
+/// Adds term(x) * factor for the elements side by side.
+template <class Term>
+TZM_INLINE void AddTerms(const float* lanes, double factor, const Term& term, Doubles* sums) {
+    for (int k = 0; k < kRegisters; ++k) sums[k] += term(Widened(lanes + k * kLanes)) * factor;
+}
+
+/// The windows around the elements of one group, as Windows has it. `ends` holds the sums from each element of the
+/// group to its end, and then, if there is a next one, those of that in opposite order: each step makes room for one.
+template <bool Next, class Term, class Use>
+TZM_INLINE void WindowsOfGroup(const AscanWindows& w, const float* lanes, Index group, double* ends, Index step,
+                               double factor, const Term& term, const Use& use) {
+    Doubles beginning[kRegisters] = {}, end[kRegisters] = {};
+    const Index half = w.half, window = 2 * half + 1, last = Least(group + window, w.len);
+    const double* const ratios = w.ratios;
+    const float *const nextAscans = w.src + w.ascans * w.srcStep, *ahead = lanes + kRowLanes * (group + window + half);
+    for (Index e = group; e < last; ++e, ends += step, ahead -= kRowLanes) {
+        __builtin_prefetch(nextAscans + kRowLanes * e, 0, 3);
+        if (e > group) AddTerms(lanes + kRowLanes * (e + half), factor, term, beginning);
+        Doubles means[kRegisters];
         for (int k = 0; k < kRegisters; ++k)
-            sums[k] += term(__builtin_convertvector(*reinterpret_cast<const Floats*>(at + k * kLanes), Doubles));
-    };
-    const auto end = [&](int r, int k) {
-        return reinterpret_cast<Doubles*>(ends + static_cast<long>(kRowLanes) * r + k * kLanes);
-    };
-    for (int group = 0; group < len; group += window) { // the windows around its elements begin `half` earlier
-        Doubles sums[kRegisters] = {}, beginning[kRegisters] = {};
-        for (int r = window - 1; r >= 0; --r) {
-            add(group - half + r, sums);
-            for (int k = 0; k < kRegisters; ++k) *end(r, k) = sums[k];
-        }
-        for (int e = group; e < group + window && e < len; ++e) {
-            if (e > group) add(e + half, beginning);
-            const int first = e > half ? e - half : 0, last = e + half < len ? e + half : len - 1;
-            const double share = last - first + 1 == window ? whole : 1. / (last - first + 1);
-            Doubles means[kRegisters];
-            for (int k = 0; k < kRegisters; ++k) means[k] = (*end(e - group, k) + beginning[k]) * share;
-            use(e, means);
+            means[k] = (*reinterpret_cast<const Doubles*>(ends + k * kLanes) + beginning[k]) * ratios[e];
+        use(e, means);
+        if constexpr (Next) {
+            AddTerms(ahead, factor, term, end);
+            for (int k = 0; k < kRegisters; ++k) *reinterpret_cast<Doubles*>(ends + k * kLanes) = end[k];
         }
     }
 }
 
-void LaneLessMeans(const float* lanes, double* work, int len, int half, float* dst) {
-    LaneWindows(
-        lanes, work, len, half, [](Doubles x) { return x; },
-        [&](int e, const Doubles* means) {
-            const long at = static_cast<long>(kRowLanes) * e;
-            for (int k = 0; k < kRowLanes / kLanes; ++k) {
-                const Floats x = *reinterpret_cast<const Floats*>(lanes + at + k * kLanes);
-                *reinterpret_cast<Floats*>(dst + at + k * kLanes) =
-                    __builtin_convertvector(__builtin_convertvector(x, Doubles) - means[k], Floats);
-            }
+/// The rows first .. last - 1 of A-scans side by side.
+void LoadLanes(const float* src, const AscanWindows& w, Index step, Index first, Index last, float* lanes) {
+    for (int y = 0; y < kRowLanes; y += W)
+        LoadRows(src + first + Least(y, w.ascans - 1) * step, step * sizeof(float),
+                 int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - first, lanes + kRowLanes * first + y,
+                 kRowLanes);
+}
+
+void StoreLanes(const float* lanes, const AscanWindows& w, Index first, Index last) {
+    for (int y = 0; y < w.ascans; y += W) {
+        const float* const from = lanes + kRowLanes * first + y;
+        float* const to = w.dst + y * w.dstStep + first;
+        const int rows = int(Least(w.ascans - y, W));
+        w.past ? StreamRows(from, kRowLanes, rows, last - first, to, w.dstStep * sizeof(float))
+               : StoreRows(from, kRowLanes, rows, last - first, to, w.dstStep * sizeof(float));
+    }
+}
+
+/// Sums of term(x) * factor over windows, times the ratio that belongs to each, as 64-bit floats: use(e, sums, lanes of
+/// src, lanes of dst). The elements lie in groups as long as a window, which then is the end of one group and the
+/// beginning of the next: no sum owes anything to what lies outside its window (M. van Herk, Pattern Recognition
+/// Letters 13 (1992), 517-521, who takes maxima). A-scans come side by side, and go back, a group ahead and behind the
+/// sums, while these are in the first cache.
+template <class Term, class Use>
+TZM_INLINE void Windows(const AscanWindows& w, double factor, const Term& term, const Use& use) {
+    const Index window = 2 * Index(w.half) + 1;
+    const bool apart = w.measured != w.src;
+    float* const lanes = w.lanes + kRowLanes * w.half; // between zeros
+    const float* const values = apart ? w.values : lanes;
+    Index loaded = 0, stored = 0;
+    const Index shift = w.past ? BeforeLine(w.dst) : 0; // whole lines go past the caches
+    const auto load = [&](Index last) {
+        last = last < w.len ? Least((last + kRowLanes - 1) / kRowLanes * kRowLanes, w.len) : w.len;
+        LoadLanes(w.measured, w, w.measuredStep, loaded, last, lanes);
+        if (apart) LoadLanes(w.src, w, w.srcStep, loaded, last, w.values);
+        loaded = last;
+    };
+    const auto put = [&use, values, results = w.results](Index e, const Doubles* means)
+                         TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); };
+    load(w.half + 1);
+    Doubles end[kRegisters] = {};
+    for (Index r = window - 1; r >= 0; --r) {
+        AddTerms(lanes + kRowLanes * (r - w.half), factor, term, end);
+        for (int k = 0; k < kRegisters; ++k) *reinterpret_cast<Doubles*>(w.ends + kRowLanes * r + k * kLanes) = end[k];
+    }
+    bool turned = false;
+    for (Index group = 0; group < w.len; group += window, turned = !turned) {
+        load(group + window + w.half + 1);
+        double* const ends = turned ? w.ends + kRowLanes * (window - 1) : w.ends;
+        const Index step = turned ? -kRowLanes : kRowLanes;
+        group + window < w.len ? WindowsOfGroup<true>(w, lanes, group, ends, step, factor, term, put)
+                               : WindowsOfGroup<false>(w, lanes, group, ends, step, factor, term, put);
+        const Index ready = group + window - shift, whole = ready < 0 ? 0 : ready / kRowLanes * kRowLanes + shift;
+        const Index last = group + window < w.len ? whole : w.len;
+        StoreLanes(w.results, w, stored, last);
+        stored = last;
+    }
+}
+
+void LessMeans(const AscanWindows& w) {
+    Windows(
+        w, 1. / (2 * w.half + 1), [](Doubles x) TZM_UNROLLED { return x; },
+        [](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
+            for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - Narrowed(means + k / kLanes));
         });
 }
 
-void LaneLevelled(const float* lanes, const float* measured, double* work, int len, int half, bool squared, float level,
-                  float floor, float scale, float* dst) {
-    constexpr int kRegisters = kRowLanes / kLanes;
-    const Floats least = Floats{} + floor * scale;
-    const double wide = static_cast<double>(scale);
-    const auto quotients = [&](int e, int k, Floats strength) {
-        const long at = static_cast<long>(kRowLanes) * e + k * kLanes;
-        const Floats divisor = strength > least ? strength : least;
-        const Floats quotient = *reinterpret_cast<const Floats*>(lanes + at) * scale * level / divisor;
-        const Floats levelled = divisor == 0.f ? Floats{} : quotient;
-        *reinterpret_cast<Floats*>(dst + at) = strength != strength ? strength : levelled;
-    };
+/// 1 / sqrt(v) for v > 0, 0 of infinity, NaN of NaN, within two units in the last place.
+TZM_INLINE V ReciprocalRoot(V v) {
+#ifdef __AVX512F__
+    const V first = __builtin_ia32_rsqrt14ps512_mask(v, V{}, -1);
+    const V root = first + (first * 0.5f) * (1.f - (v * first) * first);
+    return v > 3e38f ? V{} : root;
+#else
+    for (int l = 0; l < W; ++l) v[l] = 1.f / __builtin_sqrtf(v[l]);
+    return v;
+#endif
+}
+
+void Levelled(const AscanWindows& w, bool squared, float level, float floor, float scale) {
+    const double wide = static_cast<double>(scale), share = 1. / (2 * w.half + 1);
+    const float highest = 1e18f, scaledFloor = floor * scale < highest ? floor * scale : highest; // can be squared
+    const auto levelled = [level, scale](V strength, float least, const auto& reciprocal, const float* x, float* dst)
+                              TZM_UNROLLED {
+                                  const V divisor = strength < least ? V{} + least : strength; // or NaN
+                                  const V quotient = Load(x) * scale * level * reciprocal(divisor);
+                                  Store(dst, divisor == 0.f ? V{} : quotient);
+                              };
     if (squared)
-        LaneWindows(
-            measured, work, len, half, [wide](Doubles x) { return (x * wide) * (x * wide); },
-            [&](int e, const Doubles* means) {
-                for (int k = 0; k < kRegisters; ++k) {
-                    Floats strength = __builtin_convertvector(means[k], Floats);
-                    for (int l = 0; l < kLanes; ++l) strength[l] = __builtin_sqrtf(strength[l]);
-                    quotients(e, k, strength);
-                }
+        Windows(
+            w, share * wide * wide, [](Doubles x) TZM_UNROLLED { return x * x; },
+            [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
+                for (int k = 0; k < kRowLanes; k += W)
+                    levelled(
+                        Narrowed(means + k / kLanes), scaledFloor * scaledFloor,
+                        [](V v) TZM_UNROLLED { return ReciprocalRoot(v); }, x + k, dst + k);
             });
     else
-        LaneWindows(
-            measured, work, len, half, [wide](Doubles x) { return x * wide; },
-            [&](int e, const Doubles* means) {
-                for (int k = 0; k < kRegisters; ++k) quotients(e, k, __builtin_convertvector(means[k], Floats));
+        Windows(
+            w, share * wide, [](Doubles x) TZM_UNROLLED { return x; },
+            [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
+                for (int k = 0; k < kRowLanes; k += W)
+                    levelled(
+                        Narrowed(means + k / kLanes), scaledFloor, [](V v) TZM_UNROLLED { return 1.f / v; }, x + k,
+                        dst + k);
             });
 }
 
@@ -146,20 +235,6 @@ void UnfoldLanes(const float* folded, const float* factors, float oddSign, Index
     }
 }
 
-// The square root of v >= 0. AVX-512 takes the reciprocal root's first 14 bits and a step of Newton's, which costs less
-// than half of its square root: at most one unit in the last place off above 1e-36, smaller than the root below.
-inline V Root(V v) {
-#ifdef __AVX512F__
-    const V least = V{} + 1e-36f;
-    const V reciprocal = __builtin_ia32_rsqrt14ps512_mask(v > least ? v : least, V{}, -1);
-    const V root = v * reciprocal;
-    return root + (v - root * root) * (reciprocal * 0.5f);
-#else
-    for (int l = 0; l < W; ++l) v[l] = __builtin_sqrtf(v[l]);
-    return v;
-#endif
-}
-
 void UnfoldEnvelopes(const float* signal, const float* hilbert, const float* factors, Index count, float* dst) {
     const V re = Load(factors), im = Load(factors + W);
     for (Index k = 0; k < count; ++k, dst += 2 * W) {
@@ -188,7 +263,7 @@ void MixMirrored(float* v, const float* table, Index n) {
 
 } // namespace
 
-extern const AscanKernels TZM_KERNEL_TABLE = {&LaneLessMeans, &LaneLevelled, &Phases,          &PhaseSteps,
-                                              &FoldLanes,     &UnfoldLanes,  &UnfoldEnvelopes, &MixMirrored};
+extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans,   &Levelled,        &Phases,      &PhaseSteps, &FoldLanes,
+                                              &UnfoldLanes, &UnfoldEnvelopes, &MixMirrored, &StreamRows};
 
 } // namespace IPP::Simd

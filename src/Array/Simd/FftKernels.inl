@@ -1,25 +1,13 @@
 // Compiled once per instruction set, with internal linkage, and without any standard header, so that the linker can't
 // hand code of one level to another.
 #include "Array/Simd/FftKernels.h"
-
-#define TZM_INLINE __attribute__((always_inline)) inline
-#define TZM_UNROLLED __attribute__((always_inline)) // of a lambda
+#include "Array/Simd/Lanes.inl"
 
 namespace IPP::Simd {
 
 namespace {
 
-constexpr int W = TZM_LANES;
-
-typedef float V __attribute__((vector_size(4 * W)));
-typedef int VI __attribute__((vector_size(4 * W)));
-typedef float UnalignedV __attribute__((vector_size(4 * W), aligned(1), may_alias));
-
-TZM_INLINE V Load(const float* p) { return *reinterpret_cast<const UnalignedV*>(p); }
-
-TZM_INLINE void Store(float* p, V v) { *reinterpret_cast<UnalignedV*>(p) = v; }
-
-// --- Constant trigonometry and loops ------------------------------------------------------------------------------
+// --- Constant trigonometry ------------------------------------------------------------------------------------
 
 constexpr double kPi = 3.14159265358979323846;
 
@@ -42,20 +30,6 @@ constexpr double Sin(int k, int n) {
 }
 
 constexpr double Cos(int k, int n) { return Sin(4 * k + n, 4 * n); }
-
-template <int I>
-struct Constant {
-    static constexpr int value = I;
-};
-
-/// body(Constant<Begin>) .. body(Constant<End - 1>), unrolled.
-template <int Begin, int End, class Body>
-TZM_INLINE void Unroll(const Body& body) {
-    if constexpr (Begin < End) {
-        body(Constant<Begin>());
-        Unroll<Begin + 1, End>(body);
-    }
-}
 
 // --- Butterflies --------------------------------------------------------------------------------------------------
 
@@ -291,44 +265,8 @@ void Scatter(const float* src, const int* order, float* dstRe, float* dstIm, Ind
     }
 }
 
-// --- Transposes ---------------------------------------------------------------------------------------------------
+// --- Columns -------------------------------------------------------------------------------------------------------
 
-template <int... I>
-struct Sequence {};
-template <int N, int... I>
-struct MakeSequence : MakeSequence<N - 1, N - 1, I...> {};
-template <int... I>
-struct MakeSequence<0, I...> {
-    using Type = Sequence<I...>;
-};
-
-/// Lane l of the result is lane Mask::At(l, lanes) of (a, b); those of b count from the number of lanes.
-template <class Mask, class Vector, int... I>
-TZM_INLINE Vector Shuffled(Vector a, Vector b, Sequence<I...>) {
-    return __builtin_shufflevector(a, b, Mask::At(I, int(sizeof(Vector) / 4))...);
-}
-template <class Mask, class Vector>
-TZM_INLINE Vector Shuffled(Vector a, Vector b) {
-    return Shuffled<Mask>(a, b, typename MakeSequence<sizeof(Vector) / 4>::Type());
-}
-
-/// Within every 128 bits: single floats of a and b in turn, from the first or the second half.
-template <int Half>
-struct UnpackSingles {
-    static constexpr int At(int l, int lanes) { return l / 4 * 4 + l % 4 / 2 + 2 * Half + (l % 2 ? lanes : 0); }
-};
-/// The same with pairs of floats.
-template <int Half>
-struct UnpackPairs {
-    static constexpr int At(int l, int lanes) { return l / 4 * 4 + l % 2 + 2 * Half + (l % 4 / 2 ? lanes : 0); }
-};
-/// A half of a, then the same half of b.
-template <int Half>
-struct JoinHalves {
-    static constexpr int At(int l, int lanes) {
-        return l % (lanes / 2) + Half * lanes / 2 + (2 * l < lanes ? 0 : lanes);
-    }
-};
 /// a and b in turn, from the first or the second half.
 template <int Half>
 struct Interleaved {
@@ -338,110 +276,6 @@ template <int Odd>
 struct EverySecond {
     static constexpr int At(int l, int) { return 2 * l + Odd; }
 };
-
-/// Tiles of T by T floats. The widest level takes its 16 rows in two runs of 8: at a distance of a power of two, 16
-/// rows compete for the 8 or 12 places that they have in the first cache (measured: 38 ns instead of 16 for 16 rows by
-/// 16).
-constexpr int T = W < 8 ? W : 8;
-typedef float Row __attribute__((vector_size(4 * T)));
-typedef int RowBits __attribute__((vector_size(4 * T)));
-typedef float UnalignedRow __attribute__((vector_size(4 * T), aligned(1), may_alias));
-
-TZM_INLINE Row LoadRow(const float* p) { return *reinterpret_cast<const UnalignedRow*>(p); }
-TZM_INLINE void StoreRow(float* p, Row v) { *reinterpret_cast<UnalignedRow*>(p) = v; }
-
-/// The first n < T floats at p, zeros above; p may have any alignment.
-TZM_INLINE Row LoadFirst(const float* p, Index n) {
-    alignas(Row) float part[T] = {};
-    __builtin_memcpy(part, p, 4 * n);
-    return LoadRow(part);
-}
-TZM_INLINE void StoreFirst(float* p, Row v, Index n) {
-    alignas(Row) float part[T];
-    StoreRow(part, v);
-    __builtin_memcpy(p, part, 4 * n);
-}
-
-TZM_INLINE Index Least(Index a, Index b) { return a < b ? a : b; }
-
-/// Rows to columns: 4 by 4 within every 128 bits, then the halves among each other.
-TZM_INLINE void Transpose(Row (&rows)[T]) {
-    Unroll<0, T / 4>([&](auto q) TZM_UNROLLED {
-        Row* r = rows + 4 * q.value;
-        const Row a = Shuffled<UnpackSingles<0>>(r[0], r[1]), b = Shuffled<UnpackSingles<1>>(r[0], r[1]);
-        const Row c = Shuffled<UnpackSingles<0>>(r[2], r[3]), d = Shuffled<UnpackSingles<1>>(r[2], r[3]);
-        r[0] = Shuffled<UnpackPairs<0>>(a, c), r[1] = Shuffled<UnpackPairs<1>>(a, c);
-        r[2] = Shuffled<UnpackPairs<0>>(b, d), r[3] = Shuffled<UnpackPairs<1>>(b, d);
-    });
-    if constexpr (T == 8) {
-        Unroll<0, 4>([&](auto c) TZM_UNROLLED {
-            const Row low = rows[c.value], high = rows[c.value + 4];
-            rows[c.value] = Shuffled<JoinHalves<0>>(low, high), rows[c.value + 4] = Shuffled<JoinHalves<1>>(low, high);
-        });
-    }
-}
-
-TZM_INLINE const float* At(const void* base, Index bytes) {
-    return reinterpret_cast<const float*>(static_cast<const char*>(base) + bytes);
-}
-TZM_INLINE float* At(void* base, Index bytes) { return reinterpret_cast<float*>(static_cast<char*>(base) + bytes); }
-
-/// A run of tiles of T rows, and what stands out at the edges: fewer than T rows or columns. `see` gets the T lanes of
-/// every element.
-template <class See>
-TZM_INLINE void LoadTiles(const float* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
-                          const See& see) {
-    Row tile[T];
-    Index k = 0;
-    for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto r) TZM_UNROLLED { tile[r.value] = LoadRow(At(src, r.value * srcStep) + k); });
-        Transpose(tile);
-        Unroll<0, T>([&](auto c) TZM_UNROLLED {
-            see(tile[c.value]);
-            StoreRow(dst + (k + c.value) * dstStride, tile[c.value]);
-        });
-    }
-    for (; k < count; k += T) {
-        const Index width = Least(count - k, T);
-        for (int r = 0; r < T; ++r) tile[r] = r < rows ? LoadFirst(At(src, r * srcStep) + k, width) : Row{};
-        Transpose(tile);
-        for (Index c = 0; c < width; ++c) see(tile[c]), StoreRow(dst + (k + c) * dstStride, tile[c]);
-    }
-}
-
-/// The way back.
-TZM_INLINE void StoreTiles(const float* src, Index srcStride, int rows, Index count, float* dst, Index dstStep) {
-    Row tile[T];
-    Index k = 0;
-    for (; rows == T && k + T <= count; k += T) {
-        Unroll<0, T>([&](auto c) TZM_UNROLLED { tile[c.value] = LoadRow(src + (k + c.value) * srcStride); });
-        Transpose(tile);
-        Unroll<0, T>([&](auto r) TZM_UNROLLED { StoreRow(At(dst, r.value * dstStep) + k, tile[r.value]); });
-    }
-    for (; k < count; k += T) {
-        const Index width = Least(count - k, T);
-        for (int c = 0; c < T; ++c) tile[c] = c < width ? LoadRow(src + (k + c) * srcStride) : Row{};
-        Transpose(tile);
-        for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, tile[r], width);
-    }
-}
-
-/// Floats of a row after which the other rows of the lanes follow, while their lane form is in the cache.
-constexpr Index kRun = 256;
-
-void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
-    for (Index k = 0; k < count; k += kRun)
-        for (int r = 0; r < W; r += T)
-            LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
-                      dst + k * dstStride + r, dstStride, [](Row) TZM_UNROLLED {});
-}
-
-void StoreRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
-    for (Index first = 0; first < count; first += kRun)
-        for (int r = 0; r < rows; r += T)
-            StoreTiles(src + first * srcStride + r, srcStride, int(Least(rows - r, T)), Least(count - first, kRun),
-                       At(dst, r * dstStep) + first, dstStep);
-}
 
 void LoadColumns(const void* src, Index srcStep, int columns, Index count, float* dst) {
     for (Index y = 0; y < count; ++y) {
@@ -506,18 +340,12 @@ void JoinPair(const float* halves, Index last, Index n, float* z) {
 
 void LoadRowsAndLevels(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
                        float* largest) {
-    RowBits most[W / T] = {}; // magnitudes as bits have the order of floats, infinity and NaN at the top
-    for (Index k = 0; k < count; k += kRun)
-        for (int r = 0; r < W; r += T) {
-            RowBits seen = most[r / T];
-            LoadTiles(At(src, r * srcStep) + k, srcStep, int(Least(rows - r, T)), Least(count - k, kRun),
-                      dst + k * dstStride + r, dstStride, [&seen](Row row) TZM_UNROLLED {
-                          const RowBits bits = reinterpret_cast<RowBits>(row) & 0x7fffffff;
-                          seen = bits > seen ? bits : seen;
-                      });
-            most[r / T] = seen;
-        }
-    for (int r = 0; r < W; r += T) StoreRow(largest + r, reinterpret_cast<Row>(most[r / T]));
+    VI most = {}; // magnitudes as bits have the order of floats, infinity and NaN at the top
+    LoadTiles(src, srcStep, rows, count, dst, dstStride, [&most](V row) TZM_UNROLLED {
+        const VI bits = reinterpret_cast<VI>(row) & 0x7fffffff;
+        most = bits > most ? bits : most;
+    });
+    Store(largest, reinterpret_cast<V>(most));
 }
 
 void ScaleLanes(float* srcDst, const float* factors, Index count) {
@@ -526,21 +354,6 @@ void ScaleLanes(float* srcDst, const float* factors, Index count) {
         Store(srcDst, Load(srcDst) * re);
         Store(srcDst + W, Load(srcDst + W) * im);
     }
-}
-
-/// The square root of v >= 0. AVX-512 takes the reciprocal root's first 14 bits and a step of Newton's, which costs
-/// less than half of its square root: at most one unit in the last place off above 1e-36, smaller than the root below,
-/// 0 of 0, NaN of NaN.
-TZM_INLINE V Root(V v) {
-#ifdef __AVX512F__
-    const V least = V{} + 1e-36f;
-    const V reciprocal = __builtin_ia32_rsqrt14ps512_mask(v > least ? v : least, V{}, -1);
-    const V root = v * reciprocal;
-    return root + (v - root * root) * (reciprocal * 0.5f);
-#else
-    for (int l = 0; l < W; ++l) v[l] = __builtin_sqrtf(v[l]);
-    return v;
-#endif
 }
 
 /// Of a lane block of the signal and one of its Hilbert transforms.
@@ -552,7 +365,7 @@ TZM_INLINE void SquaredEnvelopes(const float* signal, const float* hilbert, V& o
 
 void StoreEnvelopes(const float* signal, float* hilbert, const float* undo, int rows, Index count, void* dst,
                     Index dstStep) {
-    constexpr Index run = kRun / 2; // of both blocks
+    constexpr Index run = 128; // which stays in the first cache
     const V undoRe = Load(undo), undoIm = Load(undo + W);
     for (Index first = 0; first < count; first += run) {
         const Index size = Least(count - first, run);
