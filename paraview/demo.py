@@ -11,10 +11,6 @@ from xml.etree import ElementTree
 
 from paraview import simple
 
-# Lightness rises evenly: value from 0 to 1, red, green, blue.
-HEAT = [0, 0.01, 0.01, 0.05, 1 / 6, 0.22, 0.06, 0.37, 2 / 6, 0.51, 0.15, 0.43, 3 / 6, 0.79, 0.27, 0.33,
-        4 / 6, 0.96, 0.49, 0.17, 5 / 6, 0.98, 0.75, 0.20, 1, 0.99, 0.99, 0.80]
-
 
 def show(recording, plugin, permittivity=None):
     """A view of the image of a recording. `plugin` holds the names that LoadPlugin has given."""
@@ -24,7 +20,6 @@ def show(recording, plugin, permittivity=None):
         chain.Permittivity = permittivity
     chain.UpdatePipeline()
     bounds = chain.GetDataInformation().GetBounds()
-    low, high = chain.PointData.GetArray("amplitude").GetRange()
 
     view = simple.CreateRenderView()
     view.UseColorPaletteForBackground = 0
@@ -37,11 +32,7 @@ def show(recording, plugin, permittivity=None):
     display.Scale = scale
     display.SetRepresentationType("Volume")
     simple.ColorBy(display, ("POINTS", "amplitude"))
-    colours = simple.GetColorTransferFunction("amplitude")
-    colours.RGBPoints = [low + (high - low) * x if i % 4 == 0 else x for i, x in enumerate(HEAT)]
-    opacity = simple.GetOpacityTransferFunction("amplitude")
-    opacity.Points = [v for share, o in ((0, 0), (0.06, 0), (0.25, 0.3), (1, 0.95))
-                      for v in (low + (high - low) * share, o, 0.5, 0)]
+    display.RescaleTransferFunctionToDataRange(False, True)  # the colours and opacities of the plugin
     # Samples run down; the eye stands above the surface and to the side.
     centre = [(bounds[2 * i] + bounds[2 * i + 1]) / 2 * scale[i] for i in range(3)]
     size = sum(((bounds[2 * i + 1] - bounds[2 * i]) * scale[i]) ** 2 for i in range(3)) ** 0.5
@@ -57,7 +48,8 @@ def show(recording, plugin, permittivity=None):
 KEPT = {
     "TZMRecordingReader": ("FileNames",),
     "TZMChain": ("Input", "FileName", "Permittivity"),
-    "PVLookupTable": ("RGBPoints", "ColorSpace", "ScalarOpacityFunction", "ScalarRangeInitialized"),
+    "PVLookupTable": ("RGBPoints", "ColorSpace", "ScalarOpacityFunction", "ScalarRangeInitialized",
+                      "AutomaticRescaleRangeMode"),
     "PiecewiseFunction": ("Points", "ScalarRangeInitialized"),
     "UniformGridRepresentation": ("Input", "Visibility", "Representation", "Scale", "ColorArrayName", "LookupTable",
                                   "ScalarOpacityFunction", "ScalarOpacityUnitDistance"),

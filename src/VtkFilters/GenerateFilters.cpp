@@ -259,8 +259,9 @@ std::string Proxy(const Marks& marks, const std::string& input, const std::strin
            input + properties + "      <Hints>\n" + hints + "      </Hints>\n    </SourceProxy>\n";
 }
 
-/// Pictures are looked at as volumes; a line is a slice.
-constexpr const char* kView = "        <RepresentationType view=\"RenderView\" type=\"Slice\"/>\n";
+/// An image is shown as a slice, since a single line has no volume, in the colours of the plugin.
+constexpr const char* kView = "        <RepresentationType view=\"RenderView\" type=\"Slice\"/>\n"
+                              "        <InitializationHelper class=\"vtkSMTZMLookInitializationHelper\"/>\n";
 
 std::string FilterPanel(const Marks& marks, const std::string& properties) {
     return Proxy(marks, R"(      <InputProperty name="Input" command="SetInputConnection">
