@@ -49,7 +49,8 @@ Block Reference(const Block& in, int half, bool median) {
 } // namespace
 
 TEST_P(SlidingBackground, TakesTheLevelOfEachWindowOffWithinTheValidRange) {
-    for (const auto& [samples, ascans] : {std::pair(16, 40), std::pair(33, 7), std::pair(5, 1), std::pair(1, 64)}) {
+    for (const auto& [samples, ascans] :
+         {std::pair(16, 40), std::pair(70, 43), std::pair(33, 7), std::pair(5, 1), std::pair(1, 64)}) {
         Block in = NoiseBlock(samples, ascans, 3, 10, 100);
         for (std::size_t i = 0; i < in.data.size(); i += 3) in.data[i] = 95; // equal ones
         in.props.bscanInfo[1] = {ascans / 3, ascans / 2};
@@ -61,6 +62,21 @@ TEST_P(SlidingBackground, TakesTheLevelOfEachWindowOffWithinTheValidRange) {
                 EXPECT_TRUE(AllNear(out.data, Reference(in, half, median).data, in.data.size(), 110 * kFloatEpsilon))
                     << samples << " " << ascans << " " << half << " " << median;
             }
+    }
+}
+
+TEST_P(SlidingBackground, LargeBscansGetTheBitsOfTheirDepthsWhereverTheyLie) {
+    const Block large = NoiseBlock(512, 1100, 1); // written past the caches
+    Block few(ImageProps(6, 1100, 1));
+    for (int y = 0; y < 1100; ++y) std::copy_n(&large.data[y * 512 + 506], 6, &few.At(0, y));
+    const Block expected = Executed(Sliding(0.1f, false), few);
+    std::vector<float> memory(large.data.size() + 32);
+    for (const int offset : {0, 1, 11}) {
+        const auto misplaced = reinterpret_cast<std::size_t>(memory.data()) / sizeof(float) % 16;
+        float* const out = memory.data() + (16 - misplaced) + offset;
+        Sliding(0.1f, false).Execute(large.data.data(), large.props, out, large.props);
+        for (int y = 0; y < 1100; ++y)
+            for (int s = 0; s < 6; ++s) ASSERT_EQ(out[y * 512 + 506 + s], expected.At(s, y)) << offset << " " << y;
     }
 }
 

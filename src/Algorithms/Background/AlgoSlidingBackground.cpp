@@ -3,9 +3,7 @@
 #include <algorithm>
 
 #include "Algorithms/Background/DepthRows.h"
-#include "Array/Simd/Dispatch.h"
-#include "Framework/private/BlockStreams.h"
-#include "Framework/private/ExecuteFrame.h"
+#include "Framework/private/FewAscans.h"
 #include "Framework/private/HalfWindow.h"
 #include "Framework/private/JsonKeys.h"
 #include "Framework/private/ParallelFor.h"
@@ -31,40 +29,29 @@ const std::vector<JsonSection<AlgoParamSlidingBackground>>& Sections() {
     return sections;
 }
 
-/// Takes the means of the windows of `half` A-scans on each side off. The A-scans lie in groups as long as a window,
-/// which then is the end of one group and the beginning of the next: no sum owes anything to what lies outside its
-/// window (M. van Herk, Pattern Recognition Letters 13 (1992), 517-521, who takes maxima). Depths go in strips whose
-/// sums stay in the caches.
+/// Takes the means of the windows of `half` A-scans on each side off, in strips of neighbouring depths: the first one
+/// as far as the next line of the cache, the last one as far as the first sample behind its beginning that is new.
 void TakeOffMeans(const IPP::Array2D<float>& src, int half, const BlockStreams& streams,
                   const IPP::Array2D<float>& dst) {
-    constexpr int kSums = 8 << 10; // 64 KiB
-    const auto& kernels = IPP::Simd::Active();
-    const int ascans = src.dim1, window = 2 * std::min(half, ascans - 1) + 1, reach = window / 2;
-    const int width = std::min(src.dim0, std::max(64, kSums / window / 64 * 64));
-    const IPP::Array2D<double> ends(width, window + 1);
-    const IPP::Array<double> beginning(width);
-    const IPP::Array<float> level(width);
-    for (int first = 0; first < src.dim0; first += width) {
-        const int count = std::min(width, src.dim0 - first);
-        const auto add = [&](int y, const double* sums, double* to) { // an A-scan beyond the line adds nothing
-            if (y >= 0 && y < ascans)
-                kernels.addWide(&src.At(first, y), sums, to, count);
-            else if (sums != to)
-                std::copy_n(sums, count, to);
-        };
-        for (int group = 0; group < ascans; group += window) { // the windows around its A-scans begin `reach` earlier
-            std::fill_n(&ends.At(0, window), count, 0.);
-            for (int r = window - 1; r >= 0; --r) add(group - reach + r, &ends.At(0, r + 1), &ends.At(0, r));
-            std::fill_n(beginning.data, count, 0.);
-            for (int y = group; y < std::min(group + window, ascans); ++y) {
-                if (y > group) add(y + reach, beginning.data, beginning.data);
-                const int held = std::min(y + reach, ascans - 1) - std::max(y - reach, 0) + 1;
-                kernels.sumsScaled(&ends.At(0, y - group), beginning.data, -1. / held, level.data, count);
-                streams.Add(IPP::Array<float>(&src.At(first, y), count), level.data,
-                            IPP::Array<float>(&dst.At(first, y), count));
-            }
-        }
+    constexpr int kStrip = IPP::Simd::kStripLanes;
+    const int samples = src.dim0, ascans = src.dim1;
+    if (samples < kStrip) { // beside zeros
+        IPP::Array2D<float> wide(kStrip, ascans), result(kStrip, ascans);
+        wide.Zero();
+        for (int y = 0; y < ascans; ++y) std::copy_n(&src.At(0, y), samples, &wide.At(0, y));
+        TakeOffMeans(wide, half, streams, result);
+        for (int y = 0; y < ascans; ++y) std::copy_n(&result.At(0, y), samples, &dst.At(0, y));
+        return;
     }
+    const WindowMemory windows(ascans, std::min(half, ascans - 1), kStrip);
+    const bool past = streams.past && samples % 16 == 0; // all lines of the cache begin at the same samples
+    const auto strip = [&](int first, bool lines) {
+        IPP::Simd::ActiveAscan().lessStripMeans(windows, &src.At(first, 0), samples, &dst.At(first, 0), samples, lines);
+    };
+    int first = past ? BeforeLine(dst.data) : 0;
+    if (first > 0) strip(0, false);
+    for (; first + kStrip <= samples; first += kStrip) strip(first, past);
+    if (first < samples) strip(samples - kStrip, false);
     streams.Finish();
 }
 

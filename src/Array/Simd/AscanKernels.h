@@ -4,15 +4,25 @@
 
 namespace IPP::Simd {
 
+/// Columns of a strip in which windows go from row to row.
+constexpr int kStripLanes = 64;
+
+/// Windows e - half .. e + half of len elements, as far as these are there. No sum over one owes anything to what lies
+/// outside it; sums and means in 64 bits.
+struct WindowSums {
+    int len;
+    int half;             ///< below len
+    const double* ratios; ///< 2 half + 1 over the elements of the window around each element
+    double* ends;         ///< work memory: 2 half + 1 rows of kRowLanes, or of kStripLanes where those are columns
+};
+
 /// A-scans in whose windows something is measured, and what that takes. Steps between A-scans in floats.
-struct AscanWindows {
+struct AscanWindows : WindowSums {
     const float* src; ///< at most kRowLanes A-scans of len elements
     Index srcStep;
     const float* measured; ///< whose windows count: src, or as many others
     Index measuredStep;
-    int ascans, len;
-    int half;             ///< elements on each side of a window, below len
-    const double* ratios; ///< 2 half + 1 over the elements of the window around each element
+    int ascans;
     float* dst;
     Index dstStep;
     bool past; ///< writes dst past the caches, whose step is whole lines of 64 bytes then
@@ -20,14 +30,12 @@ struct AscanWindows {
     // Work memory, in rows of kRowLanes elements.
     float* lanes;   ///< len + 2 half, the first and the last half of them zeros
     float* values;  ///< len, if src isn't measured
-    double* ends;   ///< 2 half + 1
     float* results; ///< len
 };
 
 /// The vector kernels of the steps along single A-scans, of one instruction set; like Kernels.
 struct AscanKernels {
-    // Over the windows e - half .. e + half of the elements of each A-scan, as far as these are there. No sum owes
-    // anything to what lies outside its window; sums and means in 64 bits.
+    // Along A-scans.
     /// dst[e] = src[e] - mean of the window.
     void (*lessMeans)(const AscanWindows& windows);
     /// dst[e] = src[e] * level / the larger of floor and the root mean square (or, not `squared`, the mean) of the
@@ -57,6 +65,11 @@ struct AscanKernels {
 
     /// storeRows of FftKernels past the caches, for a step of whole lines of 64 bytes.
     void (*streamRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep);
+
+    /// From row to row of a strip of kStripLanes columns: dst[e] = src[e] - mean of the window. Past the caches dst
+    /// begins on a boundary of 64 bytes, and its step is whole lines of them.
+    void (*lessStripMeans)(const WindowSums& windows, const float* src, Index srcStep, float* dst, Index dstStep,
+                           bool past);
 };
 
 extern const AscanKernels ascanKernelsBaseline;

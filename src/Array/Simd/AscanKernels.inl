@@ -45,98 +45,149 @@ void StreamRows(const float* src, Index srcStride, int rows, Index count, void* 
 }
 
 /// Adds term(x) * factor for the elements side by side.
-template <class Term>
-TZM_INLINE void AddTerms(const float* lanes, double factor, const Term& term, Doubles* sums) {
-    for (int k = 0; k < kRegisters; ++k) sums[k] += term(Widened(lanes + k * kLanes)) * factor;
+template <int R, class Term>
+TZM_INLINE void AddTerms(const float* lanes, double factor, const Term& term, Doubles (&sums)[R]) {
+    for (int k = 0; k < R; ++k) sums[k] += term(Widened(lanes + k * kLanes)) * factor;
+}
+
+template <int R>
+TZM_INLINE void StoreSums(const Doubles (&sums)[R], double* to) {
+    for (int k = 0; k < R; ++k) *reinterpret_cast<Doubles*>(to + k * kLanes) = sums[k];
 }
 
 /// The windows around the elements of one group, as Windows has it. `ends` holds the sums from each element of the
 /// group to its end, and then, if there is a next one, those of that in opposite order: each step makes room for one.
-template <bool Next, class Term, class Use>
-TZM_INLINE void WindowsOfGroup(const AscanWindows& w, const float* lanes, Index group, double* ends, Index step,
+template <int R, bool Next, class Source, class Term, class Use>
+TZM_INLINE void WindowsOfGroup(const WindowSums& w, const Source& source, Index group, double* ends, Index step,
                                double factor, const Term& term, const Use& use) {
-    Doubles beginning[kRegisters] = {}, end[kRegisters] = {};
+    Doubles beginning[R] = {}, end[R] = {};
     const Index half = w.half, window = 2 * half + 1, last = Least(group + window, w.len);
     const double* const ratios = w.ratios;
-    const float *const nextAscans = w.src + w.ascans * w.srcStep, *ahead = lanes + kRowLanes * (group + window + half);
-    for (Index e = group; e < last; ++e, ends += step, ahead -= kRowLanes) {
-        __builtin_prefetch(nextAscans + kRowLanes * e, 0, 3);
-        if (e > group) AddTerms(lanes + kRowLanes * (e + half), factor, term, beginning);
-        Doubles means[kRegisters];
-        for (int k = 0; k < kRegisters; ++k)
+    for (Index e = group; e < last; ++e, ends += step) {
+        __builtin_prefetch(source.Coming(e), 0, 3);
+        if (e > group) AddTerms(source.At(e + half), factor, term, beginning);
+        Doubles means[R];
+        for (int k = 0; k < R; ++k)
             means[k] = (*reinterpret_cast<const Doubles*>(ends + k * kLanes) + beginning[k]) * ratios[e];
         use(e, means);
         if constexpr (Next) {
-            AddTerms(ahead, factor, term, end);
-            for (int k = 0; k < kRegisters; ++k) *reinterpret_cast<Doubles*>(ends + k * kLanes) = end[k];
+            AddTerms(source.At(2 * group + window + half - e), factor, term, end);
+            StoreSums(end, ends);
         }
     }
 }
 
-/// The rows first .. last - 1 of A-scans side by side.
-void LoadLanes(const float* src, const AscanWindows& w, Index step, Index first, Index last, float* lanes) {
-    for (int y = 0; y < kRowLanes; y += W)
-        LoadRows(src + first + Least(y, w.ascans - 1) * step, step * sizeof(float),
-                 int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - first, lanes + kRowLanes * first + y,
-                 kRowLanes);
-}
-
-void StoreLanes(const float* lanes, const AscanWindows& w, Index first, Index last) {
-    for (int y = 0; y < w.ascans; y += W) {
-        const float* const from = lanes + kRowLanes * first + y;
-        float* const to = w.dst + y * w.dstStep + first;
-        const int rows = int(Least(w.ascans - y, W));
-        w.past ? StreamRows(from, kRowLanes, rows, last - first, to, w.dstStep * sizeof(float))
-               : StoreRows(from, kRowLanes, rows, last - first, to, w.dstStep * sizeof(float));
-    }
-}
-
-/// Sums of term(x) * factor over windows, times the ratio that belongs to each, as 64-bit floats: use(e, sums, lanes of
-/// src, lanes of dst). The elements lie in groups as long as a window, which then is the end of one group and the
-/// beginning of the next: no sum owes anything to what lies outside its window (M. van Herk, Pattern Recognition
-/// Letters 13 (1992), 517-521, who takes maxima). A-scans come side by side, and go back, a group ahead and behind the
-/// sums, while these are in the first cache.
-template <class Term, class Use>
-TZM_INLINE void Windows(const AscanWindows& w, double factor, const Term& term, const Use& use) {
-    const Index window = 2 * Index(w.half) + 1;
-    const bool apart = w.measured != w.src;
-    float* const lanes = w.lanes + kRowLanes * w.half; // between zeros
-    const float* const values = apart ? w.values : lanes;
-    Index loaded = 0, stored = 0;
-    const Index shift = w.past ? BeforeLine(w.dst) : 0; // whole lines go past the caches
-    const auto load = [&](Index last) {
-        last = last < w.len ? Least((last + kRowLanes - 1) / kRowLanes * kRowLanes, w.len) : w.len;
-        LoadLanes(w.measured, w, w.measuredStep, loaded, last, lanes);
-        if (apart) LoadLanes(w.src, w, w.srcStep, loaded, last, w.values);
-        loaded = last;
-    };
-    const auto put = [&use, values, results = w.results](Index e, const Doubles* means)
-                         TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); };
-    load(w.half + 1);
-    Doubles end[kRegisters] = {};
+/// Sums of term(x) * factor over windows, times the ratio that belongs to each, as 64-bit floats: use(e, sums). The
+/// elements lie in groups as long as a window, which then is the end of one group and the beginning of the next: no sum
+/// owes anything to what lies outside its window (M. van Herk, Pattern Recognition Letters 13 (1992), 517-521, who
+/// takes maxima). The source gives the elements side by side, zeros ahead of the first and behind the last, and what is
+/// worth being asked for meanwhile; it hears how many elements are needed, and how many are done.
+template <int R, class Source, class Term, class Use>
+TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, const Term& term, const Use& use) {
+    const Index half = w.half, window = 2 * half + 1;
+    source.Need(half + 1);
+    Doubles end[R] = {};
     for (Index r = window - 1; r >= 0; --r) {
-        AddTerms(lanes + kRowLanes * (r - w.half), factor, term, end);
-        for (int k = 0; k < kRegisters; ++k) *reinterpret_cast<Doubles*>(w.ends + kRowLanes * r + k * kLanes) = end[k];
+        AddTerms(source.At(r - half), factor, term, end);
+        StoreSums(end, w.ends + R * kLanes * r);
     }
     bool turned = false;
     for (Index group = 0; group < w.len; group += window, turned = !turned) {
-        load(group + window + w.half + 1);
-        double* const ends = turned ? w.ends + kRowLanes * (window - 1) : w.ends;
-        const Index step = turned ? -kRowLanes : kRowLanes;
-        group + window < w.len ? WindowsOfGroup<true>(w, lanes, group, ends, step, factor, term, put)
-                               : WindowsOfGroup<false>(w, lanes, group, ends, step, factor, term, put);
-        const Index ready = group + window - shift, whole = ready < 0 ? 0 : ready / kRowLanes * kRowLanes + shift;
-        const Index last = group + window < w.len ? whole : w.len;
-        StoreLanes(w.results, w, stored, last);
-        stored = last;
+        source.Need(group + window + half + 1);
+        double* const ends = turned ? w.ends + R * kLanes * (window - 1) : w.ends;
+        const Index step = turned ? -R * kLanes : R * kLanes;
+        group + window < w.len ? WindowsOfGroup<R, true>(w, source, group, ends, step, factor, term, use)
+                               : WindowsOfGroup<R, false>(w, source, group, ends, step, factor, term, use);
+        source.Done(group + window);
     }
 }
 
+/// A-scans side by side, which come and go back a window ahead of the sums and behind them, in the first cache.
+class LoadedAscans {
+public:
+    explicit LoadedAscans(const AscanWindows& windows)
+        : w(windows), apart(w.measured != w.src), lanes(w.lanes + kRowLanes * w.half),
+          coming(w.src + w.ascans * w.srcStep), shift(w.past ? BeforeLine(w.dst) : 0) {}
+
+    TZM_INLINE const float* At(Index e) const { return lanes + kRowLanes * e; }
+    TZM_INLINE const float* Coming(Index e) const { return coming + kRowLanes * e; }
+    const float* Values() const { return apart ? w.values : lanes; }
+
+    void Need(Index count) {
+        const Index last = Least((count + kRowLanes - 1) / kRowLanes * kRowLanes, w.len);
+        Load(w.measured, w.measuredStep, last, lanes);
+        if (apart) Load(w.src, w.srcStep, last, w.values);
+        loaded = last;
+    }
+
+    void Done(Index count) {
+        const Index whole = count < shift ? 0 : (count - shift) / kRowLanes * kRowLanes + shift; // lines
+        const Index last = count < w.len ? whole : w.len;
+        for (int y = 0; y < w.ascans; y += W) {
+            const float* const from = w.results + kRowLanes * stored + y;
+            float* const to = w.dst + y * w.dstStep + stored;
+            const int rows = int(Least(w.ascans - y, W));
+            w.past ? StreamRows(from, kRowLanes, rows, last - stored, to, w.dstStep * sizeof(float))
+                   : StoreRows(from, kRowLanes, rows, last - stored, to, w.dstStep * sizeof(float));
+        }
+        stored = last;
+    }
+
+private:
+    void Load(const float* src, Index step, Index last, float* to) const {
+        for (int y = 0; y < kRowLanes; y += W)
+            LoadRows(src + loaded + Least(y, w.ascans - 1) * step, step * sizeof(float),
+                     int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - loaded, to + kRowLanes * loaded + y,
+                     kRowLanes);
+    }
+
+    const AscanWindows& w;
+    const bool apart;
+    float* const lanes; // between zeros
+    const float* const coming;
+    const Index shift;
+    Index loaded = 0, stored = 0;
+};
+
+/// The same with a source of A-scans: use(sums, elements of src, those of dst).
+template <class Term, class Use>
+TZM_INLINE void AscansInWindows(const AscanWindows& w, double factor, const Term& term, const Use& use) {
+    LoadedAscans source(w);
+    Windows<kRegisters>(w, source, factor, term,
+                        [&use, values = source.Values(), results = w.results](Index e, const Doubles* means)
+                            TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); });
+}
+
 void LessMeans(const AscanWindows& w) {
-    Windows(
+    AscansInWindows(
         w, 1. / (2 * w.half + 1), [](Doubles x) TZM_UNROLLED { return x; },
         [](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
             for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - Narrowed(means + k / kLanes));
+        });
+}
+
+/// A strip of rows, in which windows go from row to row.
+template <int Columns>
+struct Strip {
+    TZM_INLINE const float* At(Index e) const { return e < 0 || e >= len ? zeros : src + step * e; }
+    TZM_INLINE const float* Coming(Index e) const { return src + step * e + Columns; } // of the next strip
+    void Need(Index) const {}
+    void Done(Index) const {}
+
+    const float* src;
+    Index step, len;
+    float zeros[Columns];
+};
+
+void LessStripMeans(const WindowSums& w, const float* src, Index step, float* dst, Index dstStep, bool past) {
+    Strip<kStripLanes> source{src, step, w.len, {}};
+    Windows<kStripLanes / kLanes>(
+        w, source, 1. / (2 * w.half + 1), [](Doubles x) TZM_UNROLLED { return x; },
+        [&](Index e, const Doubles* means) TZM_UNROLLED {
+            for (int k = 0; k < kStripLanes; k += W) {
+                const V rest = Load(src + step * e + k) - Narrowed(means + k / kLanes);
+                past ? Stream(dst + dstStep * e + k, rest) : Store(dst + dstStep * e + k, rest);
+            }
         });
 }
 
@@ -162,7 +213,7 @@ void Levelled(const AscanWindows& w, bool squared, float level, float floor, flo
                                   Store(dst, divisor == 0.f ? V{} : quotient);
                               };
     if (squared)
-        Windows(
+        AscansInWindows(
             w, share * wide * wide, [](Doubles x) TZM_UNROLLED { return x * x; },
             [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
                 for (int k = 0; k < kRowLanes; k += W)
@@ -171,7 +222,7 @@ void Levelled(const AscanWindows& w, bool squared, float level, float floor, flo
                         [](V v) TZM_UNROLLED { return ReciprocalRoot(v); }, x + k, dst + k);
             });
     else
-        Windows(
+        AscansInWindows(
             w, share * wide, [](Doubles x) TZM_UNROLLED { return x; },
             [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
                 for (int k = 0; k < kRowLanes; k += W)
@@ -263,7 +314,8 @@ void MixMirrored(float* v, const float* table, Index n) {
 
 } // namespace
 
-extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans,   &Levelled,        &Phases,      &PhaseSteps, &FoldLanes,
-                                              &UnfoldLanes, &UnfoldEnvelopes, &MixMirrored, &StreamRows};
+extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans,  &Levelled,      &Phases,          &PhaseSteps,
+                                              &FoldLanes,  &UnfoldLanes,   &UnfoldEnvelopes, &MixMirrored,
+                                              &StreamRows, &LessStripMeans};
 
 } // namespace IPP::Simd

@@ -97,10 +97,6 @@ struct Kernels {
     /// k below kSpreadWidth, i ascending.
     void (*spread)(const int* starts, const float* weights, const float* values, int count, float* grid);
 
-    void (*addWide)(const float* src, const double* summands, double* dst, int len); ///< dst[i] = summands[i] + src[i]
-    void (*sumsScaled)(const double* a, const double* b, double factor, float* dst,
-                       int len); ///< dst[i] = (a[i] + b[i]) * factor
-
     /// dst[e] = lanes[e] - median, as laneMedians has it, of the elements e - half .. e + half that are among the len
     /// elements of a row, for kRowLanes rows; half is below len. work holds one element more than the longest window.
     void (*laneLessMedians)(const float* lanes, int* work, int len, int half, float* dst);

@@ -360,16 +360,6 @@ void AddTo(const float* src, double* sums, int len) {
     for (int i = 0; i < len; ++i) sums[i] += static_cast<double>(src[i]);
 }
 
-void AddWide(const float* src, const double* summands, double* dst, int len) {
-#pragma omp simd
-    for (int i = 0; i < len; ++i) dst[i] = summands[i] + static_cast<double>(src[i]);
-}
-
-void SumsScaled(const double* a, const double* b, double factor, float* dst, int len) {
-#pragma omp simd
-    for (int i = 0; i < len; ++i) dst[i] = static_cast<float>((a[i] + b[i]) * factor);
-}
-
 void Add(const float* src, const float* summands, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) dst[i] = src[i] + summands[i];
@@ -833,8 +823,7 @@ extern const Kernels TZM_KERNEL_TABLE = {
     &SumOfSquares, &Interpolate,   &AddTo,      &Add,           &LaneMedians,    &LaneZeroPhase,
     &Product,      &Floored,       &Quotients,  &Larger,        &Numbers,        &RootMeans,
     &MinMaxOfSums, &StreamCopy,    &StreamMulC, &StreamProduct, &StreamAffine,   &StreamSumScaled,
-    &StreamLines,  &WeightedRows,  &Spread,     &AddWide,       &SumsScaled,     &LaneLessMedians,
-    &DotWide,      &AddScaledWide, &FoldRow,    &TileProducts,  &CurveTile,      &TwoLegTimes,
-    &HarlanTaps};
+    &StreamLines,  &WeightedRows,  &Spread,     &LaneLessMedians, &DotWide,      &AddScaledWide,
+    &FoldRow,      &TileProducts,  &CurveTile,  &TwoLegTimes,   &HarlanTaps};
 
 } // namespace IPP::Simd

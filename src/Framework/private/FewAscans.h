@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 
 #include "Array/Array2D.h"
 #include "Array/Primitives/MirroredRows.h"
@@ -38,15 +39,35 @@ void ForFewAscans(const ValidAscans& valid, int few, const IPP::Array2D<float>& 
     streams.Finish();
 }
 
+/// Floats from p to the next boundary of a line of the cache.
+inline int BeforeLine(const float* p) {
+    return static_cast<int>(-(reinterpret_cast<std::uintptr_t>(p) / sizeof(float)) % 16);
+}
+
+/// What kernels need for sums over windows of `half` elements on each side, below `count`.
+class WindowMemory {
+public:
+    WindowMemory(int elements, int halfWindow, int lanes = IPP::Simd::kRowLanes)
+        : count(elements), half(halfWindow), ends(lanes, 2 * half + 1), ratios(count) {
+        for (int e = 0; e < count; ++e)
+            ratios[e] = (2. * half + 1) / (std::min(e + half, count - 1) - std::max(e - half, 0) + 1);
+    }
+
+    operator IPP::Simd::WindowSums() const { return {count, half, ratios.data, ends.data}; }
+
+private:
+    int count, half;
+    IPP::Array2D<double> ends;
+    IPP::Array<double> ratios;
+};
+
 /// Work memory of one thread for what is measured in windows along A-scans.
 class WindowLanes {
 public:
-    WindowLanes(int samples, int halfWindow)
-        : half(halfWindow), rows(samples, kFew), lanes(kFew, samples + 2 * half), values(kFew, samples),
-          results(kFew, samples), ends(kFew, 2 * half + 1), ratios(samples) {
+    WindowLanes(int samples, int half)
+        : sums(samples, half), rows(samples, kFew), lanes(kFew, samples + 2 * half), values(kFew, samples),
+          results(kFew, samples) {
         lanes.Zero();
-        for (int s = 0; s < samples; ++s)
-            ratios[s] = (2. * half + 1) / (std::min(s + half, samples - 1) - std::max(s - half, 0) + 1);
     }
 
     /// Runs kernel(A-scans, windows of them) for all valid A-scans; what is measured is the A-scans themselves.
@@ -54,18 +75,16 @@ public:
     void Run(const ValidAscans& valid, const BlockStreams& streams, const Kernel& kernel) const {
         ForFewAscans(valid, kFew, rows, streams, [&](const IPP::Array2D<float>& ascans, const AscanTarget& target) {
             const int samples = ascans.dim0;
-            kernel(ascans, IPP::Simd::AscanWindows{ascans.data, samples, ascans.data, samples, ascans.dim1, samples,
-                                                   half, ratios.data, target.data, target.step, target.past, lanes.data,
-                                                   values.data, ends.data, results.data});
+            kernel(ascans,
+                   IPP::Simd::AscanWindows{sums, ascans.data, samples, ascans.data, samples, ascans.dim1, target.data,
+                                           target.step, target.past, lanes.data, values.data, results.data});
         });
     }
 
 private:
     static constexpr int kFew = IPP::Simd::kRowLanes;
-    int half;
+    WindowMemory sums;
     IPP::Array2D<float> rows, lanes, values, results;
-    IPP::Array2D<double> ends;
-    IPP::Array<double> ratios;
 };
 
 } // namespace TZM
