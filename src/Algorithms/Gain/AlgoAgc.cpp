@@ -100,18 +100,25 @@ private:
     IPP::Array2D<float> rows;
 };
 
-/// A power of two that brings the numbers near 1, or 1 if they aren't finite.
-float ScaleOf(const float* numbers, int count) {
-    float low, high, factor, undo;
-    IPP::Simd::Active().minMax(numbers, count, &low, &high);
-    const float largest = std::max(-low, high);
+/// A power of two that brings numbers up to the given one near 1, or 1 if that isn't finite.
+float ScaleOf(float largest) {
+    float factor, undo;
     IPP::ScaleOfLevel(largest, factor, undo);
     return std::isfinite(largest) ? factor : 1.f;
 }
 
-void Level(const BlockView& src, const ImageProps& props, const AlgoParamAgc& params, double deltaT, float floor,
+float Largest(const IPP::Array2D<float>& ascans) {
+    float low, high;
+    IPP::Simd::Active().minMax(ascans.data, ascans.size, &low, &high);
+    return std::max(-low, high);
+}
+
+void Level(const BlockView& src, const ImageProps& props, const AlgoParamAgc& params, double deltaT, double strength,
            const BlockView& dst) {
     const int samples = src.dim0, half = HalfWindow(static_cast<double>(params.window), 1e9 * deltaT, samples - 1);
+    // What R was taken of is at most the root of its size times R; without R the A-scans must be looked at.
+    const float scale = ScaleOf(static_cast<float>(strength)),
+                floor = static_cast<float>(static_cast<double>(params.floor) * strength);
     std::optional<IPP::MirroredHilbert> hilbert;
     if (params.envelope) hilbert.emplace(samples);
     const BlockStreams streams(dst);
@@ -127,7 +134,7 @@ void Level(const BlockView& src, const ImageProps& props, const AlgoParamAgc& pa
         memory.lanes.Run(ValidAscans(src, dst, props, z), streams, [&](const auto& ascans, auto windows) {
             if (memory.envelopes) windows.measured = memory.envelopes->Of(ascans);
             IPP::Simd::ActiveAscan().levelled(windows, !memory.envelopes, params.level, floor,
-                                              ScaleOf(ascans.data, ascans.size));
+                                              strength > 0. ? scale : ScaleOf(Largest(ascans)));
         });
     });
 }
@@ -171,8 +178,8 @@ void AlgoAgc::Work(const float* in, const ImageProps& partProps, const BlockPart
         RequirePart(part, partProps);
         RefuseEmpty(src, "IPP::Exception::ippsCopy_32f");
         if (IsCoupled()) all.RequireAll(Strengths(), part.blockBscans);
-        const double floor = IsCoupled() ? static_cast<double>(params.floor) * RootMeanSquare(all) : 0.;
-        Level(src, partProps, params, static_cast<double>(globalSettings.delta_t), static_cast<float>(floor), dst);
+        Level(src, partProps, params, static_cast<double>(globalSettings.delta_t),
+              IsCoupled() ? RootMeanSquare(all) : 0., dst);
     });
 }
 

@@ -44,10 +44,10 @@ void StreamRows(const float* src, Index srcStride, int rows, Index count, void* 
                [](float* p, V v) TZM_UNROLLED { Stream(p, v); });
 }
 
-/// Adds term(x) * factor for the elements side by side.
-template <int R, class Term>
-TZM_INLINE void AddTerms(const float* lanes, double factor, const Term& term, Doubles (&sums)[R]) {
-    for (int k = 0; k < R; ++k) sums[k] += term(Widened(lanes + k * kLanes)) * factor;
+/// Adds elements side by side to sums.
+template <int R, class Add>
+TZM_INLINE void AddElements(const float* lanes, const Add& add, Doubles (&sums)[R]) {
+    for (int k = 0; k < R; ++k) sums[k] = add(sums[k], Widened(lanes + k * kLanes));
 }
 
 template <int R>
@@ -57,38 +57,38 @@ TZM_INLINE void StoreSums(const Doubles (&sums)[R], double* to) {
 
 /// The windows around the elements of one group, as Windows has it. `ends` holds the sums from each element of the
 /// group to its end, and then, if there is a next one, those of that in opposite order: each step makes room for one.
-template <int R, bool Next, class Source, class Term, class Use>
+template <int R, bool Next, class Source, class Add, class Use>
 TZM_INLINE void WindowsOfGroup(const WindowSums& w, const Source& source, Index group, double* ends, Index step,
-                               double factor, const Term& term, const Use& use) {
+                               double factor, const Add& add, const Use& use) {
     Doubles beginning[R] = {}, end[R] = {};
     const Index half = w.half, window = 2 * half + 1, last = Least(group + window, w.len);
     const double* const ratios = w.ratios;
     for (Index e = group; e < last; ++e, ends += step) {
         __builtin_prefetch(source.Coming(e), 0, 3);
-        if (e > group) AddTerms(source.At(e + half), factor, term, beginning);
+        if (e > group) AddElements(source.At(e + half), add, beginning);
         Doubles means[R];
         for (int k = 0; k < R; ++k)
-            means[k] = (*reinterpret_cast<const Doubles*>(ends + k * kLanes) + beginning[k]) * ratios[e];
+            means[k] = (*reinterpret_cast<const Doubles*>(ends + k * kLanes) + beginning[k]) * (ratios[e] * factor);
         use(e, means);
         if constexpr (Next) {
-            AddTerms(source.At(2 * group + window + half - e), factor, term, end);
+            AddElements(source.At(2 * group + window + half - e), add, end);
             StoreSums(end, ends);
         }
     }
 }
 
-/// Sums of term(x) * factor over windows, times the ratio that belongs to each, as 64-bit floats: use(e, sums). The
-/// elements lie in groups as long as a window, which then is the end of one group and the beginning of the next: no sum
-/// owes anything to what lies outside its window (M. van Herk, Pattern Recognition Letters 13 (1992), 517-521, who
-/// takes maxima). The source gives the elements side by side, zeros ahead of the first and behind the last, and what is
-/// worth being asked for meanwhile; it hears how many elements are needed, and how many are done.
-template <int R, class Source, class Term, class Use>
-TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, const Term& term, const Use& use) {
+/// Sums over windows, add(sum, x) each, times the factor and the ratio that belongs to a window, as 64-bit floats:
+/// use(e, sums). The elements lie in groups as long as a window, which then is the end of one group and the beginning
+/// of the next: no sum owes anything to what lies outside its window (M. van Herk, Pattern Recognition Letters 13
+/// (1992), 517-521, who takes maxima). The source gives the elements side by side, zeros ahead of the first and behind
+/// the last, and what is worth being asked for meanwhile; it hears how many elements are needed, and how many are done.
+template <int R, class Source, class Add, class Use>
+TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, const Add& add, const Use& use) {
     const Index half = w.half, window = 2 * half + 1;
     source.Need(half + 1);
     Doubles end[R] = {};
     for (Index r = window - 1; r >= 0; --r) {
-        AddTerms(source.At(r - half), factor, term, end);
+        AddElements(source.At(r - half), add, end);
         StoreSums(end, w.ends + R * kLanes * r);
     }
     bool turned = false;
@@ -96,8 +96,8 @@ TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, cons
         source.Need(group + window + half + 1);
         double* const ends = turned ? w.ends + R * kLanes * (window - 1) : w.ends;
         const Index step = turned ? -R * kLanes : R * kLanes;
-        group + window < w.len ? WindowsOfGroup<R, true>(w, source, group, ends, step, factor, term, use)
-                               : WindowsOfGroup<R, false>(w, source, group, ends, step, factor, term, use);
+        group + window < w.len ? WindowsOfGroup<R, true>(w, source, group, ends, step, factor, add, use)
+                               : WindowsOfGroup<R, false>(w, source, group, ends, step, factor, add, use);
         source.Done(group + window);
     }
 }
@@ -150,17 +150,18 @@ private:
 };
 
 /// The same with a source of A-scans: use(sums, elements of src, those of dst).
-template <class Term, class Use>
-TZM_INLINE void AscansInWindows(const AscanWindows& w, double factor, const Term& term, const Use& use) {
+template <class Add, class Use>
+TZM_INLINE void AscansInWindows(const AscanWindows& w, double factor, const Add& add, const Use& use) {
     LoadedAscans source(w);
-    Windows<kRegisters>(w, source, factor, term,
+    Windows<kRegisters>(w, source, factor, add,
                         [&use, values = source.Values(), results = w.results](Index e, const Doubles* means)
                             TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); });
 }
 
 void LessMeans(const AscanWindows& w) {
+    const double share = 1. / (2 * w.half + 1);
     AscansInWindows(
-        w, 1. / (2 * w.half + 1), [](Doubles x) TZM_UNROLLED { return x; },
+        w, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
         [](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
             for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - Narrowed(means + k / kLanes));
         });
@@ -180,9 +181,10 @@ struct Strip {
 };
 
 void LessStripMeans(const WindowSums& w, const float* src, Index step, float* dst, Index dstStep, bool past) {
+    const double share = 1. / (2 * w.half + 1);
     Strip<kStripLanes> source{src, step, w.len, {}};
     Windows<kStripLanes / kLanes>(
-        w, source, 1. / (2 * w.half + 1), [](Doubles x) TZM_UNROLLED { return x; },
+        w, source, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
         [&](Index e, const Doubles* means) TZM_UNROLLED {
             for (int k = 0; k < kStripLanes; k += W) {
                 const V rest = Load(src + step * e + k) - Narrowed(means + k / kLanes);
@@ -191,45 +193,40 @@ void LessStripMeans(const WindowSums& w, const float* src, Index step, float* ds
         });
 }
 
-/// 1 / sqrt(v) for v > 0, 0 of infinity, NaN of NaN, within two units in the last place.
-TZM_INLINE V ReciprocalRoot(V v) {
-#ifdef __AVX512F__
+/// x / sqrt(v) for v >= 1e-38, to two units in the last place; 0 of an infinite v, NaN of NaN.
+TZM_INLINE V OverRoot(V x, V v) {
+#ifdef __AVX512F__ // 14 bits and a step of Newton's
     const V first = __builtin_ia32_rsqrt14ps512_mask(v, V{}, -1);
-    const V root = first + (first * 0.5f) * (1.f - (v * first) * first);
-    return v > 3e38f ? V{} : root;
+    const V quotient = (x * 0.5f) * first * (3.f - (v * first) * first);
+    return v > 3e38f ? V{} : quotient;
 #else
-    for (int l = 0; l < W; ++l) v[l] = 1.f / __builtin_sqrtf(v[l]);
-    return v;
+    for (int l = 0; l < W; ++l) x[l] /= __builtin_sqrtf(v[l]);
+    return x;
 #endif
 }
 
 void Levelled(const AscanWindows& w, bool squared, float level, float floor, float scale) {
     const double wide = static_cast<double>(scale), share = 1. / (2 * w.half + 1);
-    const float highest = 1e18f, scaledFloor = floor * scale < highest ? floor * scale : highest; // can be squared
-    const auto levelled = [level, scale](V strength, float least, const auto& reciprocal, const float* x, float* dst)
-                              TZM_UNROLLED {
-                                  const V divisor = strength < least ? V{} + least : strength; // or NaN
-                                  const V quotient = Load(x) * scale * level * reciprocal(divisor);
-                                  Store(dst, divisor == 0.f ? V{} : quotient);
-                              };
+    // From 1e-38 on there is a reciprocal root, up to 1e18 a square.
+    const float least = floor * scale < 1e18f ? floor * scale : 1e18f, square = least * least;
+    const V lowest = V{} + (squared ? square : least), some = V{} + 1e-38f, floors = lowest > some ? lowest : some;
+    const auto levelled = [&](const auto& over) TZM_UNROLLED {
+        return [&, scale, level](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
+            for (int k = 0; k < kRowLanes; k += W) {
+                const V strength = Narrowed(means + k / kLanes);
+                const V divisor = strength < floors ? floors : strength; // or NaN
+                Store(dst + k, over(Load(x + k) * scale * level, divisor));
+            }
+        };
+    };
     if (squared)
         AscansInWindows(
-            w, share * wide * wide, [](Doubles x) TZM_UNROLLED { return x * x; },
-            [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
-                for (int k = 0; k < kRowLanes; k += W)
-                    levelled(
-                        Narrowed(means + k / kLanes), scaledFloor * scaledFloor,
-                        [](V v) TZM_UNROLLED { return ReciprocalRoot(v); }, x + k, dst + k);
-            });
+            w, share * wide * wide, [](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * x; },
+            levelled([](V x, V v) TZM_UNROLLED { return OverRoot(x, v); }));
     else
         AscansInWindows(
-            w, share * wide, [](Doubles x) TZM_UNROLLED { return x; },
-            [&](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
-                for (int k = 0; k < kRowLanes; k += W)
-                    levelled(
-                        Narrowed(means + k / kLanes), scaledFloor, [](V v) TZM_UNROLLED { return 1.f / v; }, x + k,
-                        dst + k);
-            });
+            w, share * wide, [](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x; },
+            levelled([](V x, V v) TZM_UNROLLED { return x / v; }));
 }
 
 // The argument of x + i y. The arc tangent below tan(pi / 8) is a polynomial, fitted to it at the Chebyshev nodes,
