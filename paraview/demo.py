@@ -22,6 +22,7 @@ def show(recording, plugin, permittivity=None):
     bounds = chain.GetDataInformation().GetBounds()
 
     view = simple.CreateRenderView()
+    simple.AssignViewToLayout(view, simple.CreateLayout("Slab"))  # without one a state shows no view in a window
     view.UseColorPaletteForBackground = 0
     view.BackgroundColorMode = "Single Color"
     view.Background = [0.06, 0.06, 0.08]
@@ -53,6 +54,7 @@ KEPT = {
     "PiecewiseFunction": ("Points", "ScalarRangeInitialized"),
     "UniformGridRepresentation": ("Input", "Visibility", "Representation", "Scale", "ColorArrayName", "LookupTable",
                                   "ScalarOpacityFunction", "ScalarOpacityUnitDistance"),
+    "ViewLayout": (),
     "RenderView": ("Representations", "ViewSize", "UseColorPaletteForBackground", "BackgroundColorMode", "Background",
                    "CameraViewUp", "CameraFocalPoint", "CameraPosition", "CenterOfRotation"),
 }
@@ -64,12 +66,13 @@ def save_state(path):
     tree = ElementTree.parse(path)
     state = tree.getroot().find("ServerManagerState")
     proxies = {proxy.get("id"): proxy for proxy in state.iter("Proxy") if proxy.get("type") in KEPT}
-    used, reached = [], [key for key, proxy in proxies.items() if proxy.get("type") == "RenderView"]
+    used, reached = [], [key for key, proxy in proxies.items() if proxy.get("type") == "ViewLayout"]
     while reached:  # functions that nothing shows are left out
         key = reached.pop()
         used.append(key)
         proxy = proxies[key]
-        for property_ in list(proxy):
+        reached += [item.get("view") for item in proxy.iter("Item")]
+        for property_ in proxy.findall("Property"):
             if property_.get("name") not in KEPT[proxy.get("type")]:
                 proxy.remove(property_)
                 continue
@@ -91,7 +94,7 @@ def save_state(path):
     for element in state.iter():
         if element.tag == "Property":
             element.attrib.pop("id")
-        for name in ("id", "value"):
+        for name in ("id", "value", "view"):
             if element.tag in ("Proxy", "Item") and name in element.attrib:
                 element.set(name, numbers[element.get(name)])
     ElementTree.indent(tree)
