@@ -80,19 +80,19 @@ void AlgoBandPass::Execute(const float* in, const ImageProps& inProps, float* ou
         const IPP::MirroredFilter filter(Weights(params, src.dim0, static_cast<double>(globalSettings.delta_t)));
         const BlockStreams streams(dst);
         struct Work {
-            IPP::Array<float> lanes;
+            IPP::MirroredWork lanes;
             IPP::Array2D<float> rows;
         };
         const int few = IPP::MirroredFilter::RowsAtATime();
         ParallelFor(
             dst.dim2,
             [&] {
-                return Work{IPP::Array<float>(filter.WorkSize()), IPP::Array2D<float>(src.dim0, few)};
+                return Work{IPP::MirroredWork(filter), IPP::Array2D<float>(src.dim0, few)};
             },
             [&](int z, const Work& work) {
                 ForFewAscans(ValidAscans(src, dst, inProps, z), few, work.rows, streams,
                              [&](const auto& ascans, const auto& target) {
-                                 filter.Apply(ascans.data, ascans.dim0, ascans.dim1, target, work.lanes.data);
+                                 filter.Apply(ascans.data, ascans.dim0, ascans.dim1, target, work.lanes.Get());
                              });
             });
     });

@@ -42,13 +42,13 @@ class Attributes {
 public:
     Attributes(const IPP::MirroredHilbert& transform, Kind attribute, float deltaT)
         : rows(transform.Length(), transform.RowsAtATime()), hilbert(transform), kind(attribute),
-          toMegahertz(static_cast<float>(1e-6 / (2. * M_PI * static_cast<double>(deltaT)))), work(hilbert.WorkSize()),
+          toMegahertz(static_cast<float>(1e-6 / (2. * M_PI * static_cast<double>(deltaT)))), work(hilbert),
           steps(hilbert.Length()) {}
 
     void Of(const IPP::Array2D<float>& ascans, const AscanTarget& target) {
         if (kind != AlgoParamEnvelope::Phase && kind != AlgoParamEnvelope::Frequency)
-            return hilbert.Envelopes(ascans.data, ascans.dim0, ascans.dim1, target, work.data);
-        hilbert.Transforms(ascans.data, ascans.dim0, ascans.dim1, {rows.data, rows.dim0}, work.data);
+            return hilbert.Envelopes(ascans.data, ascans.dim0, ascans.dim1, target, work.Get());
+        hilbert.Transforms(ascans.data, ascans.dim0, ascans.dim1, {rows.data, rows.dim0}, work.Get());
         for (int y = 0; y < ascans.dim1; ++y) {
             float* const row = rows.Row(y).data;
             if (kind == AlgoParamEnvelope::Phase)
@@ -80,7 +80,8 @@ private:
     const IPP::MirroredHilbert& hilbert;
     Kind kind;
     float toMegahertz; ///< of radians between samples
-    IPP::Array<float> work, steps;
+    IPP::MirroredWork work;
+    IPP::Array<float> steps;
 };
 
 } // namespace

@@ -84,19 +84,19 @@ double RootMeanSquare(const BlockFindings& all) {
 class EnvelopeRows {
 public:
     explicit EnvelopeRows(const IPP::MirroredHilbert& transform)
-        : hilbert(transform), work(hilbert.WorkSize()), rows(hilbert.Length(), IPP::Simd::kRowLanes) {}
+        : hilbert(transform), work(hilbert), rows(hilbert.Length(), IPP::Simd::kRowLanes) {}
 
     const float* Of(const IPP::Array2D<float>& ascans) const {
         const int few = IPP::MirroredHilbert::RowsAtATime();
         for (int y = 0; y < ascans.dim1; y += few)
             hilbert.Envelopes(ascans.Row(y).data, ascans.dim0, std::min(few, ascans.dim1 - y),
-                              {rows.Row(y).data, rows.dim0}, work.data);
+                              {rows.Row(y).data, rows.dim0}, work.Get());
         return rows.data;
     }
 
 private:
     const IPP::MirroredHilbert& hilbert;
-    IPP::Array<float> work;
+    IPP::MirroredWork work;
     IPP::Array2D<float> rows;
 };
 

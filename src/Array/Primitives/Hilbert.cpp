@@ -89,6 +89,7 @@ IppStatus ForPairsOfRows(const float* src, Index srcStep, int rows, const IppsHi
     // real part of z less the real part.
     for (Index y = 0; y < rows; y += stride) {
         const Index here = std::min(stride, rows - y);
+        LoadedRows::Prefetch(src + y * srcStep, srcStep, here, len);
         const LoadedRows loaded(src + y * srcStep, srcStep, here, len, signal, extra);
         if (largest) std::copy_n(loaded.largest, here, largest + y);
         kernels.scaleLanes(signal, loaded.factors, len);

@@ -36,7 +36,6 @@ struct LoadedRows {
         : signal(signalMemory), largest(extra), factors(extra + Stride()), undo(extra + 2 * Stride()) {
         const Simd::FftKernels& kernels = Simd::ActiveFft();
         const Index lanes = kernels.lanes, stride = 2 * lanes, rowBytes = sizeof(float);
-        Prefetch(src, srcStep, rowCount, len);
         for (int part = 0; part < 2; ++part) {
             const Index first = part * lanes;
             const int count = int(std::clamp(rowCount - first, Index(0), lanes));
@@ -49,14 +48,6 @@ struct LoadedRows {
         }
     }
 
-    static Index Stride() { return 2 * Simd::ActiveFft().lanes; }
-
-    float* signal;  ///< lane blocks
-    float* largest; ///< magnitude of each row, NaN if one is in it
-    float* factors;
-    float* undo; ///< the powers of two that undo the factors: 0 for a row of zeros, NaN for a broken one
-
-private:
     /// Asks for rows in the order of memory, where the processor goes on ahead by itself; it doesn't with the many rows
     /// at a time of a transpose.
     static void Prefetch(const float* first, Index step, Index rows, Index count) {
@@ -64,6 +55,13 @@ private:
         for (Index r = 0; r < rows; ++r)
             for (Index k = 0; k < count; k += line) __builtin_prefetch(first + r * step + k, 0, 3);
     }
+
+    static Index Stride() { return 2 * Simd::ActiveFft().lanes; }
+
+    float* signal;  ///< lane blocks
+    float* largest; ///< magnitude of each row, NaN if one is in it
+    float* factors;
+    float* undo; ///< the powers of two that undo the factors: 0 for a row of zeros, NaN for a broken one
 };
 
 } // namespace IPP

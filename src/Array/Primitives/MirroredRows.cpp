@@ -20,26 +20,25 @@ int Count(Index n) {
 } // namespace
 
 MirroredRows::MirroredRows(int n) : length(Count(n)), plan(FftPlan::Get(n)) {
-    Count(6 * Index(Simd::kMaxLanes) * n + LoadedRows::kExtra + plan->WorkSize());
+    Count(4 * Index(Simd::kMaxLanes) * n + LoadedRows::kExtra + plan->WorkSize());
 }
 
 int MirroredRows::RowsAtATime() { return static_cast<int>(LoadedRows::Stride()); }
 
 int MirroredRows::WorkSize() const {
-    return static_cast<int>(6 * Index(Simd::kMaxLanes) * length + LoadedRows::kExtra + plan->WorkSize());
+    return static_cast<int>(4 * Index(Simd::kMaxLanes) * length + LoadedRows::kExtra + plan->WorkSize());
 }
 
 template <class Change, class Store>
-void MirroredRows::Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, bool inverse,
-                       const Change& change, const Store& store) const {
+void MirroredRows::Run(const float* src, Index srcStep, int rows, float* work, bool inverse, const Change& change,
+                       const Store& store) const {
     const Index lanes = Simd::ActiveFft().lanes, stride = 2 * lanes;
     float* const folded = work;
     float* const result = folded + stride * length;
-    float* const natural = result + stride * length;
-    float* const extra = natural + stride * length;
+    float* const extra = result + stride * length;
     float* const planWork = extra + LoadedRows::kExtra;
     const LoadedRows loaded(src, srcStep, rows, length, result, extra);
-    Simd::ActiveAscan().foldLanes(result, loaded.factors, length, folded);
+    Simd::ActiveAscan().foldLanes(result, loaded.factors, length, src + rows * srcStep, folded);
     const LaneTarget spectrum{result, result + lanes, stride};
     plan->Forward({folded, folded + lanes, stride}, spectrum, planWork);
     change(spectrum);
@@ -47,11 +46,7 @@ void MirroredRows::Run(const float* src, Index srcStep, int rows, const RowTarge
         plan->Inverse({spectrum.re, spectrum.im, stride}, spectrum, planWork);
     else
         plan->Forward({spectrum.re, spectrum.im, stride}, spectrum, planWork);
-    store(folded, result, loaded.undo, natural);
-    const auto put = dst.past ? Simd::ActiveAscan().streamRows : Simd::ActiveFft().storeRows;
-    for (Index first = 0; first < rows; first += lanes)
-        put(natural + first, stride, int(std::min(rows - first, lanes)), length, dst.data + first * dst.step,
-            dst.step * Index{sizeof(float)});
+    store(folded, result, loaded.undo);
 }
 
 MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index(n))) {
@@ -62,10 +57,9 @@ MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index
 }
 
 template <class Store>
-void MirroredHilbert::Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work,
-                          const Store& store) const {
+void MirroredHilbert::Run(const float* src, Index srcStep, int rows, float* work, const Store& store) const {
     MirroredRows::Run(
-        src, srcStep, rows, dst, work, false,
+        src, srcStep, rows, work, false,
         [&](const LaneTarget& v) {
             Simd::ActiveFft().multiply(v.re, v.im, v.stride, v.re, v.im, v.stride, turns.data, length);
         },
@@ -73,14 +67,14 @@ void MirroredHilbert::Run(const float* src, Index srcStep, int rows, const RowTa
 }
 
 void MirroredHilbert::Envelopes(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
-    Run(src, srcStep, rows, dst, work, [&](const float* folded, const float* u, const float* undo, float* natural) {
-        Simd::ActiveAscan().unfoldEnvelopes(folded, u, undo, length, natural);
+    Run(src, srcStep, rows, work, [&](const float* folded, const float* u, const float* undo) {
+        Simd::ActiveAscan().putEnvelopes(folded, u, undo, length, rows, dst.data, dst.step, dst.past);
     });
 }
 
 void MirroredHilbert::Transforms(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
-    Run(src, srcStep, rows, dst, work, [&](const float*, const float* u, const float* undo, float* natural) {
-        Simd::ActiveAscan().unfoldLanes(u, undo, -1.f, length, natural);
+    Run(src, srcStep, rows, work, [&](const float*, const float* u, const float* undo) {
+        Simd::ActiveAscan().putLanes(u, undo, -1.f, length, rows, dst.data, dst.step, dst.past);
     });
 }
 
@@ -99,10 +93,10 @@ MirroredFilter::MirroredFilter(const std::vector<double>& weights)
 
 void MirroredFilter::Apply(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work) const {
     Run(
-        src, srcStep, rows, dst, work, true,
+        src, srcStep, rows, work, true,
         [&](const LaneTarget& v) { Simd::ActiveAscan().mixMirrored(v.re, table.data, length); },
-        [&](const float*, const float* filtered, const float* undo, float* natural) {
-            Simd::ActiveAscan().unfoldLanes(filtered, undo, 1.f, length, natural);
+        [&](const float*, const float* filtered, const float* undo) {
+            Simd::ActiveAscan().putLanes(filtered, undo, 1.f, length, rows, dst.data, dst.step, dst.past);
         });
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "Array/Array.h"
 #include "Array/Primitives/FftPlan.h"
+#include "Array/Primitives/ThreadWork.h"
 
 namespace IPP {
 
@@ -39,14 +41,25 @@ protected:
     ~MirroredRows() = default;
 
     /// Runs change(lanes of the spectrum V of v), then store(folded rows, transform of the changed spectrum, factors
-    /// that undo the scaling of the rows, lanes), which makes the lanes that go to the rows of dst. At most
-    /// RowsAtATime() rows.
+    /// that undo the scaling of the rows), which writes rows. At most RowsAtATime() rows.
     template <class Change, class Store>
-    void Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, bool inverse,
-             const Change& change, const Store& store) const;
+    void Run(const float* src, Index srcStep, int rows, float* work, bool inverse, const Change& change,
+             const Store& store) const;
 
     Index length;
     std::shared_ptr<const FftPlan> plan;
+};
+
+/// Work memory of the calling thread for at most RowsAtATime() rows. std::bad_alloc.
+class MirroredWork {
+public:
+    explicit MirroredWork(const MirroredRows& rows) : data(rows.WorkSize()) {
+        if (!data.Get()) throw std::bad_alloc();
+    }
+    float* Get() const { return data.Get(); }
+
+private:
+    ThreadWork data;
 };
 
 /// Hilbert transforms. That of the even period is the sine series of C; in folded order, with the sign of the samples
@@ -63,7 +76,7 @@ public:
 
 private:
     template <class Store>
-    void Run(const float* src, Index srcStep, int rows, const RowTarget& dst, float* work, const Store& store) const;
+    void Run(const float* src, Index srcStep, int rows, float* work, const Store& store) const;
 
     Array<float> turns; ///< i / n * exp(-pi i k / n), 0 for k = 0
 };

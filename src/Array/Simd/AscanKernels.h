@@ -51,20 +51,22 @@ struct AscanKernels {
 
     // Lane blocks as of FftKernels, W real parts, then W imaginary ones, in folded order: the elements 0, 2, 4 .. 5, 3,
     // 1 of a signal.
-    /// dst = src in folded order, times a factor for each of the 2 W lanes.
-    void (*foldLanes)(const float* src, const float* factors, Index count, float* dst);
-    /// dst = the lanes in their natural order, times the factors, those of the elements 1, 3, 5 .. times oddSign, too.
-    void (*unfoldLanes)(const float* folded, const float* factors, float oddSign, Index count, float* dst);
-    /// dst = the envelopes sqrt(x^2 + h^2) * factor, in natural order, of a signal x and its transforms h, both folded.
-    /// Squares below 1e-36 may give less than their root.
-    void (*unfoldEnvelopes)(const float* signal, const float* hilbert, const float* factors, Index count, float* dst);
+    /// dst = src in folded order, times a factor for each of the 2 W lanes. Asks for the 2 W * count floats at
+    /// `coming`.
+    void (*foldLanes)(const float* src, const float* factors, Index count, const float* coming, float* dst);
+    // Back to at most 2 W rows in their natural order, as storeRows of FftKernels has it, times the factors; steps in
+    // floats. Past the caches the step is whole lines of 64 bytes.
+    /// The lanes, those of the elements 1, 3, 5 .. times oddSign.
+    void (*putLanes)(const float* folded, const float* factors, float oddSign, Index count, int rows, float* dst,
+                     Index dstStep, bool past);
+    /// The envelopes sqrt(x^2 + h^2) of a signal x and its transforms h, both folded. Squares below 1e-36 may give less
+    /// than their root.
+    void (*putEnvelopes)(const float* signal, const float* hilbert, const float* factors, Index count, int rows,
+                         float* dst, Index dstStep, bool past);
     /// The spectrum v of a folded signal, n lane blocks: v[j] = a v[j] + b v[n - j], v[n - j] = a v[n - j] + conj(b)
     /// v[j] for 0 < j < n - j, v[0] and v[n / 2] times their a. The table holds a and the parts of b,
     /// for j = 0 .. n / 2.
     void (*mixMirrored)(float* v, const float* table, Index n);
-
-    /// storeRows of FftKernels past the caches, for a step of whole lines of 64 bytes.
-    void (*streamRows)(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep);
 
     /// From row to row of a strip of kStripLanes columns: dst[e] = src[e] - mean of the window. Past the caches dst
     /// begins on a boundary of 64 bytes, and its step is whole lines of them.

@@ -37,11 +37,12 @@ TZM_INLINE V Narrowed(const Doubles* wide) {
 /// Elements from p to the next boundary of a cache line, where streams begin.
 Index BeforeLine(const float* p) { return -(reinterpret_cast<Index>(p) / Index{sizeof(float)}) & 15; }
 
-void StreamRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
-    const Index before = Least(BeforeLine(At(dst, 0)), count);
-    StoreRows(src, srcStride, rows, before, dst, dstStep);
-    StoreTiles(src + before * srcStride, srcStride, rows, count - before, At(dst, 0) + before, dstStep,
-               [](float* p, V v) TZM_UNROLLED { Stream(p, v); });
+/// Elements first .. last - 1, as StoreTiles has it, past the caches or not.
+template <class Get>
+TZM_INLINE void PutRows(const Get& get, int rows, Index first, Index last, float* dst, Index dstStep, bool past) {
+    const Index step = dstStep * sizeof(float), line = past ? Least(first + BeforeLine(dst + first), last) : last;
+    StoreTiles(get, rows, first, line, dst, step, [](float* p, V v) TZM_UNROLLED { Store(p, v); });
+    StoreTiles(get, rows, line, last, dst, step, [](float* p, V v) TZM_UNROLLED { Stream(p, v); });
 }
 
 /// Adds elements side by side to sums.
@@ -115,26 +116,22 @@ public:
 
     void Need(Index count) {
         const Index last = Least((count + kRowLanes - 1) / kRowLanes * kRowLanes, w.len);
-        Load(w.measured, w.measuredStep, last, lanes);
-        if (apart) Load(w.src, w.srcStep, last, w.values);
+        Bring(w.measured, w.measuredStep, last, lanes);
+        if (apart) Bring(w.src, w.srcStep, last, w.values);
         loaded = last;
     }
 
     void Done(Index count) {
         const Index whole = count < shift ? 0 : (count - shift) / kRowLanes * kRowLanes + shift; // lines
         const Index last = count < w.len ? whole : w.len;
-        for (int y = 0; y < w.ascans; y += W) {
-            const float* const from = w.results + kRowLanes * stored + y;
-            float* const to = w.dst + y * w.dstStep + stored;
-            const int rows = int(Least(w.ascans - y, W));
-            w.past ? StreamRows(from, kRowLanes, rows, last - stored, to, w.dstStep * sizeof(float))
-                   : StoreRows(from, kRowLanes, rows, last - stored, to, w.dstStep * sizeof(float));
-        }
+        for (int y = 0; y < w.ascans; y += W)
+            PutRows([from = w.results + y](Index e) TZM_UNROLLED { return Load(from + kRowLanes * e); },
+                    int(Least(w.ascans - y, W)), stored, last, w.dst + y * w.dstStep, w.dstStep, w.past);
         stored = last;
     }
 
 private:
-    void Load(const float* src, Index step, Index last, float* to) const {
+    void Bring(const float* src, Index step, Index last, float* to) const {
         for (int y = 0; y < kRowLanes; y += W)
             LoadRows(src + loaded + Least(y, w.ascans - 1) * step, step * sizeof(float),
                      int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - loaded, to + kRowLanes * loaded + y,
@@ -264,33 +261,40 @@ void PhaseSteps(const float* re, const float* im, float* dst, int len) {
 /// Where element k of `count` stands in folded order.
 inline Index Folded(Index k, Index count) { return k % 2 == 0 ? k / 2 : count - 1 - k / 2; }
 
-void FoldLanes(const float* src, const float* factors, Index count, float* dst) {
+void FoldLanes(const float* src, const float* factors, Index count, const float* coming, float* dst) {
     const V re = Load(factors), im = Load(factors + W);
-    for (Index k = 0; k < count; ++k, src += 2 * W) {
+    for (Index k = 0; k < count; ++k, src += 2 * W, coming += 2 * W) {
+        for (int l = 0; l < 2 * W; l += 16) __builtin_prefetch(coming + l, 0, 2);
         float* const to = dst + 2 * W * Folded(k, count);
         Store(to, Load(src) * re);
         Store(to + W, Load(src + W) * im);
     }
 }
 
-void UnfoldLanes(const float* folded, const float* factors, float oddSign, Index count, float* dst) {
-    const V re = Load(factors), im = Load(factors + W);
-    for (Index k = 0; k < count; ++k, dst += 2 * W) {
-        const float* const at = folded + 2 * W * Folded(k, count);
-        const float sign = k % 2 == 0 ? 1.f : oddSign;
-        Store(dst, Load(at) * (re * sign));
-        Store(dst + W, Load(at + W) * (im * sign));
-    }
+/// Both parts of lane blocks as rows: get(place of element k in folded order, k, part's factors).
+template <class Get>
+TZM_INLINE void PutUnfolded(const Get& get, const float* factors, Index count, int rows, float* dst, Index dstStep,
+                            bool past) {
+    for (int part = 0; part < rows; part += W)
+        PutRows([&get, part, count, factor = Load(factors + part)](Index k)
+                    TZM_UNROLLED { return get(2 * W * Folded(k, count) + part, k) * factor; },
+                int(Least(rows - part, W)), 0, count, dst + part * dstStep, dstStep, past);
 }
 
-void UnfoldEnvelopes(const float* signal, const float* hilbert, const float* factors, Index count, float* dst) {
-    const V re = Load(factors), im = Load(factors + W);
-    for (Index k = 0; k < count; ++k, dst += 2 * W) {
-        const Index at = 2 * W * Folded(k, count);
-        const V x = Load(signal + at), y = Load(signal + at + W), h = Load(hilbert + at), g = Load(hilbert + at + W);
-        Store(dst, Root(x * x + h * h) * re);
-        Store(dst + W, Root(y * y + g * g) * im);
-    }
+void PutLanes(const float* folded, const float* factors, float oddSign, Index count, int rows, float* dst,
+              Index dstStep, bool past) {
+    PutUnfolded([=](Index at, Index k) TZM_UNROLLED { return Load(folded + at) * (k % 2 == 0 ? 1.f : oddSign); },
+                factors, count, rows, dst, dstStep, past);
+}
+
+void PutEnvelopes(const float* signal, const float* hilbert, const float* factors, Index count, int rows, float* dst,
+                  Index dstStep, bool past) {
+    PutUnfolded(
+        [=](Index at, Index) TZM_UNROLLED {
+            const V x = Load(signal + at), h = Load(hilbert + at);
+            return Root(x * x + h * h);
+        },
+        factors, count, rows, dst, dstStep, past);
 }
 
 void MixMirrored(float* v, const float* table, Index n) {
@@ -311,8 +315,7 @@ void MixMirrored(float* v, const float* table, Index n) {
 
 } // namespace
 
-extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans,  &Levelled,      &Phases,          &PhaseSteps,
-                                              &FoldLanes,  &UnfoldLanes,   &UnfoldEnvelopes, &MixMirrored,
-                                              &StreamRows, &LessStripMeans};
+extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans, &Levelled,     &Phases,      &PhaseSteps,    &FoldLanes,
+                                              &PutLanes,  &PutEnvelopes, &MixMirrored, &LessStripMeans};
 
 } // namespace IPP::Simd

@@ -265,7 +265,12 @@ void Scatter(const float* src, const int* order, float* dstRe, float* dstIm, Ind
     }
 }
 
-// --- Columns -------------------------------------------------------------------------------------------------------
+// --- Rows and columns ----------------------------------------------------------------------------------------------
+
+void StoreRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
+    StoreTiles([=](Index k) TZM_UNROLLED { return Load(src + k * srcStride); }, rows, 0, count, dst, dstStep,
+               [](float* p, V v) TZM_UNROLLED { Store(p, v); });
+}
 
 /// a and b in turn, from the first or the second half.
 template <int Half>

@@ -171,15 +171,15 @@ TZM_INLINE void LoadTiles(const void* src, Index srcStep, int rows, Index count,
     for (Index c = 0; k + c < count; ++c) see(rest[c]), Store(dst + (k + c) * dstStride, rest[c]);
 }
 
-/// The way back; `put` stores whole registers.
-template <class Put>
-TZM_INLINE void StoreTiles(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep,
+/// The way back for the elements first .. last - 1: get(k) gives the lanes of element k, put(p, row) stores a register.
+template <class Get, class Put>
+TZM_INLINE void StoreTiles(const Get& get, int rows, Index first, Index last, void* dst, Index dstStep,
                            const Put& put) {
-    Index k = 0;
+    Index k = first;
     const auto whole = [&](auto allRows) TZM_UNROLLED {
-        for (; k + W <= count; k += W) {
+        for (; k + W <= last; k += W) {
             V tile[W];
-            Unroll<0, W>([&](auto c) TZM_UNROLLED { tile[c.value] = Load(src + (k + c.value) * srcStride); });
+            Unroll<0, W>([&](auto c) TZM_UNROLLED { tile[c.value] = get(k + c.value); });
             Transpose(tile);
             Unroll<0, W>([&](auto r) TZM_UNROLLED {
                 if (allRows.value || r.value < rows) put(At(dst, r.value * dstStep) + k, tile[r.value]);
@@ -187,19 +187,15 @@ TZM_INLINE void StoreTiles(const float* src, Index srcStride, int rows, Index co
         }
     };
     rows == W ? whole(Constant<true>()) : whole(Constant<false>());
-    if (k == count) return;
+    if (k >= last) return;
     V rest[W];
-    for (int c = 0; c < W; ++c) rest[c] = k + c < count ? Load(src + (k + c) * srcStride) : V{};
+    for (int c = 0; c < W; ++c) rest[c] = k + c < last ? get(k + c) : V{};
     Transpose(rest);
-    for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, rest[r], count - k);
+    for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, rest[r], last - k);
 }
 
 void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
     LoadTiles(src, srcStep, rows, count, dst, dstStride, [](V) TZM_UNROLLED {});
-}
-
-void StoreRows(const float* src, Index srcStride, int rows, Index count, void* dst, Index dstStep) {
-    StoreTiles(src, srcStride, rows, count, dst, dstStep, [](float* p, V v) TZM_UNROLLED { Store(p, v); });
 }
 
 } // namespace
