@@ -178,16 +178,20 @@ struct Strip {
 };
 
 void LessStripMeans(const WindowSums& w, const float* src, Index step, float* dst, Index dstStep, bool past) {
+    constexpr int kSums = 8, kColumns = kSums * kLanes; // of both parts of a window, in registers
+    static_assert(kStripLanes % kColumns == 0, "whole registers only");
     const double share = 1. / (2 * w.half + 1);
-    Strip<kStripLanes> source{src, step, w.len, {}};
-    Windows<kStripLanes / kLanes>(
-        w, source, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
-        [&](Index e, const Doubles* means) TZM_UNROLLED {
-            for (int k = 0; k < kStripLanes; k += W) {
-                const V rest = Load(src + step * e + k) - Narrowed(means + k / kLanes);
-                past ? Stream(dst + dstStep * e + k, rest) : Store(dst + dstStep * e + k, rest);
-            }
-        });
+    for (int c = 0; c < kStripLanes; c += kColumns, src += kColumns, dst += kColumns) {
+        Strip<kColumns> source{src, step, w.len, {}};
+        Windows<kSums>(
+            w, source, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
+            [=](Index e, const Doubles* means) TZM_UNROLLED {
+                for (int k = 0; k < kColumns; k += W) {
+                    const V rest = Load(src + step * e + k) - Narrowed(means + k / kLanes);
+                    past ? Stream(dst + dstStep * e + k, rest) : Store(dst + dstStep * e + k, rest);
+                }
+            });
+    }
 }
 
 /// x / sqrt(v) for v >= 1e-38, to two units in the last place; 0 of an infinite v, NaN of NaN.
