@@ -1,10 +1,11 @@
 // How far the permittivity of synthetic lines is found, over many seeds: errors, what the stated errors cover, and how
-// often empty ground gets a number. Usage: focus_statistics [SEEDS [FIRST_SEED [verbose]]]
+// often empty ground gets a number; and how far time zero is, if it isn't known. Usage: focus_statistics [SEEDS
+// [FIRST_SEED [verbose]]]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
-#include "Focus/FindPermittivity.h"
+#include "Focus/FindTimeZero.h"
 #include "support/FocusScenes.h"
 
 using namespace TZM;
@@ -28,11 +29,20 @@ struct Tally {
         within += std::abs(off) <= 0.02;
         covered += std::abs(*focus.permittivity - truth) <= *focus.error;
     }
-    void Print(const char* name) const {
+    void AddTimeZero(const TimeZeroFocus& focus, double truth) {
+        ++runs;
+        if (!focus.timeZero) return;
+        ++numbers;
+        const double off = *focus.timeZero - truth;
+        errors.push_back(off / 100); // printed times 100: samples
+        within += std::abs(off) <= 12;
+        covered += std::abs(off) <= *focus.error;
+    }
+    void Print(const char* name, const char* bound = "2 %", const char* unit = "%") const {
         double mean = 0, squares = 0;
         for (const double e : errors) mean += e / double(errors.size()), squares += e * e / double(errors.size());
-        std::printf("%-44s %3d runs, %3d numbers, %3d within 2 %%, %3d within one error; mean %+.2f %%, rms %.2f %%\n",
-                    name, runs, numbers, within, covered, 100 * mean, 100 * std::sqrt(squares));
+        std::printf("%-44s %3d runs, %3d numbers, %3d within %s, %3d within one error; mean %+.2f %s, rms %.2f %s\n",
+                    name, runs, numbers, within, bound, covered, 100 * mean, unit, 100 * std::sqrt(squares), unit);
         std::fflush(stdout);
     }
 };
@@ -75,4 +85,16 @@ int main(int argc, char** argv) {
         }
         tally.Print(layers ? "layers and noise alone" : "noise and direct wave alone");
     }
+    Tally timeZeros, beside;
+    for (const double permittivity : {4., 6.5, 9., 12.})
+        for (int seed = first; seed < first + seeds; ++seed) {
+            FocusScene scene;
+            scene.seed = unsigned(seed);
+            scene.permittivity = permittivity;
+            const TimeZeroFocus focus = FindTimeZero(RecordOf(scene));
+            timeZeros.AddTimeZero(focus, scene.timeZero);
+            beside.Add(focus.permittivity, permittivity, verbose);
+        }
+    timeZeros.Print("time zero searched", "12 samples", "samples");
+    beside.Print("permittivity beside it");
 }

@@ -16,11 +16,11 @@ const char* WordOf(FocusVerdict verdict) {
 
 namespace {
 
-constexpr double kLeastContrast = 0.1, kAboveChance = 2; // of a peak that isn't chance
-constexpr double kOwnContrast = 0.25;                    // of a window that focuses by itself
-constexpr double kSecondPeak = 0.3, kLeastSecond = 0.04; // share of the highest peak, and height, of a second one
-constexpr double kApart = 0.1;                           // share by which it differs at least
-constexpr double kModelError = 0.006;                    // share: antennas apart, unknown wavelets, attenuation
+constexpr double kLeastContrast = 0.15, kAboveChance = 2; // of a peak that isn't chance
+constexpr double kOwnContrast = 0.25;                     // of a window that focuses by itself
+constexpr double kSecondPeak = 0.2, kLeastSecond = 0.04;  // share of the highest peak, and height, of a second one
+constexpr double kApart = 0.1;                            // share by which it differs at least
+constexpr double kModelError = 0.003;                     // share: what the windows have in common
 
 std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<LinePiece>& pieces,
                                    const FocusTable& table, const std::vector<double>& weights,
@@ -37,7 +37,7 @@ std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<Li
                 const int w = static_cast<int>(all.size());
                 all.push_back({piece.bscan, piece.firstAscan + cuts.ascans[x], piece.firstAscan + cuts.ascans[x + 1],
                                sample(cuts.depths[d]), sample(cuts.depths[d + 1]), weights[w], std::nullopt});
-                const std::vector<double> own = table.Own(0, w);
+                const std::vector<double> own = table.Focus(0, w);
                 const CurvePeak peak = HighestPeak(own, 0, scale.count);
                 if (peak.curvature < 0 && peak.height - LowerQuartile(own) > kOwnContrast)
                     all.back().permittivity = scale.At(peak.place);
@@ -89,7 +89,7 @@ double SpreadOfResampled(const FocusTable& table, const std::vector<double>& wei
     std::vector<std::vector<double>> shares; // of the windows in the points around the peak
     for (int w = 0; w < windows; ++w) {
         shares.emplace_back();
-        for (int p = from; p < to; ++p) shares.back().push_back(weights[w] * table.At(p, 0, w).Focus());
+        for (int p = from; p < to; ++p) shares.back().push_back(weights[w] * table.Focus(p, 0, w));
     }
     WindowDice dice;
     double sum = 0, squares = 0;
@@ -113,7 +113,7 @@ double SpreadOfSlopes(const FocusTable& table, const std::vector<double>& weight
     if (!(peak.curvature < 0)) return 0;
     double squares = 0, mean = 0;
     const auto slope = [&](int w) {
-        return (table.At(peak.index + 1, 0, w).Focus() - table.At(peak.index - 1, 0, w).Focus()) / 2;
+        return (table.Focus(peak.index + 1, 0, w) - table.Focus(peak.index - 1, 0, w)) / 2;
     };
     for (int w = 0; w < table.Windows(); ++w) mean += weights[w] * slope(w);
     for (int w = 0; w < table.Windows(); ++w) squares += std::pow(weights[w] * (slope(w) - mean), 2);
@@ -143,23 +143,19 @@ PermittivityFocus FindPermittivity(const Recording& recording, const FocusOption
     const FocusScans scans = ScansOf(recording, pieces, firstSample, options.to);
     const std::vector<double> grid = RatioGrid(options.from, options.to, options.count);
     const std::vector<double> rest{result.timeZero - std::floor(result.timeZero)};
-    const FocusTable table(scans, grid, rest, false, PartOf(options, 0, 0.67));
-    std::vector<double> coarse; // chance needs no fine grid
-    for (std::size_t i = 0; i < grid.size(); i += 2) coarse.push_back(grid[i]);
-    const FocusTable played(scans, coarse, {0.}, true, PartOf(options, 0.67, 0.33));
+    const FocusTables tables = Migrate(scans, grid, rest, true, options.progress);
+    const FocusTable &table = tables.record, &played = tables.backwards;
 
-    const std::vector<double> shares = table.Weights();
-    const std::vector<double> curve = table.Curve(0, shares, &WindowSums::Focus),
-                              back = played.Curve(0, played.Weights(), &WindowSums::Focus);
+    const std::vector<double> shares = table.Weights(), curve = table.Focus(0, shares),
+                              back = played.Focus(0, played.Weights());
     const FocusScale scale{options.from, options.to, options.count};
     const CurvePeak rough = HighestPeak(curve, 0, options.count);
-    result.contrast = rough.height - LowerQuartile(curve);
+    result.contrast = Prominence(curve);
     result.chance = Prominence(back);
     const bool focuses = result.contrast > kLeastContrast && result.contrast > kAboveChance * result.chance;
 
     const std::vector<double> weights = focuses ? FocusingWeights(table, 0, shares, rough, scale) : shares;
-    const std::vector<double> focus = table.Curve(0, weights, &WindowSums::Focus),
-                              entropy = table.Curve(0, weights, &WindowSums::Entropy);
+    const std::vector<double> focus = table.Focus(0, weights), entropy = table.Entropy(0, weights);
     for (std::size_t i = 0; i < grid.size(); ++i) result.curve.push_back({grid[i], focus[i], entropy[i]});
     result.windows = WindowsOf(scans, pieces, table, weights, scale);
     if (!focuses) return nothing("nothing focuses: no diffraction stands out of layers and noise");
@@ -168,7 +164,7 @@ PermittivityFocus FindPermittivity(const Recording& recording, const FocusOption
         return nothing("the image goes on focusing beyond " + Number(grid[static_cast<std::size_t>(rough.index)], 3));
 
     const double spread =
-        std::max(SpreadOfResampled(table, weights, scale.Around(peak)), SpreadOfSlopes(table, weights, peak));
+        (SpreadOfResampled(table, weights, scale.Around(peak)) + SpreadOfSlopes(table, weights, peak)) / 2;
     const double relative = std::hypot(scale.step * spread, kModelError);
     result.verdict = FocusVerdict::Found;
     result.permittivity = scale.At(peak.place);

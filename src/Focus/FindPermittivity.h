@@ -53,8 +53,8 @@ struct TZM_EXPORT PermittivityFocus {
     std::optional<double> error;        ///< of it: one standard deviation
     std::optional<double> other;        ///< the second answer of an ambiguous image
     std::optional<double> byEntropy;    ///< where the second opinion has its peak
-    double contrast = 0;                ///< peak of the curve above its lower quartile, by shares of the energy
-    double chance = 0;   ///< what a peak of the record played backwards stands out by, where nothing can focus
+    double contrast = 0; ///< what the most prominent peak stands out of the valleys beside it by, by shares of energy
+    double chance = 0;   ///< the same of the record played backwards, where nothing can focus
     double timeZero = 0; ///< sample that was taken
     std::vector<FocusPoint> curve;
     std::vector<FocusWindow> windows;
@@ -63,17 +63,17 @@ struct TZM_EXPORT PermittivityFocus {
 /// Finds the relative permittivity with which the diffractions of a recording focus.
 ///
 /// The recording is taken from time zero on, its median along the scan taken out, apparent speeds above 0.5 m/ns
-/// rejected, which are layers, and every depth brought to one level. What is left is migrated (Stolt) with each
-/// permittivity. In windows w over the image, with e the envelope, N its samples,
+/// rejected, which are layers, and every depth brought to one level. What is left is made white in its band and
+/// migrated (Stolt) with each permittivity. In windows w over the image, with e the envelope, N its samples,
 ///     focus_w = log(N sum(e^4) / sum(e^2)^2),   C = sum over w of a_w focus_w,
 /// a_w the window's weight: the normalised fourth moment, or varimax norm (R. Wiggins, Minimum entropy
 /// deconvolution, Geoexploration 16 (1978), 21-35), as a measure of focus (after S. Fomel, E. Landa and M. Taner,
 /// Poststack velocity analysis by separation and imaging of seismic diffractions, Geophysics 72 (2007), U89-U94):
 /// whether anything focuses is decided with the windows' shares of the energy as weights. The permittivity is then the
-/// peak of C, by a parabola over the logarithm, with those shares times the square of what a window's own peak stands
-/// out by: only windows count in which something focuses. Its error comes from the spread of the windows (by
-/// resampling them, B. Efron, Annals of Statistics 7 (1979), 1-26, and from slope and curvature at the peak, the larger
-/// one) and from what offset antennas and unknown wavelets do to it.
+/// peak of C, by a parabola over the logarithm, with those shares times the root of what a window's own peak stands
+/// out by, and times its time: only windows count in which something focuses. What antennas apart from each other and
+/// their patterns move it by (docs/focus.md) is taken out. Its error is the mean of what the windows' spread tells when
+/// they are drawn anew (B. Efron, Annals of Statistics 7 (1979), 1-26) and of what slopes and curvature at the peak do.
 ///
 /// The same of the record played backwards, whose hyperbolas open upwards so that no permittivity focuses them, but
 /// whose spectrum is the same, tells how high a peak comes about by chance. There is a number only if the peak stands

@@ -11,10 +11,9 @@ namespace TZM {
 
 namespace {
 
-constexpr double kSpeedOfLight = 3e8;                      // m/s
-constexpr double kOffsetDelay = 0.25, kOffsetSpread = 0.1; // periods, of a pair whose distance isn't known
-constexpr double kMiddle = 0.6, kMiddleSpread = 0.2;       // periods from a break to the wavelet's middle
-constexpr double kModelError = 0.1; // periods: what antennas apart and attenuation do to the focus
+constexpr double kDelaySpread = 0.1;                 // periods, of a pair whose distance isn't known
+constexpr double kMiddle = 0.6, kMiddleSpread = 0.2; // periods from a break to the wavelet's middle
+constexpr double kModelError = 0.1;                  // periods: what antennas apart and attenuation do to the focus
 constexpr int kTimeZeros = 13, kPermittivities = 24;
 constexpr double kReach = 2.5; // standard deviations of what the break says
 
@@ -30,10 +29,9 @@ Estimate Joined(const Estimate& a, const Estimate& b) {
 
 /// Where a wave without a way would have its middle, by the break of the direct wave.
 Estimate ByBreak(const Recording& recording, const FirstBreak& found) {
-    const bool known = recording.antennaOffset && (recording.oneAntennaPair || recording.size.bscans == 1);
-    const double delay =
-        known ? *recording.antennaOffset / kSpeedOfLight / recording.deltaT : kOffsetDelay * found.period;
-    const double spread = std::hypot(kMiddleSpread, known ? 0 : kOffsetSpread) * found.period;
+    const std::optional<double> known = AntennaDelayOf(recording);
+    const double delay = known.value_or(kUsualAntennaDelay * found.period);
+    const double spread = std::hypot(kMiddleSpread, known ? 0 : kDelaySpread) * found.period;
     return {found.sample - delay + kMiddle * found.period, std::hypot(spread, found.spread)};
 }
 
@@ -46,8 +44,7 @@ struct Ridge {
 /// Follows the highest focus over the time zeros, for the windows with such weights.
 std::vector<CurvePeak> PeaksOf(const FocusTable& table, const std::vector<double>& weights, const FocusScale& scale) {
     std::vector<CurvePeak> peaks;
-    for (int a = 0; a < kTimeZeros; ++a)
-        peaks.push_back(HighestPeak(table.Curve(a, weights, &WindowSums::Focus), 0, scale.count));
+    for (int a = 0; a < kTimeZeros; ++a) peaks.push_back(HighestPeak(table.Focus(a, weights), 0, scale.count));
     return peaks;
 }
 
@@ -61,7 +58,7 @@ CurvePeak TopOf(const std::vector<CurvePeak>& ridge) {
 Ridge Follow(const FocusTable& table, const FocusScale& scale, double step, double modelError) {
     const std::vector<double> shares = table.Weights();
     const int middle = kTimeZeros / 2;
-    const CurvePeak rough = HighestPeak(table.Curve(middle, shares, &WindowSums::Focus), 0, scale.count);
+    const CurvePeak rough = HighestPeak(table.Focus(middle, shares), 0, scale.count);
     const std::vector<double> weights = FocusingWeights(table, middle, shares, rough, scale);
     const std::vector<CurvePeak> ridge = PeaksOf(table, weights, scale);
     Ridge result;
@@ -123,9 +120,9 @@ TimeZeroFocus FindTimeZero(const Recording& recording, const FocusOptions& optio
         const FocusScans scans = ScansOf(
             recording, pieces, [&](const LinePiece&) { return static_cast<int>(first); }, options.to);
         const FocusScale scale(options.from, options.to, kPermittivities);
-        const FocusTable table(scans, RatioGrid(options.from, options.to, kPermittivities), trials, false,
-                               PartOf(options, 0.2, 0.6));
-        const Ridge ridge = Follow(table, scale, step, kModelError * found->period);
+        const FocusTables tables = Migrate(scans, RatioGrid(options.from, options.to, kPermittivities), trials, false,
+                                           PartOf(options, 0.2, 0.6));
+        const Ridge ridge = Follow(tables.record, scale, step, kModelError * found->period);
         slope = ridge.slope;
         if (ridge.peak) {
             joined = Joined(joined, {first + ridge.peak->value, ridge.peak->error});

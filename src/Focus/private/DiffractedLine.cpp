@@ -68,8 +68,8 @@ std::vector<LinePiece> PiecesOf(const Recording& recording, std::optional<double
     return EvenlySpread(pieces, kMostPieces);
 }
 
-DiffractedLine::DiffractedLine(const Recording& recording, const LinePiece& of, int first, double slowest)
-    : piece(of), firstSample(first) {
+DiffractedLine::DiffractedLine(const Recording& recording, const LinePiece& of, int first, double slowestKept)
+    : piece(of), firstSample(first), slowest(slowestKept) {
     line.size = {recording.size.samples - first, of.ascans, 1};
     line.deltaT = recording.deltaT;
     line.deltaX = recording.deltaX;
@@ -93,6 +93,11 @@ DiffractedLine::DiffractedLine(const Recording& recording, const LinePiece& of, 
 
     const std::vector<float> levels = Levels(Ascans(), std::max(2, line.size.samples / 32));
     for (int y = 0; y < of.ascans; ++y) IPP::Simd::Active().mul(levels.data(), &Ascans().At(0, y), line.size.samples);
+}
+
+double DiffractedLine::Kept(double frequency) const {
+    const double nyquist = 0.5 / line.deltaX;
+    return std::min(nyquist, frequency / slowest) - std::min(nyquist, frequency / kFastest);
 }
 
 } // namespace TZM

@@ -29,10 +29,14 @@ public:
 
     IPP::Array2D<float> Ascans() const { return {line.data.get(), line.size.samples, line.size.ascans}; }
 
+    /// How many wavenumbers are kept of a frequency in GHz, in cycles per metre: noise has its energy by that.
+    double Kept(double frequency) const;
+
     LinePiece piece;
     int firstSample;
 
 private:
+    double slowest;
     Recording line;
 };
 

@@ -16,6 +16,9 @@ namespace TZM {
 /// Lines that are migrated together.
 using FocusScans = std::vector<std::unique_ptr<FocusScan>>;
 
+/// Samples that the direct wave takes between the antennas in air, where the recording knows their distance.
+std::optional<double> AntennaDelayOf(const Recording& recording);
+
 /// The lines of a recording that can focus. \param firstSample of a piece, from which on it is taken.
 FocusScans ScansOf(const Recording& recording, const std::vector<LinePiece>& pieces,
                    const std::function<int(const LinePiece&)>& firstSample, double to);
@@ -23,37 +26,66 @@ FocusScans ScansOf(const Recording& recording, const std::vector<LinePiece>& pie
 /// Permittivities evenly spaced by their ratio.
 std::vector<double> RatioGrid(double from, double to, int count);
 
-/// How much every window focuses with every trial.
+/// How much every window focuses with every permittivity and time zero. What moves the focus of a window away from the
+/// permittivity of the ground (FocusScan::Lean) is taken out.
 class FocusTable {
 public:
-    /// \param ahead trials of time zero for each permittivity: samples by which it lies behind the start of the lines.
-    /// \param progress hears of the share that is done; false ends it.
-    FocusTable(const FocusScans& scans, const std::vector<double>& permittivities, const std::vector<double>& ahead,
-               bool backwards, const std::function<bool(double)>& progress);
+    /// \param trials of time zero: samples by which it lies behind the start of the lines.
+    FocusTable(const FocusScans& scans, std::vector<double> permittivities, int trials);
 
     int Windows() const { return windows; }
-    const WindowSums& At(int permittivity, int ahead, int window) const {
-        return sums[static_cast<std::size_t>((permittivity * aheads + ahead) * windows + window)];
-    }
+    int Trials() const { return trials; }
+    const std::vector<double>& Permittivities() const { return permittivities; }
+
+    /// Of all windows, one after the other, to be filled in; then Finish.
+    WindowSums* Sums(int permittivity, int trial) { return &sums[Index(permittivity, trial)]; }
+    void Finish(const FocusScans& scans);
 
     /// Where the middle of a window lies between time zero, 0, and the end of the record, 1.
     double Time(int window) const { return times[static_cast<std::size_t>(window)]; }
 
-    /// The curve of one window.
-    std::vector<double> Own(int ahead, int window) const;
+    /// The curves of one window.
+    std::vector<double> Focus(int trial, int window) const { return Own(focus, trial, window); }
+    double Focus(int permittivity, int trial, int window) const {
+        return focus[Index(permittivity, trial) + static_cast<std::size_t>(window)];
+    }
 
     /// Share of each window in the diffracted energy.
     std::vector<double> Weights() const;
 
-    /// The curve over the permittivities for one time zero. \param weights of the windows.
-    std::vector<double> Curve(int ahead, const std::vector<double>& weights,
-                              double (WindowSums::*measure)() const) const;
+    /// The curves over the permittivities for one time zero. \param weights of the windows.
+    std::vector<double> Focus(int trial, const std::vector<double>& weights) const {
+        return Weighted(focus, trial, weights);
+    }
+    std::vector<double> Entropy(int trial, const std::vector<double>& weights) const {
+        return Weighted(entropy, trial, weights);
+    }
 
 private:
-    int windows = 0, trials, aheads;
+    std::size_t Index(int permittivity, int trial) const {
+        return (static_cast<std::size_t>(permittivity) * trials + trial) * windows;
+    }
+    std::vector<double> Own(const std::vector<double>& values, int trial, int window) const;
+    std::vector<double> Weighted(const std::vector<double>& values, int trial,
+                                 const std::vector<double>& weights) const;
+
+    std::vector<double> permittivities;
+    int trials;
+    int windows = 0;
     std::vector<WindowSums> sums;
-    std::vector<double> times;
+    std::vector<double> focus, entropy, times;
 };
+
+/// The migrations of a search, which share what a permittivity asks for.
+struct FocusTables {
+    FocusTable record;
+    FocusTable backwards; ///< the record played backwards: with every second permittivity, chance needs no fine grid
+};
+
+/// \param ahead the trials of time zero, in samples. \param chance whether the record is played backwards, too.
+/// \param progress hears of the share that is done; false ends it.
+FocusTables Migrate(const FocusScans& scans, const std::vector<double>& permittivities,
+                    const std::vector<double>& ahead, bool chance, const std::function<bool(double)>& progress);
 
 /// A peak of a curve.
 struct CurvePeak {
@@ -83,9 +115,9 @@ struct FocusScale {
     double step; ///< of the logarithm
 };
 
-/// The shares of the windows times the square of what their own peaks, near the common one, stand out by, and times the
+/// The shares of the windows times the root of what their own peaks, near the common one, stand out by, and times the
 /// time of their middles: what is wrong with time zero and with wavelets that lag moves a peak by so much less.
-std::vector<double> FocusingWeights(const FocusTable& table, int ahead, const std::vector<double>& shares,
+std::vector<double> FocusingWeights(const FocusTable& table, int trial, const std::vector<double>& shares,
                                     const CurvePeak& common, const FocusScale& scale);
 
 inline constexpr int kResamplings = 400;

@@ -5,17 +5,30 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <numeric>
 
 #include "Algorithms/Migration/TransformSize.h"
+#include "Array/Simd/Dispatch.h"
 
 namespace TZM {
 
 namespace {
 
-constexpr double kBand = 0.99; // of the energy above the noise
 constexpr int kFewestBins = 12;
 constexpr float kDipMax = 75.f, kDipWidth = 10.f; // degrees
-constexpr int kAscansOfWindow = 40, kMostAcross = 32, kFewestAcross = 4, kDown = 4;
+constexpr int kAscansOfWindow = 60, kMostAcross = 32, kFewestAcross = 4, kDown = 6;
+constexpr int kSmooth = 4;            // bins on either side
+constexpr double kWhite = 0.01;       // of the highest energy of a frequency, as noise that is always there
+constexpr double kLeastShare = 0.1;   // of the signal in the energy of a frequency
+constexpr double kOblique = 0.12;     // periods squared, see Lean
+constexpr double kAntennaShare = 0.5; // see Lean
+constexpr double kMostLean = 0.2;
+
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
 
 int TransformLength(std::int64_t n) {
     const std::int64_t length = FastLength(n);
@@ -46,33 +59,77 @@ double WindowSums::Focus() const { return energy > 0 ? std::log(samples * square
 
 double WindowSums::Entropy() const { return energy > 0 ? std::log(samples / energy) + M_LN2 * entropy / energy : 0; }
 
-FocusScan::FocusScan(const DiffractedLine& line, double dt, double dx)
+FocusScan::FocusScan(const DiffractedLine& line, double dt, double dx, std::optional<double> delay)
     : ascans(line.Ascans().dim1), samples(line.Ascans().dim0), deltaT(dt), deltaX(dx),
       longNt(TransformLength(samples + std::int64_t{samples} / 2)),
       nx(TransformLength(ascans + std::int64_t{ascans} / 4)), record(samples, ascans, longNt, nx) {
-    const int nyquist = longNt / 2;
-    record.Forward(line.Ascans(), 0, nyquist);
-    std::vector<double> power(static_cast<std::size_t>(nyquist));
-    for (int h = 0; h < nx; ++h)
-        for (int j = 0; j < nyquist; ++j)
-            power[j] += double{record.ColumnRe(h)[j]} * record.ColumnRe(h)[j] +
-                        double{record.ColumnIm(h)[j]} * record.ColumnIm(h)[j];
-    std::vector<double> upper(power.begin() + nyquist / 2, power.end());
-    std::nth_element(upper.begin(), upper.begin() + static_cast<std::ptrdiff_t>(upper.size() / 2), upper.end());
-    const double noise = 1.5 * upper[upper.size() / 2];
-    double all = 0, moment = 0, below = 0;
-    for (int j = 0; j < nyquist; ++j) {
-        power[j] = std::max(0., power[j] - noise);
-        all += power[j], moment += power[j] * (j + 1);
+    record.Forward(line.Ascans(), 0, longNt / 2);
+    const std::vector<double> power = Power(), signal = SignalOf(power, line);
+    std::vector<float> white(signal.size()); // where the signal rules, nothing where noise does
+    double squares = 0, moment = 0;
+    for (std::size_t j = 0; j < signal.size(); ++j) {
+        if (signal[j] > 0)
+            white[j] = static_cast<float>(std::sqrt(signal[j]) / power[j]), last = static_cast<int>(j) + 1;
+        squares += signal[j] * signal[j], moment += signal[j] * signal[j] * static_cast<double>(j + 1);
     }
-    period = moment > 0 ? longNt * all / moment : samples;
-    for (last = 0; last < nyquist && below <= kBand * all; ++last) below += power[last];
-    last = std::clamp(last, std::min(kFewestBins, nyquist), nyquist);
+    for (int h = 0; h < nx; ++h) {
+        IPP::Simd::Active().mul(white.data(), record.ColumnRe(h), longNt / 2);
+        IPP::Simd::Active().mul(white.data(), record.ColumnIm(h), longNt / 2);
+    }
+    last = std::max(last, std::min(kFewestBins, longNt / 2));
+    period = moment > 0 ? longNt * squares / moment : samples;
+    antennaDelay = delay.value_or(kUsualAntennaDelay * period);
     // Reads between the bins reach five bins further.
     nt = std::min(longNt, TransformLength(2 * (std::int64_t{last} + StoltTables::kTaps - StoltTables::kTapsBelow)));
     depths = static_cast<int>(std::int64_t{samples} * nt / longNt);
     windows = {TZM::Cuts(ascans, std::clamp(ascans / kAscansOfWindow, kFewestAcross, kMostAcross)),
                TZM::Cuts(depths, kDown)};
+}
+
+// Over all wavenumbers, as a mean over some frequencies.
+std::vector<double> FocusScan::Power() const {
+    const int nyquist = longNt / 2;
+    std::vector<double> sums(static_cast<std::size_t>(nyquist) + 1), power;
+    for (int h = 0; h < nx; ++h)
+        for (int j = 0; j < nyquist; ++j)
+            sums[j + 1] += double{record.ColumnRe(h)[j]} * record.ColumnRe(h)[j] +
+                           double{record.ColumnIm(h)[j]} * record.ColumnIm(h)[j];
+    std::partial_sum(sums.begin(), sums.end(), sums.begin());
+    for (int j = 0; j < nyquist; ++j) {
+        const int begin = std::max(0, j - kSmooth), end = std::min(nyquist, j + kSmooth + 1);
+        power.push_back((sums[end] - sums[begin]) / (end - begin));
+    }
+    return power;
+}
+
+// What is more than noise, up to where it first is hardly more. Noise has as much energy in every wavenumber that the
+// line keeps; it is alone in the upper half of the frequencies.
+std::vector<double> FocusScan::SignalOf(const std::vector<double>& power, const DiffractedLine& line) const {
+    const auto kept = [&](std::size_t j) { return line.Kept(static_cast<double>(j + 1) / (longNt * deltaT * 1e9)); };
+    std::vector<double> upper;
+    for (std::size_t j = power.size() / 2; j < power.size(); ++j)
+        if (kept(j) > 0) upper.push_back(power[j] / kept(j));
+    const double noise = upper.empty() ? 0 : Median(upper);
+    const auto top = static_cast<std::size_t>(std::max_element(power.begin(), power.end()) - power.begin());
+    std::vector<double> signal(power.size());
+    for (std::size_t j = 0; j < power.size(); ++j) {
+        const double above = power[j] - noise * kept(j) - kWhite * power[top];
+        if (above > 0) signal[j] = above;
+        if (j > top && above <= kLeastShare * power[j]) break;
+    }
+    return signal;
+}
+
+// Two things move the focus, both by 1 / t^2, t the time. Antennas 2 h apart flatten an apex: of t^2 = 4 (z^2 + h^2) /
+// v^2 only z curves it, so that the permittivity seems lower by a share of permittivity (2 h / c)^2 / t^2, and by less
+// along the flanks: half of it counts. And antennas look down: what fades along the flanks of a hyperbola turns its
+// spectrum by a phase that grows with the dip, as if the permittivity were higher; how much that counts was read from
+// synthetic lines of points and bars under dipoles.
+double FocusScan::Lean(int window, double permittivity) const {
+    const double t = Time(window);
+    return std::clamp((kOblique * period * period - kAntennaShare * permittivity * antennaDelay * antennaDelay) /
+                          (t * t),
+                      -kMostLean, kMostLean);
 }
 
 FocusScan::Work::Work(const FocusScan& scan)
@@ -97,9 +154,8 @@ void FocusScan::Load(double ahead, bool backwards, HalfSpectrum& to) const {
     const double turn = 2 * M_PI * (backwards ? ahead - (samples - 1) : ahead) / longNt;
     std::vector<float> cosine(static_cast<std::size_t>(bins)), sine(cosine);
     for (int j = 0; j < bins; ++j) {
-        const float keep = j < last ? 1.f : 0.f;
-        cosine[j] = keep * static_cast<float>(std::cos(turn * (j + 1)));
-        sine[j] = keep * static_cast<float>(std::sin(turn * (j + 1)));
+        cosine[j] = static_cast<float>(std::cos(turn * (j + 1)));
+        sine[j] = static_cast<float>(std::sin(turn * (j + 1)));
     }
     for (int h = 0; h < nx; ++h) {
         const int from = backwards ? (nx - h) % nx : h;
