@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Focus/private/FocusCurve.h"
+#include "Focus/private/Quantile.h"
 #include "Recording/Refusal.h"
 #include "Recording/private/Text.h"
 
@@ -39,7 +40,7 @@ std::vector<FocusWindow> WindowsOf(const FocusScans& scans, const std::vector<Li
                                sample(cuts.depths[d]), sample(cuts.depths[d + 1]), weights[w], std::nullopt});
                 const std::vector<double> own = table.Focus(0, w);
                 const CurvePeak peak = HighestPeak(own, 0, scale.count);
-                if (peak.curvature < 0 && peak.height - LowerQuartile(own) > kOwnContrast)
+                if (peak.curvature < 0 && peak.height - Quantile(own, 0.25) > kOwnContrast)
                     all.back().permittivity = scale.At(peak.place);
             }
     }

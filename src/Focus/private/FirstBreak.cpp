@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Focus/private/Quantile.h"
+
 namespace TZM {
 
 namespace {
@@ -11,12 +13,6 @@ constexpr double kLeastRatio = 10;        // of the energies in which a direct w
 constexpr double kAgreeing = 0.6;         // of the A-scans
 constexpr double kLow = 0.2, kHigh = 0.6; // of the first lobe: where its flank is read
 constexpr int kMostAscans = 512;
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 /// Samples in a period of the mean frequency, from the energies of an A-scan and of its slope.
 double MeanPeriod(const std::vector<double>& ascan) {
@@ -91,10 +87,10 @@ std::optional<FirstBreak> FirstBreakOf(const Recording& recording, const std::ve
         }
     }
     if (breaks.empty()) return std::nullopt;
-    FirstBreak found{Median(breaks), 0, Median(periods)};
+    FirstBreak found{Quantile(breaks, 0.5), 0, Quantile(periods, 0.5)};
     std::vector<double> distances;
     for (const double sample : breaks) distances.push_back(std::abs(sample - found.sample));
-    found.spread = 1.4826 * Median(distances);
+    found.spread = 1.4826 * Quantile(distances, 0.5);
     const auto agree =
         std::count_if(distances.begin(), distances.end(), [&](double d) { return d < found.period / 4; });
     if (static_cast<double>(agree) < kAgreeing * looked) return std::nullopt;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "Focus/private/Quantile.h"
 #include "Framework/private/LoopWatch.h"
 #include "Framework/private/ParallelFor.h"
 #include "Recording/Refusal.h"
@@ -142,12 +143,6 @@ CurvePeak HighestPeak(const std::vector<double>& curve, int begin, int end) {
     return peak;
 }
 
-double LowerQuartile(std::vector<double> values) {
-    const auto quarter = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 4);
-    std::nth_element(values.begin(), quarter, values.end());
-    return *quarter;
-}
-
 std::vector<double> FocusingWeights(const FocusTable& table, int trial, const std::vector<double>& shares,
                                     const CurvePeak& common, const FocusScale& scale) {
     const auto [from, to] = scale.Around(common);
@@ -157,7 +152,8 @@ std::vector<double> FocusingWeights(const FocusTable& table, int trial, const st
         const std::vector<double> own = table.Focus(trial, w);
         const CurvePeak peak = HighestPeak(own, from, to);
         const bool inside = peak.index > from && peak.index + 1 < to;
-        const double above = std::max(0., peak.height - LowerQuartile(own) - kNoContrast);
+        // Two peaks would lift a median.
+        const double above = std::max(0., peak.height - Quantile(own, 0.25) - kNoContrast);
         weights[w] *= inside ? table.Time(w) * std::sqrt(above) : 0;
         all += weights[w];
     }

@@ -97,9 +97,6 @@ struct CurvePeak {
 
 CurvePeak HighestPeak(const std::vector<double>& curve, int begin, int end);
 
-/// What a curve's peaks stand out of: two peaks would lift a median.
-double LowerQuartile(std::vector<double> values);
-
 /// The points of a curve.
 struct FocusScale {
     FocusScale(double lowest, double highest, int points)

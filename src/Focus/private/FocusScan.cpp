@@ -9,6 +9,7 @@
 
 #include "Algorithms/Migration/TransformSize.h"
 #include "Array/Simd/Dispatch.h"
+#include "Focus/private/Quantile.h"
 
 namespace TZM {
 
@@ -23,12 +24,6 @@ constexpr double kLeastShare = 0.1;   // of the signal in the energy of a freque
 constexpr double kOblique = 0.12;     // periods squared, see Lean
 constexpr double kAntennaShare = 0.5; // see Lean
 constexpr double kMostLean = 0.2;
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 int TransformLength(std::int64_t n) {
     const std::int64_t length = FastLength(n);
@@ -109,7 +104,7 @@ std::vector<double> FocusScan::SignalOf(const std::vector<double>& power, const 
     std::vector<double> upper;
     for (std::size_t j = power.size() / 2; j < power.size(); ++j)
         if (kept(j) > 0) upper.push_back(power[j] / kept(j));
-    const double noise = upper.empty() ? 0 : Median(upper);
+    const double noise = upper.empty() ? 0 : Quantile(upper, 0.5);
     const auto top = static_cast<std::size_t>(std::max_element(power.begin(), power.end()) - power.begin());
     std::vector<double> signal(power.size());
     for (std::size_t j = 0; j < power.size(); ++j) {
