@@ -12,8 +12,8 @@
 /// the calibration of its run, which count in place of the process's own.
 ///
 /// What the recording tells (time zero, permittivity, antenna offset, line spacing) counts where neither the document
-/// nor the numbers here say otherwise. A time-zero detection leaves fewer samples than are known ahead of the run: the image keeps the
-/// length told ahead, and what lies behind the last sample is 0.
+/// nor the numbers here say otherwise. A time-zero detection leaves fewer samples than are known ahead of the run: the
+/// image keeps the length told ahead, and what lies behind the last sample is 0.
 class TZM_EXPORT vtkTZMChainFilter : public vtkTZMBlockFilter {
 public:
     static vtkTZMChainFilter* New();

@@ -62,6 +62,7 @@ void FocusTable::Finish(const FocusScans& scans) {
     const int count = static_cast<int>(permittivities.size());
     const double step = std::log(permittivities[1] / permittivities[0]);
     focus.reserve(sums.size());
+    entropy.reserve(sums.size());
     for (int p = 0; p < count; ++p)
         for (int t = 0; t < trials; ++t) {
             std::size_t window = 0;

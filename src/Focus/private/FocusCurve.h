@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -30,12 +31,10 @@ std::vector<double> RatioGrid(double from, double to, int count);
 /// permittivity of the ground (FocusScan::Lean) is taken out.
 class FocusTable {
 public:
-    /// \param trials of time zero: samples by which it lies behind the start of the lines.
+    /// \param trials how many time zeros are tried.
     FocusTable(const FocusScans& scans, std::vector<double> permittivities, int trials);
 
     int Windows() const { return windows; }
-    int Trials() const { return trials; }
-    const std::vector<double>& Permittivities() const { return permittivities; }
 
     /// Of all windows, one after the other, to be filled in; then Finish.
     WindowSums* Sums(int permittivity, int trial) { return &sums[Index(permittivity, trial)]; }
@@ -82,8 +81,8 @@ struct FocusTables {
     FocusTable backwards; ///< the record played backwards: with every second permittivity, chance needs no fine grid
 };
 
-/// \param ahead the trials of time zero, in samples. \param chance whether the record is played backwards, too.
-/// \param progress hears of the share that is done; false ends it.
+/// \param ahead the trials of time zero: samples by which it lies behind the start of the lines. \param chance whether
+/// the record is played backwards, too. \param progress hears of the share that is done; false ends it.
 FocusTables Migrate(const FocusScans& scans, const std::vector<double>& permittivities,
                     const std::vector<double>& ahead, bool chance, const std::function<bool(double)>& progress);
 
