@@ -8,12 +8,12 @@ namespace IPP::Simd {
 constexpr int kStripLanes = 64;
 
 /// Windows e - half .. e + half of len elements, as far as these are there. No sum over one owes anything to what lies
-/// outside it; sums and means in 64 bits.
+/// outside it. 32 bits add up no more than 16 terms, 64 bits the rest.
 struct WindowSums {
     int len;
     int half;             ///< below len
-    const double* ratios; ///< 2 half + 1 over the elements of the window around each element
-    double* ends;         ///< work memory: 2 half + 1 rows of kRowLanes, or of kStripLanes where those are columns
+    const double* shares; ///< 1 over the elements of the window around each element
+    float* ends;          ///< work memory: 2 half + 1 rows of kRowLanes, or of kStripLanes where those are columns
 };
 
 /// A-scans in whose windows something is measured, and what that takes. Steps between A-scans in floats.

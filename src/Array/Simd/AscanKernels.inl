@@ -7,31 +7,58 @@ namespace IPP::Simd {
 
 namespace {
 
-constexpr int kLanes = W / 2, kRegisters = kRowLanes / kLanes; // doubles in a register, registers of a row of lanes
+constexpr int kLanes = W / 2; // doubles in a register
 
-typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_alias));
-typedef float Floats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
+typedef double Doubles __attribute__((vector_size(8 * kLanes)));
+typedef float Floats __attribute__((vector_size(4 * kLanes)));
 
-/// kLanes floats as doubles. GCC takes the conversion of a vector apart into halves.
-TZM_INLINE Doubles Widened(const float* p) {
-    const Floats floats = *reinterpret_cast<const Floats*>(p);
-#if defined __AVX512F__ && !defined __clang__
-    return __builtin_ia32_cvtps2pd512_mask(floats, Doubles{}, -1, 4);
-#elif defined __AVX2__ && !defined __clang__
-    return __builtin_ia32_cvtps2pd256(floats);
-#else
-    return __builtin_convertvector(floats, Doubles);
-#endif
+template <int First, int... I>
+TZM_INLINE Doubles Widened(V v, Sequence<I...>) {
+    return __builtin_convertvector(__builtin_shufflevector(v, v, First + I...), Doubles);
 }
-
 template <int... I>
 TZM_INLINE V Joined(Floats a, Floats b, Sequence<I...>) {
     return __builtin_shufflevector(a, b, I...);
 }
-/// Two registers of doubles as one of floats.
-TZM_INLINE V Narrowed(const Doubles* wide) {
-    return Joined(__builtin_convertvector(wide[0], Floats), __builtin_convertvector(wide[1], Floats),
-                  MakeSequence<W>::Type());
+
+/// Sums of R registers side by side. 32 bits hold no more than the terms since the last call of Keep, 64 bits those
+/// before.
+template <int R>
+struct Sums {
+    template <class Add>
+    TZM_INLINE void Take(const float* lanes, const Add& add) {
+        for (int k = 0; k < R; ++k) recent[k] = add(recent[k], Load(lanes + k * W));
+    }
+
+    TZM_INLINE V Of(int k) const { return before[k] + recent[k]; }
+
+    TZM_INLINE void Store(float* to) const {
+        for (int k = 0; k < R; ++k) Simd::Store(to + k * W, Of(k));
+    }
+
+    TZM_INLINE void Keep() {
+        for (int k = 0; k < R; ++k) {
+            low[k] += Widened<0>(recent[k], MakeSequence<kLanes>::Type());
+            high[k] += Widened<kLanes>(recent[k], MakeSequence<kLanes>::Type());
+            before[k] = Joined(__builtin_convertvector(low[k], Floats), __builtin_convertvector(high[k], Floats),
+                               MakeSequence<W>::Type());
+            recent[k] = V{};
+        }
+    }
+
+    V recent[R] = {}, before[R] = {};
+    Doubles low[R] = {}, high[R] = {};
+};
+constexpr Index kRecent = 16;
+
+/// A product that isn't contracted with what follows, so that all copies of a loop give the same bits.
+TZM_INLINE V Rounded(V product) {
+#ifdef __AVX512F__
+    asm("" : "+v"(product));
+#else
+    asm("" : "+x"(product));
+#endif
+    return product;
 }
 
 /// Elements from p to the next boundary of a cache line, where streams begin.
@@ -45,40 +72,30 @@ TZM_INLINE void PutRows(const Get& get, int rows, Index first, Index last, float
     StoreTiles(get, rows, line, last, dst, step, [](float* p, V v) TZM_UNROLLED { Stream(p, v); });
 }
 
-/// Adds elements side by side to sums.
-template <int R, class Add>
-TZM_INLINE void AddElements(const float* lanes, const Add& add, Doubles (&sums)[R]) {
-    for (int k = 0; k < R; ++k) sums[k] = add(sums[k], Widened(lanes + k * kLanes));
-}
-
-template <int R>
-TZM_INLINE void StoreSums(const Doubles (&sums)[R], double* to) {
-    for (int k = 0; k < R; ++k) *reinterpret_cast<Doubles*>(to + k * kLanes) = sums[k];
-}
-
 /// The windows around the elements of one group, as Windows has it. `ends` holds the sums from each element of the
 /// group to its end, and then, if there is a next one, those of that in opposite order: each step makes room for one.
 template <int R, bool Next, class Source, class Add, class Use>
-TZM_INLINE void WindowsOfGroup(const WindowSums& w, const Source& source, Index group, double* ends, Index step,
+TZM_INLINE void WindowsOfGroup(const WindowSums& w, const Source& source, Index group, float* ends, Index step,
                                double factor, const Add& add, const Use& use) {
-    Doubles beginning[R] = {}, end[R] = {};
+    Sums<R> beginning, end;
     const Index half = w.half, window = 2 * half + 1, last = Least(group + window, w.len);
-    const double* const ratios = w.ratios;
-    for (Index e = group; e < last; ++e, ends += step) {
-        __builtin_prefetch(source.Coming(e), 0, 3);
-        if (e > group) AddElements(source.At(e + half), add, beginning);
-        Doubles means[R];
-        for (int k = 0; k < R; ++k)
-            means[k] = (*reinterpret_cast<const Doubles*>(ends + k * kLanes) + beginning[k]) * (ratios[e] * factor);
-        use(e, means);
-        if constexpr (Next) {
-            AddElements(source.At(2 * group + window + half - e), add, end);
-            StoreSums(end, ends);
+    const double* const shares = w.shares;
+    for (Index e = group; e < last; beginning.Keep(), end.Keep())
+        for (const Index stop = Least(e + kRecent, last); e < stop; ++e, ends += step) {
+            __builtin_prefetch(source.Coming(e), 0, 3);
+            if (e > group) beginning.Take(source.At(e + half), add);
+            V means[R];
+            const auto share = static_cast<float>(shares[e] * factor);
+            for (int k = 0; k < R; ++k) means[k] = Rounded((Load(ends + k * W) + beginning.Of(k)) * share);
+            use(e, means);
+            if constexpr (Next) {
+                end.Take(source.At(2 * group + window + half - e), add);
+                end.Store(ends);
+            }
         }
-    }
 }
 
-/// Sums over windows, add(sum, x) each, times the factor and the ratio that belongs to a window, as 64-bit floats:
+/// Sums over windows, add(sum, x) each, times the factor and the share of one element in a window, as R registers:
 /// use(e, sums). The elements lie in groups as long as a window, which then is the end of one group and the beginning
 /// of the next: no sum owes anything to what lies outside its window (M. van Herk, Pattern Recognition Letters 13
 /// (1992), 517-521, who takes maxima). The source gives the elements side by side, zeros ahead of the first and behind
@@ -87,16 +104,17 @@ template <int R, class Source, class Add, class Use>
 TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, const Add& add, const Use& use) {
     const Index half = w.half, window = 2 * half + 1;
     source.Need(half + 1);
-    Doubles end[R] = {};
+    Sums<R> end;
     for (Index r = window - 1; r >= 0; --r) {
-        AddElements(source.At(r - half), add, end);
-        StoreSums(end, w.ends + R * kLanes * r);
+        end.Take(source.At(r - half), add);
+        end.Store(w.ends + R * W * r);
+        if (r % kRecent == 0) end.Keep();
     }
     bool turned = false;
     for (Index group = 0; group < w.len; group += window, turned = !turned) {
         source.Need(group + window + half + 1);
-        double* const ends = turned ? w.ends + R * kLanes * (window - 1) : w.ends;
-        const Index step = turned ? -R * kLanes : R * kLanes;
+        float* const ends = turned ? w.ends + R * W * (window - 1) : w.ends;
+        const Index step = turned ? -R * W : R * W;
         group + window < w.len ? WindowsOfGroup<R, true>(w, source, group, ends, step, factor, add, use)
                                : WindowsOfGroup<R, false>(w, source, group, ends, step, factor, add, use);
         source.Done(group + window);
@@ -150,17 +168,24 @@ private:
 template <class Add, class Use>
 TZM_INLINE void AscansInWindows(const AscanWindows& w, double factor, const Add& add, const Use& use) {
     LoadedAscans source(w);
-    Windows<kRegisters>(w, source, factor, add,
-                        [&use, values = source.Values(), results = w.results](Index e, const Doubles* means)
-                            TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); });
+    Windows<kRowLanes / W>(w, source, factor, add,
+                           [&use, values = source.Values(), results = w.results](Index e, const V* means)
+                               TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); });
+}
+
+/// A power of two with which no sum over a window leaves the range of floats.
+TZM_INLINE float WithinRange(const WindowSums& w) {
+    float share = 1.f;
+    for (Index n = 1; n < 2 * Index{w.half} + 1; n *= 2) share *= 0.5f;
+    return share;
 }
 
 void LessMeans(const AscanWindows& w) {
-    const double share = 1. / (2 * w.half + 1);
+    const float within = WithinRange(w);
     AscansInWindows(
-        w, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
-        [](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
-            for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - Narrowed(means + k / kLanes));
+        w, 1. / within, [within](V sum, V x) TZM_UNROLLED { return sum + x * within; },
+        [](const V* means, const float* x, float* dst) TZM_UNROLLED {
+            for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - means[k / W]);
         });
 }
 
@@ -178,16 +203,16 @@ struct Strip {
 };
 
 void LessStripMeans(const WindowSums& w, const float* src, Index step, float* dst, Index dstStep, bool past) {
-    constexpr int kSums = 8, kColumns = kSums * kLanes; // of both parts of a window, in registers
+    constexpr int kSums = W < 8 ? 8 : kStripLanes / W, kColumns = kSums * W;
     static_assert(kStripLanes % kColumns == 0, "whole registers only");
-    const double share = 1. / (2 * w.half + 1);
+    const float within = WithinRange(w);
     for (int c = 0; c < kStripLanes; c += kColumns, src += kColumns, dst += kColumns) {
         Strip<kColumns> source{src, step, w.len, {}};
         Windows<kSums>(
-            w, source, 1., [share](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * share; },
-            [=](Index e, const Doubles* means) TZM_UNROLLED {
+            w, source, 1. / within, [within](V sum, V x) TZM_UNROLLED { return sum + x * within; },
+            [=](Index e, const V* means) TZM_UNROLLED {
                 for (int k = 0; k < kColumns; k += W) {
-                    const V rest = Load(src + step * e + k) - Narrowed(means + k / kLanes);
+                    const V rest = Load(src + step * e + k) - means[k / W];
                     past ? Stream(dst + dstStep * e + k, rest) : Store(dst + dstStep * e + k, rest);
                 }
             });
@@ -207,14 +232,13 @@ TZM_INLINE V OverRoot(V x, V v) {
 }
 
 void Levelled(const AscanWindows& w, bool squared, float level, float floor, float scale) {
-    const double wide = static_cast<double>(scale), share = 1. / (2 * w.half + 1);
     // From 1e-38 on there is a reciprocal root, up to 1e18 a square.
     const float least = floor * scale < 1e18f ? floor * scale : 1e18f, square = least * least;
     const V lowest = V{} + (squared ? square : least), some = V{} + 1e-38f, floors = lowest > some ? lowest : some;
     const auto levelled = [&](const auto& over) TZM_UNROLLED {
-        return [&, scale, level](const Doubles* means, const float* x, float* dst) TZM_UNROLLED {
+        return [&, scale, level](const V* means, const float* x, float* dst) TZM_UNROLLED {
             for (int k = 0; k < kRowLanes; k += W) {
-                const V strength = Narrowed(means + k / kLanes);
+                const V strength = means[k / W];
                 const V divisor = strength < floors ? floors : strength; // or NaN
                 Store(dst + k, over(Load(x + k) * scale * level, divisor));
             }
@@ -222,11 +246,11 @@ void Levelled(const AscanWindows& w, bool squared, float level, float floor, flo
     };
     if (squared)
         AscansInWindows(
-            w, share * wide * wide, [](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x * x; },
+            w, 1., [scale](V sum, V x) TZM_UNROLLED { return sum + (x * scale) * (x * scale); },
             levelled([](V x, V v) TZM_UNROLLED { return OverRoot(x, v); }));
     else
         AscansInWindows(
-            w, share * wide, [](Doubles sum, Doubles x) TZM_UNROLLED { return sum + x; },
+            w, 1., [scale](V sum, V x) TZM_UNROLLED { return sum + x * scale; },
             levelled([](V x, V v) TZM_UNROLLED { return x / v; }));
 }
 

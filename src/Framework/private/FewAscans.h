@@ -48,17 +48,17 @@ inline int BeforeLine(const float* p) {
 class WindowMemory {
 public:
     WindowMemory(int elements, int halfWindow, int lanes = IPP::Simd::kRowLanes)
-        : count(elements), half(halfWindow), ends(lanes, 2 * half + 1), ratios(count) {
+        : count(elements), half(halfWindow), ends(lanes, 2 * half + 1), shares(count) {
         for (int e = 0; e < count; ++e)
-            ratios[e] = (2. * half + 1) / (std::min(e + half, count - 1) - std::max(e - half, 0) + 1);
+            shares[e] = 1. / (std::min(e + half, count - 1) - std::max(e - half, 0) + 1);
     }
 
-    operator IPP::Simd::WindowSums() const { return {count, half, ratios.data, ends.data}; }
+    operator IPP::Simd::WindowSums() const { return {count, half, shares.data, ends.data}; }
 
 private:
     int count, half;
-    IPP::Array2D<double> ends;
-    IPP::Array<double> ratios;
+    IPP::Array2D<float> ends;
+    IPP::Array<double> shares;
 };
 
 /// Work memory of one thread for what is measured in windows along A-scans.
