@@ -20,14 +20,12 @@ int Count(Index n) {
 } // namespace
 
 MirroredRows::MirroredRows(int n) : length(Count(n)), plan(FftPlan::Get(n)) {
-    Count(4 * Index(Simd::kMaxLanes) * n + LoadedRows::kExtra + plan->WorkSize());
+    Count(4 * Index(Simd::kMaxLanes) * n + plan->WorkSize());
 }
 
-int MirroredRows::RowsAtATime() { return static_cast<int>(LoadedRows::Stride()); }
+int MirroredRows::RowsAtATime() { return static_cast<int>(2 * Simd::ActiveFft().lanes); }
 
-int MirroredRows::WorkSize() const {
-    return static_cast<int>(4 * Index(Simd::kMaxLanes) * length + LoadedRows::kExtra + plan->WorkSize());
-}
+int MirroredRows::WorkSize() const { return static_cast<int>(4 * Index(Simd::kMaxLanes) * length + plan->WorkSize()); }
 
 template <class Change, class Store>
 void MirroredRows::Run(const float* src, Index srcStep, int rows, float* work, bool inverse, const Change& change,
@@ -35,10 +33,14 @@ void MirroredRows::Run(const float* src, Index srcStep, int rows, float* work, b
     const Index lanes = Simd::ActiveFft().lanes, stride = 2 * lanes;
     float* const folded = work;
     float* const result = folded + stride * length;
-    float* const extra = result + stride * length;
-    float* const planWork = extra + LoadedRows::kExtra;
-    const LoadedRows loaded(src, srcStep, rows, length, result, extra);
-    Simd::ActiveAscan().foldLanes(result, loaded.factors, length, src + rows * srcStep, folded);
+    float* const planWork = result + stride * length;
+    constexpr int kRows = 2 * Simd::kMaxLanes;
+    float levels[kRows] = {}, factors[kRows], undo[kRows];
+    Simd::ActiveAscan().rowLevels(src, srcStep, rows, length, levels);
+    for (int row = 0; row < stride; ++row) ScaleOfLevel(levels[row], factors[row], undo[row]);
+    Simd::ActiveAscan().foldRows(src, srcStep, rows, length, factors, folded);
+    for (int row = 0; row < rows; ++row) // a broken one stays away from its partner
+        for (Index k = 0; std::isnan(undo[row]) && k < length; ++k) folded[k * stride + row] = 0.f;
     const LaneTarget spectrum{result, result + lanes, stride};
     plan->Forward({folded, folded + lanes, stride}, spectrum, planWork);
     change(spectrum);
@@ -46,7 +48,7 @@ void MirroredRows::Run(const float* src, Index srcStep, int rows, float* work, b
         plan->Inverse({spectrum.re, spectrum.im, stride}, spectrum, planWork);
     else
         plan->Forward({spectrum.re, spectrum.im, stride}, spectrum, planWork);
-    store(folded, result, loaded.undo);
+    store(folded, result, undo);
 }
 
 MirroredHilbert::MirroredHilbert(int n) : MirroredRows(n), turns(Count(2 * Index(n))) {

@@ -49,11 +49,13 @@ struct AscanKernels {
     /// dst[i] = how far the argument of element i + 1 is ahead of that of element i, of len + 1 elements; 0 beside a 0.
     void (*phaseSteps)(const float* re, const float* im, float* dst, int len);
 
+    /// The largest magnitude in each row, NaN of one with a NaN.
+    void (*rowLevels)(const float* src, Index srcStep, int rows, Index count, float* levels);
+
     // Lane blocks as of FftKernels, W real parts, then W imaginary ones, in folded order: the elements 0, 2, 4 .. 5, 3,
     // 1 of a signal.
-    /// dst = src in folded order, times a factor for each of the 2 W lanes. Asks for the 2 W * count floats at
-    /// `coming`.
-    void (*foldLanes)(const float* src, const float* factors, Index count, const float* coming, float* dst);
+    /// Rows as lanes, times a factor for each of the 2 W lanes, those of rows that aren't there zeros.
+    void (*foldRows)(const float* src, Index srcStep, int rows, Index count, const float* factors, float* dst);
     // Back to at most 2 W rows in their natural order, as storeRows of FftKernels has it, times the factors; steps in
     // floats. Past the caches the step is whole lines of 64 bytes.
     /// The lanes, those of the elements 1, 3, 5 .. times oddSign.

@@ -121,11 +121,13 @@ TZM_INLINE void Windows(const WindowSums& w, Source& source, double factor, cons
     }
 }
 
-/// A-scans side by side, which come and go back a window ahead of the sums and behind them, in the first cache.
+/// A-scans side by side, times a scale, which come and go back a window ahead of the sums and behind them, in the first
+/// cache.
+template <class Scale>
 class LoadedAscans {
 public:
-    explicit LoadedAscans(const AscanWindows& windows)
-        : w(windows), apart(w.measured != w.src), lanes(w.lanes + kRowLanes * w.half),
+    LoadedAscans(const AscanWindows& windows, const Scale& scaled)
+        : w(windows), scale(scaled), apart(w.measured != w.src), lanes(w.lanes + kRowLanes * w.half),
           coming(w.src + w.ascans * w.srcStep), shift(w.past ? BeforeLine(w.dst) : 0) {}
 
     TZM_INLINE const float* At(Index e) const { return lanes + kRowLanes * e; }
@@ -151,12 +153,14 @@ public:
 private:
     void Bring(const float* src, Index step, Index last, float* to) const {
         for (int y = 0; y < kRowLanes; y += W)
-            LoadRows(src + loaded + Least(y, w.ascans - 1) * step, step * sizeof(float),
-                     int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - loaded, to + kRowLanes * loaded + y,
-                     kRowLanes);
+            LoadTiles(src + loaded + Least(y, w.ascans - 1) * step, step * sizeof(float),
+                      int(y < w.ascans ? Least(w.ascans - y, W) : 0), last - loaded,
+                      [this, first = to + kRowLanes * loaded + y](Index k, V v)
+                          TZM_UNROLLED { Store(first + kRowLanes * k, scale(v)); });
     }
 
     const AscanWindows& w;
+    const Scale scale;
     const bool apart;
     float* const lanes; // between zeros
     const float* const coming;
@@ -165,9 +169,10 @@ private:
 };
 
 /// The same with a source of A-scans: use(sums, elements of src, those of dst).
-template <class Add, class Use>
-TZM_INLINE void AscansInWindows(const AscanWindows& w, double factor, const Add& add, const Use& use) {
-    LoadedAscans source(w);
+template <class Scale, class Add, class Use>
+TZM_INLINE void AscansInWindows(const AscanWindows& w, const Scale& scale, double factor, const Add& add,
+                                const Use& use) {
+    LoadedAscans<Scale> source(w, scale);
     Windows<kRowLanes / W>(w, source, factor, add,
                            [&use, values = source.Values(), results = w.results](Index e, const V* means)
                                TZM_UNROLLED { use(means, values + kRowLanes * e, results + kRowLanes * e); });
@@ -183,7 +188,8 @@ TZM_INLINE float WithinRange(const WindowSums& w) {
 void LessMeans(const AscanWindows& w) {
     const float within = WithinRange(w);
     AscansInWindows(
-        w, 1. / within, [within](V sum, V x) TZM_UNROLLED { return sum + x * within; },
+        w, [](V v) TZM_UNROLLED { return v; }, 1. / within,
+        [within](V sum, V x) TZM_UNROLLED { return sum + x * within; },
         [](const V* means, const float* x, float* dst) TZM_UNROLLED {
             for (int k = 0; k < kRowLanes; k += W) Store(dst + k, Load(x + k) - means[k / W]);
         });
@@ -219,15 +225,15 @@ void LessStripMeans(const WindowSums& w, const float* src, Index step, float* ds
     }
 }
 
-/// x / sqrt(v) for v >= 1e-38, to two units in the last place; 0 of an infinite v, NaN of NaN.
-TZM_INLINE V OverRoot(V x, V v) {
+/// level * x / sqrt(v) for v >= 1e-38, to two units in the last place; 0 of an infinite v, NaN of NaN.
+TZM_INLINE V OverRoot(float level, V x, V v) {
 #ifdef __AVX512F__ // 14 bits and a step of Newton's
     const V first = __builtin_ia32_rsqrt14ps512_mask(v, V{}, -1);
-    const V quotient = (x * 0.5f) * first * (3.f - (v * first) * first);
+    const V quotient = (x * (0.5f * level)) * first * (3.f - (v * first) * first);
     return v > 3e38f ? V{} : quotient;
 #else
-    for (int l = 0; l < W; ++l) x[l] /= __builtin_sqrtf(v[l]);
-    return x;
+    for (int l = 0; l < W; ++l) v[l] = __builtin_sqrtf(v[l]);
+    return x * level / v;
 #endif
 }
 
@@ -235,23 +241,24 @@ void Levelled(const AscanWindows& w, bool squared, float level, float floor, flo
     // From 1e-38 on there is a reciprocal root, up to 1e18 a square.
     const float least = floor * scale < 1e18f ? floor * scale : 1e18f, square = least * least;
     const V lowest = V{} + (squared ? square : least), some = V{} + 1e-38f, floors = lowest > some ? lowest : some;
+    const auto scaled = [scale](V v) TZM_UNROLLED { return v * scale; };
     const auto levelled = [&](const auto& over) TZM_UNROLLED {
-        return [&, scale, level](const V* means, const float* x, float* dst) TZM_UNROLLED {
+        return [&](const V* means, const float* x, float* dst) TZM_UNROLLED {
             for (int k = 0; k < kRowLanes; k += W) {
                 const V strength = means[k / W];
                 const V divisor = strength < floors ? floors : strength; // or NaN
-                Store(dst + k, over(Load(x + k) * scale * level, divisor));
+                Store(dst + k, over(Load(x + k), divisor));
             }
         };
     };
     if (squared)
         AscansInWindows(
-            w, 1., [scale](V sum, V x) TZM_UNROLLED { return sum + (x * scale) * (x * scale); },
-            levelled([](V x, V v) TZM_UNROLLED { return OverRoot(x, v); }));
+            w, scaled, 1., [](V sum, V x) TZM_UNROLLED { return sum + x * x; },
+            levelled([level](V x, V v) TZM_UNROLLED { return OverRoot(level, x, v); }));
     else
         AscansInWindows(
-            w, 1., [scale](V sum, V x) TZM_UNROLLED { return sum + x * scale; },
-            levelled([](V x, V v) TZM_UNROLLED { return x / v; }));
+            w, scaled, 1., [](V sum, V x) TZM_UNROLLED { return sum + x; },
+            levelled([level](V x, V v) TZM_UNROLLED { return x * level / v; }));
 }
 
 // The argument of x + i y. The arc tangent below tan(pi / 8) is a polynomial, fitted to it at the Chebyshev nodes,
@@ -289,14 +296,28 @@ void PhaseSteps(const float* re, const float* im, float* dst, int len) {
 /// Where element k of `count` stands in folded order.
 inline Index Folded(Index k, Index count) { return k % 2 == 0 ? k / 2 : count - 1 - k / 2; }
 
-void FoldLanes(const float* src, const float* factors, Index count, const float* coming, float* dst) {
-    const V re = Load(factors), im = Load(factors + W);
-    for (Index k = 0; k < count; ++k, src += 2 * W, coming += 2 * W) {
-        for (int l = 0; l < 2 * W; l += 16) __builtin_prefetch(coming + l, 0, 2);
-        float* const to = dst + 2 * W * Folded(k, count);
-        Store(to, Load(src) * re);
-        Store(to + W, Load(src + W) * im);
+void RowLevels(const float* src, Index srcStep, int rows, Index count, float* levels) {
+    for (int row = 0; row < rows; ++row, src += srcStep) {
+        VI most = {}, other = {};
+        Index k = 0;
+        for (; k + 2 * W <= count; k += 2 * W) {
+            most = LargerMagnitude(most, Load(src + k));
+            other = LargerMagnitude(other, Load(src + k + W));
+        }
+        for (; k < count; k += W) most = LargerMagnitude(most, LoadFirst(src + k, Least(count - k, W)));
+        most = LargerMagnitude(most, reinterpret_cast<V>(other));
+        int largest = 0;
+        for (int l = 0; l < W; ++l) largest = most[l] > largest ? most[l] : largest;
+        __builtin_memcpy(levels + row, &largest, sizeof largest);
     }
+}
+
+void FoldRows(const float* src, Index srcStep, int rows, Index count, const float* factors, float* dst) {
+    for (int part = 0; part < 2 * W; part += W)
+        LoadTiles(src + Least(part, rows - 1) * srcStep, srcStep * sizeof(float),
+                  int(part < rows ? Least(rows - part, W) : 0), count,
+                  [to = dst + part, count, factor = Load(factors + part)](Index k, V lanes)
+                      TZM_UNROLLED { Store(to + 2 * W * Folded(k, count), lanes * factor); });
 }
 
 /// Both parts of lane blocks as rows: get(place of element k in folded order, k, part's factors).
@@ -343,7 +364,7 @@ void MixMirrored(float* v, const float* table, Index n) {
 
 } // namespace
 
-extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans, &Levelled,     &Phases,      &PhaseSteps,    &FoldLanes,
-                                              &PutLanes,  &PutEnvelopes, &MixMirrored, &LessStripMeans};
+extern const AscanKernels TZM_KERNEL_TABLE = {&LessMeans, &Levelled, &Phases,       &PhaseSteps,  &RowLevels,
+                                              &FoldRows,  &PutLanes, &PutEnvelopes, &MixMirrored, &LessStripMeans};
 
 } // namespace IPP::Simd

@@ -343,12 +343,16 @@ void JoinPair(const float* halves, Index last, Index n, float* z) {
 
 // --- Envelopes ----------------------------------------------------------------------------------------------------
 
+void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
+    LoadTiles(src, srcStep, rows, count, [=](Index k, V lanes) TZM_UNROLLED { Store(dst + k * dstStride, lanes); });
+}
+
 void LoadRowsAndLevels(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
                        float* largest) {
-    VI most = {}; // magnitudes as bits have the order of floats, infinity and NaN at the top
-    LoadTiles(src, srcStep, rows, count, dst, dstStride, [&most](V row) TZM_UNROLLED {
-        const VI bits = reinterpret_cast<VI>(row) & 0x7fffffff;
-        most = bits > most ? bits : most;
+    VI most = {};
+    LoadTiles(src, srcStep, rows, count, [&most, dst, dstStride](Index k, V lanes) TZM_UNROLLED {
+        most = LargerMagnitude(most, lanes);
+        Store(dst + k * dstStride, lanes);
     });
     Store(largest, reinterpret_cast<V>(most));
 }

@@ -20,6 +20,18 @@ typedef double Doubles __attribute__((vector_size(8 * kLanes), aligned(8), may_a
 // As many floats, half a register.
 typedef float Floats __attribute__((vector_size(4 * kLanes), aligned(4), may_alias));
 
+/// kLanes floats as doubles. GCC takes the conversion of a vector apart into halves.
+inline Doubles Widened(const float* p) {
+    const Floats floats = *reinterpret_cast<const Floats*>(p);
+#if defined __AVX512F__ && !defined __clang__
+    return __builtin_ia32_cvtps2pd512_mask(floats, Doubles{}, -1, 4);
+#elif defined __AVX2__ && !defined __clang__
+    return __builtin_ia32_cvtps2pd256(floats);
+#else
+    return __builtin_convertvector(floats, Doubles);
+#endif
+}
+
 void Set(float value, float* dst, int len) {
 #pragma omp simd
     for (int i = 0; i < len; ++i) dst[i] = value;
@@ -137,9 +149,7 @@ double SumOf(const float* src, int len, const Operation& operation) {
     Doubles sums[kSums] = {};
     int i = 0;
     for (; i + kSums * kLanes <= len; i += kSums * kLanes)
-        for (int k = 0; k < kSums; ++k)
-            sums[k] +=
-                operation(__builtin_convertvector(*reinterpret_cast<const Floats*>(src + i + k * kLanes), Doubles));
+        for (int k = 0; k < kSums; ++k) sums[k] += operation(Widened(src + i + k * kLanes));
     const Doubles all = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     double sum = 0.;
     for (int l = 0; l < kLanes; ++l) sum += all[l];
@@ -518,7 +528,7 @@ struct LaneFilter {
 
     void Step(const float* x, float* out) {
         for (int k = 0; k < kRegisters; ++k) {
-            const Doubles in = __builtin_convertvector(*reinterpret_cast<const Floats*>(x + k * kLanes), Doubles);
+            const Doubles in = Widened(x + k * kLanes);
             y[k] = (pending[k] + b0 * in) - a1 * y[k];
             pending[k] = b1 * in;
             if (out) *reinterpret_cast<Floats*>(out + k * kLanes) = __builtin_convertvector(y[k], Floats);

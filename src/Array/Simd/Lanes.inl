@@ -34,6 +34,12 @@ TZM_INLINE void Stream(float* p, V v) {
 #endif
 }
 
+/// The larger of two magnitudes as bits, which have the order of floats, infinity and NaN at the top.
+TZM_INLINE VI LargerMagnitude(VI most, V v) {
+    const VI bits = reinterpret_cast<VI>(v) & 0x7fffffff;
+    return bits > most ? bits : most;
+}
+
 /// The first n < W floats at p, zeros above; p may have any alignment.
 TZM_INLINE V LoadFirst(const float* p, Index n) {
     alignas(V) float part[W] = {};
@@ -145,10 +151,9 @@ TZM_INLINE const float* At(const void* base, Index bytes) {
 }
 TZM_INLINE float* At(void* base, Index bytes) { return reinterpret_cast<float*>(static_cast<char*>(base) + bytes); }
 
-/// Rows to lanes, as loadRows has it, in tiles of W elements; `see` gets the lanes of every element.
-template <class See>
-TZM_INLINE void LoadTiles(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride,
-                          const See& see) {
+/// Rows to lanes, as loadRows has it, in tiles of W elements: put(k, lanes of element k).
+template <class Put>
+TZM_INLINE void LoadTiles(const void* src, Index srcStep, int rows, Index count, const Put& put) {
     Index k = 0;
     const auto whole = [&](auto allRows) TZM_UNROLLED {
         for (; k + W <= count; k += W) {
@@ -157,10 +162,7 @@ TZM_INLINE void LoadTiles(const void* src, Index srcStep, int rows, Index count,
                 tile[r.value] = allRows.value || r.value < rows ? Load(At(src, r.value * srcStep) + k) : V{};
             });
             Transpose(tile);
-            Unroll<0, W>([&](auto c) TZM_UNROLLED {
-                see(tile[c.value]);
-                Store(dst + (k + c.value) * dstStride, tile[c.value]);
-            });
+            Unroll<0, W>([&](auto c) TZM_UNROLLED { put(k + c.value, tile[c.value]); });
         }
     };
     rows == W ? whole(Constant<true>()) : whole(Constant<false>());
@@ -168,7 +170,7 @@ TZM_INLINE void LoadTiles(const void* src, Index srcStep, int rows, Index count,
     V rest[W];
     for (int r = 0; r < W; ++r) rest[r] = r < rows ? LoadFirst(At(src, r * srcStep) + k, count - k) : V{};
     Transpose(rest);
-    for (Index c = 0; k + c < count; ++c) see(rest[c]), Store(dst + (k + c) * dstStride, rest[c]);
+    for (Index c = 0; k + c < count; ++c) put(k + c, rest[c]);
 }
 
 /// The way back for the elements first .. last - 1: get(k) gives the lanes of element k, put(p, row) stores a register.
@@ -192,10 +194,6 @@ TZM_INLINE void StoreTiles(const Get& get, int rows, Index first, Index last, vo
     for (int c = 0; c < W; ++c) rest[c] = k + c < last ? get(k + c) : V{};
     Transpose(rest);
     for (int r = 0; r < rows; ++r) StoreFirst(At(dst, r * dstStep) + k, rest[r], last - k);
-}
-
-void LoadRows(const void* src, Index srcStep, int rows, Index count, float* dst, Index dstStride) {
-    LoadTiles(src, srcStep, rows, count, dst, dstStride, [](V) TZM_UNROLLED {});
 }
 
 } // namespace
