@@ -6,6 +6,7 @@
 //   - the same in memory that is touched for the first time: an Execute into an image that VTK allocates, and an Update
 //     of the filter when it has no image.
 #include <malloc.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <chrono>
@@ -76,6 +77,7 @@ vtkStandardNewMacro(PlainFilter)
 } // namespace
 
 int main(int argc, char** argv) {
+    omp_set_num_threads(1);
     mallopt(M_MMAP_THRESHOLD, 1 << 20); // a block that is released goes back to the system
     const int repeats = argc > 1 ? std::atoi(argv[1]) : 10;
     const TZM::ImageProps props(kSamples, kAscans, kBscans);

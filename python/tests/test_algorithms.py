@@ -152,3 +152,16 @@ def test_the_permittivity_of_a_slab_is_found():
         tzm.focus(tzm.demo(lanes=1), progress=lambda share: False)
     with pytest.raises(ValueError):
         tzm.focus(tzm.demo(lanes=1), low=9, high=3)
+
+
+def test_the_memory_of_a_result_serves_the_next_one_when_nobody_looks_at_it():
+    block = np.random.default_rng(1).normal(size=(4, 512, 512)).astype(np.float32)
+    result = tzm.OffsetRemoval()(block)
+    part = result[1:]
+    before, place = part.copy(), result.ctypes.data
+    del result
+    other = tzm.Envelope()(block)
+    np.testing.assert_array_equal(part, before)
+    assert not np.shares_memory(part, other)
+    del part
+    assert tzm.OffsetRemoval()(block).ctypes.data == place

@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "Framework/private/ParallelFor.h"
 #include "Recording/Refusal.h"
@@ -24,22 +25,37 @@ std::string Dimensions::Text() const {
 
 namespace {
 
-/// Blocks that were released while SpareBlocks live, by their bytes.
+constexpr std::size_t kHugePage = std::size_t{1} << 21;
+
+/// Blocks that were released.
 struct Spares {
+    static constexpr std::size_t kMostIdle = std::size_t{64} << 20;
+
     std::mutex mutex;
     int keepers = 0;
-    std::multimap<std::size_t, float*> blocks;
+    std::multimap<std::size_t, float*> blocks;  ///< while SpareBlocks live, by their bytes
+    std::pair<std::size_t, float*> idle{0, {}}; ///< otherwise: the last one of moderate size, until the next is wanted
 
     static Spares& Get() {
         static Spares* const spares = new Spares; // blocks may be released when statics are gone
         return *spares;
     }
 
+    static bool Serves(std::size_t spare, std::size_t bytes) { return spare >= bytes && spare / 2 <= bytes; }
+
     /// The smallest that holds so many bytes and isn't twice as large; null if there is none.
     float* Take(std::size_t& bytes) {
         const std::lock_guard<std::mutex> lock(mutex);
+        if (bytes >= kHugePage) {
+            const auto [size, memory] = std::exchange(idle, {0, nullptr});
+            if (Serves(size, bytes)) {
+                bytes = size;
+                return memory;
+            }
+            std::free(memory);
+        }
         const auto spare = blocks.lower_bound(bytes);
-        if (spare == blocks.end() || spare->first / 2 > bytes) return nullptr;
+        if (spare == blocks.end() || !Serves(spare->first, bytes)) return nullptr;
         bytes = spare->first;
         float* const memory = spare->second;
         blocks.erase(spare);
@@ -50,6 +66,7 @@ struct Spares {
         try {
             const std::lock_guard<std::mutex> lock(mutex);
             if (keepers > 0) return void(blocks.emplace(bytes, memory));
+            if (bytes >= kHugePage && bytes <= kMostIdle) memory = std::exchange(idle, {bytes, memory}).second;
         } catch (const std::bad_alloc&) {
         }
         std::free(memory);
@@ -72,7 +89,7 @@ SpareBlocks::~SpareBlocks() {
 
 Samples AllocateSamples(std::int64_t count) {
     // A huge page for a small block would cost more than it spares.
-    constexpr std::size_t kHugePage = std::size_t{1} << 21, kSmall = kHugePage / 2, kCacheLine = 64;
+    constexpr std::size_t kSmall = kHugePage / 2, kCacheLine = 64;
     const std::size_t wanted = static_cast<std::size_t>(count) * sizeof(float),
                       page = wanted < kSmall ? kCacheLine : kHugePage;
     auto bytes = (wanted + page - 1) / page * page;

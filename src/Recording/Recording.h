@@ -29,7 +29,8 @@ struct TZM_EXPORT Dimensions {
 using Samples = std::shared_ptr<float[]>;
 
 /// Uninitialised memory for `count` floats, from 1 MiB on in huge pages where the system has them: the first touch of a
-/// small page costs more than the arithmetic on it. std::bad_alloc if there is none, or if `count` is below 1.
+/// small page costs more than the arithmetic on it. A program keeps the last block that it released of 2 to 64 MiB for
+/// the next one. std::bad_alloc if there is none, or if `count` is below 1.
 TZM_EXPORT Samples AllocateSamples(std::int64_t count);
 
 /// Where an A-scan was recorded.
