@@ -22,8 +22,8 @@ struct TZM_EXPORT AlgoParamDewow : AlgoParamBase {
 /// median of an even count is half the sum of the two middle values, a NaN counts as the largest one.
 ///
 /// The mean passes what is much shorter than the window and rejects what is longer than about twice its length: a
-/// window of one to two periods of the antenna keeps the wavelets. A constant becomes 0, but for rounding
-/// in 64 bits.
+/// window of one to two periods of the antenna keeps the wavelets. A constant becomes 0 up to the rounding of
+/// the mean.
 ///
 /// Output: that of the input; A-scans outside the valid range come out as zeros. The sampling interval is that of the
 /// global settings. CalcError -9 for a window that isn't above 0, 99 "IPP::Exception::ippsCopy_32f" if a dimension is
