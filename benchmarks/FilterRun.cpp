@@ -3,8 +3,8 @@
 //   - an Execute into the block in which the filter's image stands, the Update of a VTK filter that does no more than
 //     this, and the filter's Update, which takes its block once more. Memory is the same on all sides, nothing is
 //     allocated, and what is left is the pipeline;
-//   - the same in memory that is touched for the first time: an Execute into an image that VTK allocates, and an Update
-//     of the filter when it has no image.
+//   - an Execute into an image that VTK allocates, whose memory is touched for the first time, and an Update of the
+//     filter when it has no image, for which the library keeps the memory of the one before.
 #include <malloc.h>
 #include <omp.h>
 
